@@ -1,0 +1,86 @@
+// The table interface: how the query engine reads and writes rows, whatever
+// holds them (stored tables, the schema, query results, _TABLES).
+//
+// Rows are identified by row IDs (unsigned 32-bit; kInvalidRowID, all bits
+// set, means "no row"); columns by their index, column 0 of a stored table
+// being the hidden `_rowid`. Rows travel as vectors of ParvexValueWithID
+// pointers with a take-ownership flag: when set, the table keeps or frees the
+// value objects and empties the caller's vector; when clear, the table copies
+// and the caller keeps its values. The base class behaves as a read-only
+// table: AddRow and UpdateRow free owned values and change nothing.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "core/value.h"
+#include "platform/parvex_string.h"
+#include "platform/simple_vector.h"
+
+namespace parvex {
+
+using RowID = uint32_t;
+constexpr RowID kInvalidRowID = 0xFFFFFFFFu;
+
+using ParvexValueList = SimpleVector<ParvexValueWithID*>;
+
+// Describes one column: its name, its type (as a NULL prototype value), its
+// default value, its position and, for stored tables, its column ID.
+struct ParvexColumnInfo {
+  ParvexColumnInfo() = default;
+  ParvexColumnInfo(const string& columnName, ParvexDataType type, long columnIndex, long id = 0)
+      : name(columnName), prototype(ParvexValue::Null(type)), index(columnIndex), columnID(id) {}
+
+  ParvexDataType Type() const { return prototype.Type(); }
+
+  string name;
+  ParvexValue prototype;     // NULL, of the column's type
+  ParvexValue defaultValue;  // NULL when the column has no default
+  long index = 0;
+  long columnID = 0;
+};
+
+// One row ID per source table of a query, in FROM order; kInvalidRowID marks
+// a table with no row bound yet.
+class ParvexRecSet {
+ public:
+  explicit ParvexRecSet(size_t tableCount) : mIDs(tableCount, kInvalidRowID) {}
+
+  size_t size() const { return mIDs.size(); }
+  RowID& operator[](size_t i) { return mIDs[i]; }
+  RowID operator[](size_t i) const { return mIDs[i]; }
+
+ private:
+  std::vector<RowID> mIDs;
+};
+
+class ParvexTable {
+ public:
+  ParvexTable() = default;
+  ParvexTable(const ParvexTable&) = delete;
+  ParvexTable& operator=(const ParvexTable&) = delete;
+  virtual ~ParvexTable() = default;
+
+  virtual long QtyColumns() const = 0;
+  // The descriptor at `index`, or null when there is none.
+  virtual const ParvexColumnInfo* Column(long index) const = 0;
+  virtual long QtyRows() const = 0;
+  // Replaces the vector's contents with every row ID, in the table's order.
+  virtual void GetRowIDs(SimpleVector<RowID>* ids) const = 0;
+  // False when the row or the column does not exist.
+  virtual bool GetValue(RowID row, long column, ParvexValue* out) const = 0;
+  // Returns the new row's ID, or kInvalidRowID when the row is refused.
+  virtual RowID AddRow(ParvexValueList& values, bool takeOwnership);
+  virtual void UpdateRow(RowID row, ParvexValueList& values, bool takeOwnership);
+  virtual void DeleteRow(RowID row) = 0;
+  virtual bool AddIndex(const string& indexName, const SimpleVector<uint32_t>& columnIDs);
+  virtual void GetIndexNames(SimpleVector<string>* names) const;
+
+  string name;
+  RowID lastRowID = 0;  // the last row added; 0 until one is
+};
+
+// Deletes the values of an owned list and empties it.
+void DeleteValues(ParvexValueList& values);
+
+}  // namespace parvex
