@@ -37,6 +37,13 @@ ParvexExprPtr Aggregate(long kind, ParvexExprPtr argument) {
 }
 ParvexExprPtr CountAll() { return Aggregate(kAggCount, nullptr); }
 
+// Fills `query` with its source tables and plain-column items (table, column).
+void Prepare(ParvexQuery& query, std::initializer_list<ParvexTable*> sources,
+           std::initializer_list<std::pair<long, long>> fields) {
+  for (ParvexTable* table : sources) query.tables.push_back(table);
+  for (const auto& [table, column] : fields) query.items.push_back(Field(table, column));
+}
+
 std::unique_ptr<ParvexTempTable> Execute(ParvexQuery& query) {
   return std::unique_ptr<ParvexTempTable>(query.RunQuery());
 }
@@ -73,8 +80,7 @@ TEST(QueryTest, OneTableKeepsGetRowIDsOrderAndRecordsSources) {
   auto t = Numbers("t", {10, 20, 30});
   t->order = {3, 1, 2};
   ParvexQuery query;
-  query.tables.push_back(t.get());
-  query.items.push_back(Field(0, 1));
+  Prepare(query, {t.get()}, {{0, 1}});
   auto result = Execute(query);
   ASSERT_NE(result, nullptr);
   EXPECT_EQ(Texts(*result, 0), (Texts_{"30", "10", "20"}));
@@ -102,17 +108,13 @@ TEST(QueryTest, ResultTablesServeAsSources) {
   }
 
   ParvexQuery all;
-  all.tables.push_back(&source);
-  all.items.push_back(Field(0, 0));
-  all.items.push_back(Field(0, 2));
+  Prepare(all, {&source}, {{0, 0}, {0, 2}});
   auto result = Execute(all);
   ASSERT_EQ(result->QtyRows(), 4);
   EXPECT_EQ(Texts(*result, 1)[1], "10");
 
   ParvexQuery filtered;
-  filtered.tables.push_back(&source);
-  filtered.items.push_back(Field(0, 0));
-  filtered.items.push_back(Field(0, 1));
+  Prepare(filtered, {&source}, {{0, 0}, {0, 1}});
   filtered.where = Compare(kCompareGreaterEqual, Field(0, 2), Int(9));
   result = Execute(filtered);
   ASSERT_EQ(result->QtyRows(), 2);
@@ -123,10 +125,7 @@ TEST(QueryTest, SelfJoinVisitsOuterRowsInReverseAndInnerRowsInOrder) {
   auto t = std::make_unique<RowsTable>("t", std::vector<query_test::RowsColumn>{{"s", kTypeString, 1}});
   for (const char* s : {"a", "b", "c", "d"}) t->Insert({ParvexValue::String(s)});
   ParvexQuery query;
-  query.tables.push_back(t.get());
-  query.tables.push_back(t.get());
-  query.items.push_back(Field(0, 1));
-  query.items.push_back(Field(1, 1));
+  Prepare(query, {t.get(), t.get()}, {{0, 1}, {1, 1}});
   query.where = Compare(kCompareNotEqual, Field(0, 1), Field(1, 1));
   auto result = Execute(query);
   ASSERT_EQ(result->QtyRows(), 12);
@@ -142,10 +141,7 @@ TEST(QueryTest, ConditionOnOneTablePrunesBeforeTheOtherIsEnumerated) {
   auto a = Numbers("a", {1, 2, 3, 4, 5});
   auto b = Numbers("b", {10, 20, 30, 40});
   ParvexQuery query;
-  query.tables.push_back(a.get());
-  query.tables.push_back(b.get());
-  query.items.push_back(Field(0, 1));
-  query.items.push_back(Field(1, 1));
+  Prepare(query, {a.get(), b.get()}, {{0, 1}, {1, 1}});
   query.where = Compare(kCompareEqual, Field(0, 1), Int(1));
   auto result = Execute(query);
   ASSERT_EQ(result->QtyRows(), 4);
@@ -159,10 +155,7 @@ TEST(QueryTest, ConditionCanChooseALaterTableFirst) {
   auto a = Numbers("a", {1, 2, 3});
   auto b = Numbers("b", {1, 2, 3});
   ParvexQuery query;
-  query.tables.push_back(a.get());
-  query.tables.push_back(b.get());
-  query.items.push_back(Field(0, 1));
-  query.items.push_back(Field(1, 1));
+  Prepare(query, {a.get(), b.get()}, {{0, 1}, {1, 1}});
   query.where = Compare(kCompareEqual, Field(1, 1), Int(2));
   auto result = Execute(query);
   ASSERT_EQ(result->QtyRows(), 3);
@@ -175,10 +168,7 @@ TEST(QueryTest, ConjunctionsBindTheirTablesOneAfterTheOther) {
   auto a = Numbers("a", {1, 2, 1, 3, 4});
   auto b = Numbers("b", {5, 2, 7, 9});
   ParvexQuery query;
-  query.tables.push_back(a.get());
-  query.tables.push_back(b.get());
-  query.items.push_back(Field(0, 0));
-  query.items.push_back(Field(1, 1));
+  Prepare(query, {a.get(), b.get()}, {{0, 0}, {1, 1}});
   query.where = And(Compare(kCompareEqual, Field(0, 1), Int(1)), Compare(kCompareEqual, Field(1, 1), Int(2)));
   auto result = Execute(query);
   ASSERT_EQ(result->QtyRows(), 2);
@@ -193,8 +183,7 @@ TEST(QueryTest, FinalTestLooksOnlyAtTheValueLeftBehind) {
 
   // AND of unknowns leaves 1: the row with unknown values passes.
   ParvexQuery loose;
-  loose.tables.push_back(t.get());
-  loose.items.push_back(Field(0, 1));
+  Prepare(loose, {t.get()}, {{0, 1}});
   loose.where = And(Compare(kCompareEqual, Field(0, 1), Field(0, 1)), Compare(kCompareEqual, Field(0, 1), Int(1)));
   auto result = Execute(loose);
   ASSERT_EQ(result->QtyRows(), 2);
@@ -203,8 +192,7 @@ TEST(QueryTest, FinalTestLooksOnlyAtTheValueLeftBehind) {
 
   // A lone unknown comparison leaves NULL: the row fails.
   ParvexQuery strict;
-  strict.tables.push_back(t.get());
-  strict.items.push_back(Field(0, 1));
+  Prepare(strict, {t.get()}, {{0, 1}});
   strict.where = Compare(kCompareEqual, Field(0, 1), Int(1));
   result = Execute(strict);
   EXPECT_EQ(Texts(*result, 0), (Texts_{"1"}));
@@ -213,8 +201,7 @@ TEST(QueryTest, FinalTestLooksOnlyAtTheValueLeftBehind) {
 TEST(QueryTest, ResultColumnsTakeAliasOrDescriptionAndStaticType) {
   auto t = Fruit({{"fig", 1}});
   ParvexQuery query;
-  query.tables.push_back(t.get());
-  query.items.push_back(Field(0, 1));
+  Prepare(query, {t.get()}, {{0, 1}});
   query.items.back()->name = "label";
   query.items.push_back(Field(0, 2));
   auto result = Execute(query);
@@ -228,9 +215,7 @@ TEST(QueryTest, ResultColumnsTakeAliasOrDescriptionAndStaticType) {
 TEST(QueryTest, DistinctKeepsTheFirstOfEqualRows) {
   auto t = Fruit({{"a", 1}, {"a", 1}, {"b", 2}, {"A", 1}});
   ParvexQuery query;
-  query.tables.push_back(t.get());
-  query.items.push_back(Field(0, 2));
-  query.items.push_back(Field(0, 1));
+  Prepare(query, {t.get()}, {{0, 2}, {0, 1}});
   query.distinct = true;
   auto result = Execute(query);
   ASSERT_EQ(result->QtyRows(), 2);  // texts compare without regard to case
@@ -241,7 +226,7 @@ TEST(QueryTest, DistinctKeepsTheFirstOfEqualRows) {
 TEST(QueryTest, AggregatesWithoutGroupByGiveOneRowEvenOverNoRows) {
   auto empty = Fruit({});
   ParvexQuery query;
-  query.tables.push_back(empty.get());
+  Prepare(query, {empty.get()}, {});
   query.items.push_back(CountAll());
   query.items.push_back(Field(0, 1));
   auto result = Execute(query);
@@ -251,7 +236,7 @@ TEST(QueryTest, AggregatesWithoutGroupByGiveOneRowEvenOverNoRows) {
   EXPECT_EQ(result->GetSourceRecSet(0), nullptr);
 
   ParvexQuery grouped;
-  grouped.tables.push_back(empty.get());
+  Prepare(grouped, {empty.get()}, {});
   grouped.items.push_back(CountAll());
   grouped.groupBy.push_back(std::make_unique<PExprField>(0, 1));
   result = Execute(grouped);
@@ -261,7 +246,7 @@ TEST(QueryTest, AggregatesWithoutGroupByGiveOneRowEvenOverNoRows) {
   // HAVING without GROUP BY changes nothing, and WHERE still filters.
   auto t = Fruit({{"a", 1}, {"b", 2}, {"c", 3}});
   ParvexQuery having;
-  having.tables.push_back(t.get());
+  Prepare(having, {t.get()}, {});
   having.items.push_back(CountAll());
   having.items.push_back(Aggregate(kAggSum, Field(0, 2)));
   having.where = Compare(kCompareGreater, Field(0, 2), Int(1));
@@ -276,8 +261,7 @@ TEST(QueryTest, AggregatesWithoutGroupByGiveOneRowEvenOverNoRows) {
 TEST(QueryTest, GroupsComeOutInKeyOrderFilteredByHaving) {
   auto t = Fruit({{"pear", 1}, {"apple", 2}, {"pear", 3}, {"fig", 4}, {"apple", 5}, {"pear", 6}});
   ParvexQuery query;
-  query.tables.push_back(t.get());
-  query.items.push_back(Field(0, 1));
+  Prepare(query, {t.get()}, {{0, 1}});
   query.items.push_back(CountAll());
   query.items.push_back(Aggregate(kAggSum, Field(0, 2)));
   query.groupBy.push_back(std::make_unique<PExprField>(0, 1));
@@ -288,8 +272,7 @@ TEST(QueryTest, GroupsComeOutInKeyOrderFilteredByHaving) {
   EXPECT_EQ(result->GetSourceRecSet(0), nullptr);
 
   ParvexQuery having;
-  having.tables.push_back(t.get());
-  having.items.push_back(Field(0, 1));
+  Prepare(having, {t.get()}, {{0, 1}});
   having.groupBy.push_back(std::make_unique<PExprField>(0, 1));
   having.having = Compare(kCompareGreater, CountAll(), Int(1));
   result = Execute(having);
@@ -301,7 +284,7 @@ TEST(QueryTest, GroupKeysSortByExactBytesAndSplitIgnoringCase) {
   // key differs ignoring case, so only adjacent case variants share a group.
   auto t = Fruit({{"b", 1}, {"apple", 1}, {"B", 1}, {"Apple", 1}, {"zed", 1}});
   ParvexQuery query;
-  query.tables.push_back(t.get());
+  Prepare(query, {t.get()}, {});
   query.items.push_back(CountAll());
   query.groupBy.push_back(std::make_unique<PExprField>(0, 1));
   auto result = Execute(query);
@@ -310,7 +293,7 @@ TEST(QueryTest, GroupKeysSortByExactBytesAndSplitIgnoringCase) {
 
   auto u = Fruit({{"apple", 1}, {"zed", 1}, {"Apple", 1}});
   ParvexQuery neighbours;
-  neighbours.tables.push_back(u.get());
+  Prepare(neighbours, {u.get()}, {});
   neighbours.items.push_back(CountAll());
   neighbours.groupBy.push_back(std::make_unique<PExprField>(0, 1));
   result = Execute(neighbours);
@@ -320,8 +303,7 @@ TEST(QueryTest, GroupKeysSortByExactBytesAndSplitIgnoringCase) {
 TEST(QueryTest, IntegerGroupKeysOrderByTheirMachineBytes) {
   auto t = Numbers("t", {2, 256, 1, 256, 2});
   ParvexQuery query;
-  query.tables.push_back(t.get());
-  query.items.push_back(Field(0, 1));
+  Prepare(query, {t.get()}, {{0, 1}});
   query.items.push_back(CountAll());
   query.groupBy.push_back(std::make_unique<PExprField>(0, 1));
   auto result = Execute(query);
@@ -334,7 +316,7 @@ TEST(QueryTest, IntegerGroupKeysOrderByTheirMachineBytes) {
 TEST(QueryTest, GroupedRowsGoThroughDistinctAndOrderBy) {
   auto t = Fruit({{"a", 1}, {"a", 1}, {"b", 1}, {"b", 1}, {"c", 1}});
   ParvexQuery query;
-  query.tables.push_back(t.get());
+  Prepare(query, {t.get()}, {});
   query.items.push_back(CountAll());
   query.groupBy.push_back(std::make_unique<PExprField>(0, 1));
   query.distinct = true;
@@ -342,8 +324,7 @@ TEST(QueryTest, GroupedRowsGoThroughDistinctAndOrderBy) {
   EXPECT_EQ(Texts(*result, 0), (Texts_{"2", "1"}));
 
   ParvexQuery ordered;
-  ordered.tables.push_back(t.get());
-  ordered.items.push_back(Field(0, 1));
+  Prepare(ordered, {t.get()}, {{0, 1}});
   ordered.items.push_back(CountAll());
   ordered.groupBy.push_back(std::make_unique<PExprField>(0, 1));
   ordered.orderColumns.push_back(1);
@@ -361,17 +342,14 @@ TEST(QueryTest, OrderByIntegersNumericallyAndOtherTypesByText) {
   t->Insert({ParvexValue::Integer(-3), ParvexValue::Double(100.25)});
 
   ParvexQuery byInteger;
-  byInteger.tables.push_back(t.get());
-  byInteger.items.push_back(Field(0, 1));
+  Prepare(byInteger, {t.get()}, {{0, 1}});
   byInteger.orderColumns.push_back(0);
   byInteger.orderDirections.push_back(-1);
   auto result = Execute(byInteger);
   EXPECT_EQ(Texts(*result, 0), (Texts_{"10", "9", "-3"}));
 
   ParvexQuery byDouble;
-  byDouble.tables.push_back(t.get());
-  byDouble.items.push_back(Field(0, 1));
-  byDouble.items.push_back(Field(0, 2));
+  Prepare(byDouble, {t.get()}, {{0, 1}, {0, 2}});
   byDouble.orderColumns.push_back(1);
   byDouble.orderDirections.push_back(1);
   result = Execute(byDouble);
@@ -381,8 +359,7 @@ TEST(QueryTest, OrderByIntegersNumericallyAndOtherTypesByText) {
 TEST(QueryTest, GroupByWithoutAggregatesStillGroups) {
   auto t = Fruit({{"pear", 1}, {"fig", 2}, {"pear", 3}});
   ParvexQuery query;
-  query.tables.push_back(t.get());
-  query.items.push_back(Field(0, 1));
+  Prepare(query, {t.get()}, {{0, 1}});
   query.groupBy.push_back(std::make_unique<PExprField>(0, 1));
   auto result = Execute(query);
   EXPECT_EQ(Texts(*result, 0), (Texts_{"fig", "pear"}));
@@ -390,8 +367,7 @@ TEST(QueryTest, GroupByWithoutAggregatesStillGroups) {
 
 TEST(QueryTest, SystemTableInFrom) {
   ParvexQuery query;
-  query.tables.push_back(GetTablesTable());
-  query.items.push_back(Field(0, 0));
+  Prepare(query, {GetTablesTable()}, {{0, 0}});
   auto result = Execute(query);
   EXPECT_EQ(Texts(*result, 0), (Texts_{"_TABLES"}));
   EXPECT_EQ(result->Column(0)->Type(), kTypeString);
@@ -400,18 +376,17 @@ TEST(QueryTest, SystemTableInFrom) {
 TEST(QueryTest, MalformedQueriesGiveNoResult) {
   auto t = Numbers("t", {1});
   ParvexQuery nullItem;
-  nullItem.tables.push_back(t.get());
+  Prepare(nullItem, {t.get()}, {});
   nullItem.items.push_back(nullptr);
   EXPECT_EQ(nullItem.RunQuery(), nullptr);
 
   ParvexQuery incompleteWhere;
-  incompleteWhere.tables.push_back(t.get());
-  incompleteWhere.items.push_back(Field(0, 1));
+  Prepare(incompleteWhere, {t.get()}, {{0, 1}});
   incompleteWhere.where = Compare(kCompareEqual, Field(0, 1), nullptr);
   EXPECT_EQ(incompleteWhere.RunQuery(), nullptr);
 
   ParvexQuery nullTable;
-  nullTable.tables.push_back(nullptr);
+  Prepare(nullTable, {nullptr}, {});
   nullTable.items.push_back(Int(1));
   EXPECT_EQ(nullTable.RunQuery(), nullptr);
 }
@@ -420,10 +395,7 @@ TEST(QueryTest, DescriptionNamesItemsTablesAndCondition) {
   auto a = Numbers("alpha", {1});
   auto b = Numbers("beta", {1});
   ParvexQuery query;
-  query.tables.push_back(a.get());
-  query.tables.push_back(b.get());
-  query.items.push_back(Field(0, 1));
-  query.items.push_back(Field(1, 0));
+  Prepare(query, {a.get(), b.get()}, {{0, 1}, {1, 0}});
   query.distinct = true;
   const std::string plain = query.Description().str();
   EXPECT_EQ(plain, "SELECT DISTINCT " + query.items[0]->Description().str() + ", " +
