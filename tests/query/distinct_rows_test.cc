@@ -93,7 +93,7 @@ TEST(DistinctRowsTest, KeepsWhatTheScanKeepsOverMixedTypes) {
   std::mt19937 random(20240607);
   for (size_t width : {1u, 2u, 3u}) {
     DistinctChecker checker(width);
-    for (int i = 0; i < 3000; ++i) {
+    for (int i = 0; i < 1200; ++i) {
       std::vector<ParvexValue> row;
       for (size_t c = 0; c < width; ++c) row.push_back(pool[random() % pool.size()]);
       checker.Offer(row);
