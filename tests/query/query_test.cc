@@ -12,7 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include "db/tables_table.h"
 #include "query/rows_table.h"
 
 namespace parvex {
@@ -334,28 +333,19 @@ TEST(QueryTest, GroupedRowsGoThroughDistinctAndOrderBy) {
   EXPECT_EQ(Texts(*result, 0)[0], "c");
 }
 
-TEST(QueryTest, OrderByIntegersNumericallyAndOtherTypesByText) {
+TEST(QueryTest, OrderByKeysSortTheFinishedResult) {
   auto t = std::make_unique<RowsTable>(
       "t", std::vector<query_test::RowsColumn>{{"n", kTypeInteger, 1}, {"d", kTypeDouble, 2}});
   t->Insert({ParvexValue::Integer(9), ParvexValue::Double(9.2)});
   t->Insert({ParvexValue::Integer(10), ParvexValue::Double(10.5)});
   t->Insert({ParvexValue::Integer(-3), ParvexValue::Double(100.25)});
-
-  ParvexQuery byInteger;
-  Prepare(byInteger, {t.get()}, {{0, 1}});
-  byInteger.orderColumns.push_back(0);
-  byInteger.orderDirections.push_back(-1);
-  auto result = Execute(byInteger);
-  EXPECT_EQ(Texts(*result, 0), (Texts_{"10", "9", "-3"}));
-
-  ParvexQuery byDouble;
-  Prepare(byDouble, {t.get()}, {{0, 1}, {0, 2}});
-  byDouble.orderColumns.push_back(1);
-  byDouble.orderDirections.push_back(1);
-  result = Execute(byDouble);
-  EXPECT_EQ(Texts(*result, 1), (Texts_{"10.5", "100.25", "9.2"}));
+  ParvexQuery query;
+  Prepare(query, {t.get()}, {{0, 1}, {0, 2}});
+  query.orderColumns.push_back(1);  // doubles order by their text
+  query.orderDirections.push_back(-1);
+  auto result = Execute(query);
+  EXPECT_EQ(Texts(*result, 1), (Texts_{"9.2", "100.25", "10.5"}));
 }
-
 TEST(QueryTest, GroupByWithoutAggregatesStillGroups) {
   auto t = Fruit({{"pear", 1}, {"fig", 2}, {"pear", 3}});
   ParvexQuery query;
@@ -363,14 +353,6 @@ TEST(QueryTest, GroupByWithoutAggregatesStillGroups) {
   query.groupBy.push_back(std::make_unique<PExprField>(0, 1));
   auto result = Execute(query);
   EXPECT_EQ(Texts(*result, 0), (Texts_{"fig", "pear"}));
-}
-
-TEST(QueryTest, SystemTableInFrom) {
-  ParvexQuery query;
-  Prepare(query, {GetTablesTable()}, {{0, 0}});
-  auto result = Execute(query);
-  EXPECT_EQ(Texts(*result, 0), (Texts_{"_TABLES"}));
-  EXPECT_EQ(result->Column(0)->Type(), kTypeString);
 }
 
 TEST(QueryTest, MalformedQueriesGiveNoResult) {
@@ -389,19 +371,6 @@ TEST(QueryTest, MalformedQueriesGiveNoResult) {
   Prepare(nullTable, {nullptr}, {});
   nullTable.items.push_back(Int(1));
   EXPECT_EQ(nullTable.RunQuery(), nullptr);
-}
-
-TEST(QueryTest, DescriptionNamesItemsTablesAndCondition) {
-  auto a = Numbers("alpha", {1});
-  auto b = Numbers("beta", {1});
-  ParvexQuery query;
-  Prepare(query, {a.get(), b.get()}, {{0, 1}, {1, 0}});
-  query.distinct = true;
-  const std::string plain = query.Description().str();
-  EXPECT_EQ(plain, "SELECT DISTINCT " + query.items[0]->Description().str() + ", " +
-                       query.items[1]->Description().str() + "\n  FROM alpha, beta");
-  query.where = Compare(kCompareEqual, Field(0, 1), Int(1));
-  EXPECT_EQ(query.Description().str(), plain + "\n  WHERE " + query.where->Description().str());
 }
 
 }  // namespace
