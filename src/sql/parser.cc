@@ -221,6 +221,13 @@ void ParvexSQLParser::CheckHeight(const SQLScalarExpNode* node) {
   if (node && node->Height() > kMaxNesting) Abort(kErrSyntax);
 }
 
+template <typename Node>
+std::unique_ptr<SQLSyntaxNode> ParvexSQLParser::Run(void (ParvexSQLParser::*rule)(std::unique_ptr<Node>&)) {
+  auto node = New(new Node);
+  (this->*rule)(node);
+  return node;
+}
+
 std::unique_ptr<SQLSyntaxNode> ParvexSQLParser::Evaluate(const string& statement) {
   mLastError = kNoError;
   Start(statement);
@@ -229,73 +236,26 @@ std::unique_ptr<SQLSyntaxNode> ParvexSQLParser::Evaluate(const string& statement
     serror(kErrKeywordExpected);
     return nullptr;
   }
-  if (IsWord("SELECT")) {
-    auto node = New(new SQLSelectNode);
-    EvalSelect(node);
-    return node;
-  }
-  if (IsWord("INSERT")) {
-    auto node = New(new SQLInsertNode);
-    EvalInsert(node);
-    return node;
-  }
-  if (IsWord("UPDATE")) {
-    auto node = New(new SQLUpdateNode);
-    EvalUpdate(node);
-    return node;
-  }
-  if (IsWord("DELETE")) {
-    auto node = New(new SQLDeleteNode);
-    EvalDelete(node);
-    return node;
-  }
-  if (IsWord("CREATE")) {
-    GetToken();
-    if (IsWord("TABLE")) {
-      auto node = New(new SQLCreateTableNode);
-      EvalCreateTable(node);
-      return node;
-    }
-    if (IsWord("INDEX")) {
-      auto node = New(new SQLCreateIndexNode);
-      EvalCreateIndex(node);
-      return node;
-    }
-    serror(kErrKeywordExpected);
-    return nullptr;
-  }
-  if (IsWord("ALTER")) {
-    GetToken();
-    if (!IsWord("TABLE")) {
-      serror(kErrKeywordExpected);
-      return nullptr;
-    }
-    auto node = New(new SQLAlterTableNode);
-    EvalAlterTable(node);
-    return node;
-  }
-  if (IsWord("DROP")) {
-    GetToken();
-    if (IsWord("TABLE")) {
-      auto node = New(new SQLDropTableNode);
-      EvalDropTable(node);
-      return node;
-    }
-    if (IsWord("INDEX")) {
-      auto node = New(new SQLDropIndexNode);
-      EvalDropIndex(node);
-      return node;
-    }
-    serror(kErrKeywordExpected);
-    return nullptr;
-  }
+  if (IsWord("SELECT")) return Run(&ParvexSQLParser::EvalSelect);
+  if (IsWord("INSERT")) return Run(&ParvexSQLParser::EvalInsert);
+  if (IsWord("UPDATE")) return Run(&ParvexSQLParser::EvalUpdate);
+  if (IsWord("DELETE")) return Run(&ParvexSQLParser::EvalDelete);
+  if (IsWord("SET")) return Run(&ParvexSQLParser::EvalSet);
   // Nothing after COMMIT or ROLLBACK is read.
   if (IsWord("COMMIT")) return New(new SQLEndTransactionNode(true));
   if (IsWord("ROLLBACK")) return New(new SQLEndTransactionNode(false));
-  if (IsWord("SET")) {
-    auto node = New(new SQLSetOptionNode);
-    EvalSet(node);
-    return node;
+  const bool create = IsWord("CREATE");
+  const bool alter = IsWord("ALTER");
+  const bool drop = IsWord("DROP");
+  if (create || alter || drop) {
+    GetToken();
+    if (IsWord("TABLE")) {
+      if (create) return Run(&ParvexSQLParser::EvalCreateTable);
+      if (alter) return Run(&ParvexSQLParser::EvalAlterTable);
+      return Run(&ParvexSQLParser::EvalDropTable);
+    }
+    if (IsWord("INDEX") && create) return Run(&ParvexSQLParser::EvalCreateIndex);
+    if (IsWord("INDEX") && drop) return Run(&ParvexSQLParser::EvalDropIndex);
   }
   serror(kErrKeywordExpected);
   return nullptr;

@@ -138,6 +138,15 @@ class ParvexSQLParser {
   }
   // Stops the parse when a freshly built node is too high.
   void CheckHeight(const SQLScalarExpNode* node);
+  // Builds a statement node and fills it with its rule.
+  template <typename Node>
+  std::unique_ptr<SQLSyntaxNode> Run(void (ParvexSQLParser::*rule)(std::unique_ptr<Node>&));
+  // "( name {, name} )" behind a current '(' (column lists); false after an error.
+  bool EvalNameList(SimpleVector<string>& names);
+  // "BY column {, column}" behind GROUP or ORDER: calls readItem with each
+  // column word current; readItem consumes it. False after an error.
+  template <typename ReadItem>
+  bool EvalByList(ReadItem readItem);
 
   // Statements.
   void EvalSelect(std::unique_ptr<SQLSelectNode>& node);
@@ -153,6 +162,14 @@ class ParvexSQLParser {
   void EvalAlterTable(std::unique_ptr<SQLAlterTableNode>& node);
   void EvalDropTable(std::unique_ptr<SQLDropTableNode>& node);
   void EvalDropIndex(std::unique_ptr<SQLDropIndexNode>& node);
+  // [WHERE expr] and the end of the statement (UPDATE, DELETE).
+  void EvalWhere(SQLScalarExpPtr& where);
+  // Takes a word into `name` and moves on; raises `error` for anything else.
+  bool ReadName(string& name, ErrorType error);
+  // Moves past `keyword`; raises `error` when something else stands there.
+  bool ReadKeyword(const char* keyword, ErrorType error);
+  // An optional RESTRICT or CASCADE.
+  long ReadDropBehavior();
   // DEFAULT literal of a column definition.
   void EvalDefaultLiteral(SQLScalarExpPtr& node);
 
@@ -163,6 +180,11 @@ class ParvexSQLParser {
   void EvalNot(SQLScalarExpPtr& node);
   void EvalIn(SQLScalarExpPtr& node);
   void EvalCompare(SQLScalarExpPtr& node);
+  // operand {(op1 | op2) operand}, left-associative.
+  void EvalLeftAssociative(SQLScalarExpPtr& node, char op1, char op2,
+                           void (ParvexSQLParser::*operand)(SQLScalarExpPtr&));
+  // operand {keyword operand}, collected into one n-ary node.
+  void EvalNary(SQLScalarExpPtr& node, const char* keyword, void (ParvexSQLParser::*operand)(SQLScalarExpPtr&));
   void EvalAddSubtract(SQLScalarExpPtr& node);
   void EvalMultDiv(SQLScalarExpPtr& node);
   void EvalUnarySign(SQLScalarExpPtr& node);

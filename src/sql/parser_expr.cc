@@ -33,35 +33,25 @@ void ParvexSQLParser::EvalScalarExp(SQLScalarExpPtr& node) {
   --mDepth;
 }
 
-void ParvexSQLParser::EvalOr(SQLScalarExpPtr& node) {
-  EvalAnd(node);
-  if (!IsWord("OR")) return;
-  auto orNode = New(new SQLInfixOpNode(string("OR", mEncoding)));
-  orNode->AddOperand(std::move(node));
-  while (IsWord("OR")) {
+void ParvexSQLParser::EvalNary(SQLScalarExpPtr& node, const char* keyword,
+                               void (ParvexSQLParser::*operand)(SQLScalarExpPtr&)) {
+  (this->*operand)(node);
+  if (!IsWord(keyword)) return;
+  auto nary = New(new SQLInfixOpNode(string(keyword, mEncoding)));
+  nary->AddOperand(std::move(node));
+  while (IsWord(keyword)) {
     GetToken();
-    SQLScalarExpPtr operand;
-    EvalAnd(operand);
-    orNode->AddOperand(std::move(operand));
+    SQLScalarExpPtr next;
+    (this->*operand)(next);
+    nary->AddOperand(std::move(next));
   }
-  CheckHeight(orNode.get());
-  node = std::move(orNode);
+  CheckHeight(nary.get());
+  node = std::move(nary);
 }
 
-void ParvexSQLParser::EvalAnd(SQLScalarExpPtr& node) {
-  EvalNot(node);
-  if (!IsWord("AND")) return;
-  auto andNode = New(new SQLInfixOpNode(string("AND", mEncoding)));
-  andNode->AddOperand(std::move(node));
-  while (IsWord("AND")) {
-    GetToken();
-    SQLScalarExpPtr operand;
-    EvalNot(operand);
-    andNode->AddOperand(std::move(operand));
-  }
-  CheckHeight(andNode.get());
-  node = std::move(andNode);
-}
+void ParvexSQLParser::EvalOr(SQLScalarExpPtr& node) { EvalNary(node, "OR", &ParvexSQLParser::EvalAnd); }
+
+void ParvexSQLParser::EvalAnd(SQLScalarExpPtr& node) { EvalNary(node, "AND", &ParvexSQLParser::EvalNot); }
 
 void ParvexSQLParser::EvalNot(SQLScalarExpPtr& node) {
   if (IsWord("NOT")) GetToken();  // discarded: NOT x parses as x
@@ -138,13 +128,14 @@ void ParvexSQLParser::EvalCompare(SQLScalarExpPtr& node) {
   node = std::move(like);
 }
 
-void ParvexSQLParser::EvalAddSubtract(SQLScalarExpPtr& node) {
-  EvalMultDiv(node);
-  while (IsDelimiter('+') || IsDelimiter('-')) {
+void ParvexSQLParser::EvalLeftAssociative(SQLScalarExpPtr& node, char op1, char op2,
+                                          void (ParvexSQLParser::*operand)(SQLScalarExpPtr&)) {
+  (this->*operand)(node);
+  while (IsDelimiter(op1) || IsDelimiter(op2)) {
     auto math = New(new SQLInfixOpNode(mToken));
     GetToken();
     SQLScalarExpPtr right;
-    EvalMultDiv(right);
+    (this->*operand)(right);
     math->AddOperand(std::move(node));
     math->AddOperand(std::move(right));
     CheckHeight(math.get());
@@ -152,18 +143,12 @@ void ParvexSQLParser::EvalAddSubtract(SQLScalarExpPtr& node) {
   }
 }
 
+void ParvexSQLParser::EvalAddSubtract(SQLScalarExpPtr& node) {
+  EvalLeftAssociative(node, '+', '-', &ParvexSQLParser::EvalMultDiv);
+}
+
 void ParvexSQLParser::EvalMultDiv(SQLScalarExpPtr& node) {
-  EvalUnarySign(node);
-  while (IsDelimiter('*') || IsDelimiter('/')) {
-    auto math = New(new SQLInfixOpNode(mToken));
-    GetToken();
-    SQLScalarExpPtr right;
-    EvalUnarySign(right);
-    math->AddOperand(std::move(node));
-    math->AddOperand(std::move(right));
-    CheckHeight(math.get());
-    node = std::move(math);
-  }
+  EvalLeftAssociative(node, '*', '/', &ParvexSQLParser::EvalUnarySign);
 }
 
 void ParvexSQLParser::EvalUnarySign(SQLScalarExpPtr& node) {

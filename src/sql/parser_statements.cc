@@ -22,6 +22,38 @@ bool IsClauseWord(const string& word) {
 
 }  // namespace
 
+template <typename ReadItem>
+bool ParvexSQLParser::EvalByList(ReadItem readItem) {
+  GetToken();
+  if (!IsWord("BY")) {
+    serror(kErrKeywordExpected);
+    return false;
+  }
+  do {
+    GetToken();
+    if (!IsWord()) {
+      serror(kErrColumnNameExpected);
+      return false;
+    }
+    readItem();
+  } while (IsDelimiter(','));
+  return true;
+}
+
+bool ParvexSQLParser::EvalNameList(SimpleVector<string>& names) {
+  for (;;) {
+    GetToken();
+    string name;
+    if (!ReadName(name, kErrColumnNameExpected)) return false;
+    names.push_back(name);
+    if (IsDelimiter(')')) return true;
+    if (!IsDelimiter(',')) {
+      serror(kErrCommaOrParenExpected);
+      return false;
+    }
+  }
+}
+
 void ParvexSQLParser::EvalSelect(std::unique_ptr<SQLSelectNode>& node) {
   GetToken();  // behind SELECT
   if (IsWord("DISTINCT") || IsWord("UNIQUE")) {
@@ -57,22 +89,14 @@ void ParvexSQLParser::EvalSelect(std::unique_ptr<SQLSelectNode>& node) {
     if (!IsWord()) return;
   }
   if (IsWord("GROUP")) {
-    GetToken();
-    if (!IsWord("BY")) {
-      serror(kErrKeywordExpected);
+    const bool listed = EvalByList([&] {
+      node->groupBy.push_back(New(new SQLFieldRefNode(mToken)));
+      GetToken();
+    });
+    if (!listed) {
       node.reset();
       return;
     }
-    do {
-      GetToken();
-      if (!IsWord()) {
-        serror(kErrColumnNameExpected);
-        node.reset();
-        return;
-      }
-      node->groupBy.push_back(New(new SQLFieldRefNode(mToken)));
-      GetToken();
-    } while (IsDelimiter(','));
     if (!IsWord()) return;
   }
   if (IsWord("HAVING")) {
@@ -81,30 +105,17 @@ void ParvexSQLParser::EvalSelect(std::unique_ptr<SQLSelectNode>& node) {
     if (!IsWord()) return;
   }
   if (IsWord("ORDER")) {
-    GetToken();
-    if (!IsWord("BY")) {
-      serror(kErrKeywordExpected);
+    const bool listed = EvalByList([&] {
+      node->orderBy.push_back(mToken);
+      GetToken();
+      const bool descending = IsWord("DESC");
+      if (descending || IsWord("ASC")) GetToken();
+      node->orderDescending.push_back(descending ? 1 : 0);
+    });
+    if (!listed) {
       node.reset();
       return;
     }
-    do {
-      GetToken();
-      if (!IsWord()) {
-        serror(kErrColumnNameExpected);
-        node.reset();
-        return;
-      }
-      node->orderBy.push_back(mToken);
-      GetToken();
-      uint8_t descending = 0;
-      if (IsWord("DESC")) {
-        descending = 1;
-        GetToken();
-      } else if (IsWord("ASC")) {
-        GetToken();
-      }
-      node->orderDescending.push_back(descending);
-    } while (IsDelimiter(','));
     if (!IsWord()) return;
   }
   // A word that starts no clause (or a clause out of order) is not ignored.
@@ -115,108 +126,78 @@ void ParvexSQLParser::EvalSelectItem(std::unique_ptr<SQLSelectItemNode>& node) {
   EvalScalarExp(node->expr);
   if (IsWord("AS")) {
     GetToken();
-    if (!IsWord()) {
-      serror(kErrRangeVarExpected);
-      return;
-    }
   } else if (!IsWord() || IsWord("FROM")) {
     return;
   }
-  node->alias = mToken;
-  GetToken();
+  ReadName(node->alias, kErrRangeVarExpected);
 }
 
 void ParvexSQLParser::EvalTableRef(std::unique_ptr<SQLTableRefNode>& node) {
-  if (!IsWord()) {
-    serror(kErrTableNameExpected);
-    return;
-  }
-  node->tableName = mToken;
-  GetToken();
+  if (!ReadName(node->tableName, kErrTableNameExpected)) return;
   if (IsWord("AS")) {
     GetToken();
-    if (!IsWord()) {
-      serror(kErrRangeVarExpected);
-      return;
-    }
   } else if (!IsWord() || IsClauseWord(mToken)) {
     return;
   }
-  node->rangeVariable = mToken;
-  GetToken();
+  ReadName(node->rangeVariable, kErrRangeVarExpected);
 }
 
 void ParvexSQLParser::EvalInsert(std::unique_ptr<SQLInsertNode>& node) {
-  // Any error discards the whole statement.
-  auto fail = [&](ErrorType code) {
-    serror(code);
+  GetToken();
+  if (!ReadKeyword("INTO", kErrIntoExpected) || !ReadName(node->tableName, kErrTableNameExpected)) {
     node.reset();
-  };
-  GetToken();
-  if (!IsWord("INTO")) return fail(kErrIntoExpected);
-  GetToken();
-  if (!IsWord()) return fail(kErrTableNameExpected);
-  node->tableName = mToken;
-  GetToken();
+    return;
+  }
   if (IsDelimiter('(')) {
-    for (;;) {
-      GetToken();
-      if (!IsWord()) return fail(kErrColumnNameExpected);
-      node->columnNames.push_back(mToken);
-      GetToken();
-      if (IsDelimiter(')')) break;
-      if (!IsDelimiter(',')) return fail(kErrCommaOrParenExpected);
+    if (!EvalNameList(node->columnNames)) {
+      node.reset();
+      return;
     }
     GetToken();
   }
   if (IsWord("DEFAULT")) {
     GetToken();
-    if (!IsWord("VALUES")) return fail(kErrValuesExpected);
-    node->defaultValues = true;
-    GetToken();
+    node->defaultValues = ReadKeyword("VALUES", kErrValuesExpected);
     ExpectEnd();
   } else if (IsWord("VALUES")) {
     GetToken();
-    if (!IsDelimiter('(')) return fail(kErrParenExpected);
-    for (;;) {
-      GetToken();
-      SQLScalarExpPtr value;
-      EvalScalarExp(value);  // DEFAULT reads as a field reference named DEFAULT
-      node->values.push_back(std::move(value));
-      if (IsDelimiter(')')) break;
-      if (!IsDelimiter(',')) return fail(kErrCommaOrParenExpected);
+    if (!IsDelimiter('(')) {
+      serror(kErrParenExpected);
+    } else {
+      do {
+        GetToken();
+        SQLScalarExpPtr value;
+        EvalScalarExp(value);  // DEFAULT reads as a field reference named DEFAULT
+        node->values.push_back(std::move(value));
+      } while (IsDelimiter(','));
+      if (IsDelimiter(')')) {
+        GetToken();
+        ExpectEnd();
+      } else {
+        serror(kErrCommaOrParenExpected);
+      }
     }
-    GetToken();
-    ExpectEnd();
   } else if (IsWord("SELECT")) {
     node->select = New(new SQLSelectNode);
     EvalSelect(node->select);
   } else {
-    return fail(kErrValuesExpected);
+    serror(kErrValuesExpected);
   }
+  // Any error discards the whole statement.
   if (mLastError != kNoError) node.reset();
 }
 
 void ParvexSQLParser::EvalUpdate(std::unique_ptr<SQLUpdateNode>& node) {
   GetToken();
-  if (!IsWord()) {
-    serror(kErrTableNameExpected);
-    return;
-  }
-  node->tableName = mToken;
-  GetToken();
-  if (!IsWord("SET")) {
-    serror(kErrSetExpected);
+  if (!ReadName(node->tableName, kErrTableNameExpected) || !IsWord("SET")) {
+    if (mLastError == kNoError) serror(kErrSetExpected);
     return;
   }
   do {
     GetToken();
-    if (!IsWord()) {
-      serror(kErrColumnNameExpected);
-      return;
-    }
-    node->columnNames.push_back(mToken);
-    GetToken();
+    string column;
+    if (!ReadName(column, kErrColumnNameExpected)) return;
+    node->columnNames.push_back(column);
     if (!IsDelimiter('=')) {
       serror(kErrSyntax);
       return;
@@ -226,25 +207,20 @@ void ParvexSQLParser::EvalUpdate(std::unique_ptr<SQLUpdateNode>& node) {
     EvalScalarExp(value);
     node->values.push_back(std::move(value));
   } while (IsDelimiter(','));
-  if (IsWord("WHERE")) {
-    GetToken();
-    EvalScalarExp(node->where);
-  }
-  ExpectEnd();
+  EvalWhere(node->where);
 }
 
 void ParvexSQLParser::EvalDelete(std::unique_ptr<SQLDeleteNode>& node) {
   GetToken();
   if (IsWord("FROM")) GetToken();
-  if (!IsWord()) {
-    serror(kErrTableNameExpected);
-    return;
-  }
-  node->tableName = mToken;
-  GetToken();
+  if (!ReadName(node->tableName, kErrTableNameExpected)) return;
+  EvalWhere(node->where);
+}
+
+void ParvexSQLParser::EvalWhere(SQLScalarExpPtr& where) {
   if (IsWord("WHERE")) {
     GetToken();
-    EvalScalarExp(node->where);
+    EvalScalarExp(where);
   }
   ExpectEnd();
 }
@@ -270,44 +246,28 @@ void ParvexSQLParser::EvalSet(std::unique_ptr<SQLSetOptionNode>& node) {
 
 void ParvexSQLParser::EvalCreateTable(std::unique_ptr<SQLCreateTableNode>& node) {
   GetToken();
-  if (!IsWord()) {
-    serror(kErrTableNameExpected);
-    return;
-  }
-  node->tableName = mToken;
-  GetToken();
+  if (!ReadName(node->tableName, kErrTableNameExpected)) return;
   if (!IsDelimiter('(')) {
     serror(kErrParenExpected);
     return;
   }
-  for (;;) {
+  do {
     GetToken();
     auto column = New(new SQLColumnDefNode);
     EvalColumnDef(column);
     node->columns.push_back(std::move(column));
-    if (IsDelimiter(')')) break;
-    if (!IsDelimiter(',')) {
-      serror(kErrCommaOrParenExpected);
-      return;
-    }
+  } while (IsDelimiter(','));
+  if (!IsDelimiter(')')) {
+    serror(kErrCommaOrParenExpected);
+    return;
   }
   GetToken();
   ExpectEnd();
 }
 
 void ParvexSQLParser::EvalColumnDef(std::unique_ptr<SQLColumnDefNode>& node) {
-  if (!IsWord()) {
-    serror(kErrColumnNameExpected);
-    return;
-  }
-  node->name = mToken;
-  GetToken();
-  if (!IsWord()) {
-    serror(kErrSyntax);  // a type name must follow
-    return;
-  }
-  node->typeName = mToken;
-  GetToken();
+  // A missing type name is a plain syntax error.
+  if (!ReadName(node->name, kErrColumnNameExpected) || !ReadName(node->typeName, kErrSyntax)) return;
   if (IsWord("DEFAULT")) {
     GetToken();
     EvalDefaultLiteral(node->defaultValue);
@@ -327,50 +287,22 @@ void ParvexSQLParser::EvalDefaultLiteral(SQLScalarExpPtr& node) {
 
 void ParvexSQLParser::EvalCreateIndex(std::unique_ptr<SQLCreateIndexNode>& node) {
   GetToken();
-  if (!IsWord()) {
-    serror(kErrIndexNameExpected);
-    return;
-  }
-  node->indexName = mToken;
-  GetToken();
+  if (!ReadName(node->indexName, kErrIndexNameExpected)) return;
   node->onWord = mToken;  // ON in well-formed text; read without a check
   GetToken();
-  if (!IsWord()) {
-    serror(kErrTableNameExpected);
-    return;
-  }
-  node->tableName = mToken;
-  GetToken();
+  if (!ReadName(node->tableName, kErrTableNameExpected)) return;
   if (!IsDelimiter('(')) {
     serror(kErrParenExpected);
     return;
   }
-  for (;;) {
-    GetToken();
-    if (!IsWord()) {
-      serror(kErrColumnNameExpected);
-      return;
-    }
-    node->columnNames.push_back(mToken);
-    GetToken();
-    if (IsDelimiter(')')) break;
-    if (!IsDelimiter(',')) {
-      serror(kErrCommaOrParenExpected);
-      return;
-    }
-  }
+  if (!EvalNameList(node->columnNames)) return;
   GetToken();
   ExpectEnd();
 }
 
 void ParvexSQLParser::EvalAlterTable(std::unique_ptr<SQLAlterTableNode>& node) {
   GetToken();
-  if (!IsWord()) {
-    serror(kErrTableNameExpected);
-    return;
-  }
-  node->tableName = mToken;
-  GetToken();
+  if (!ReadName(node->tableName, kErrTableNameExpected)) return;
   node->column = New(new SQLColumnDefNode);
   if (IsWord("ADD")) {
     node->action = kAlterAddColumn;
@@ -381,70 +313,63 @@ void ParvexSQLParser::EvalAlterTable(std::unique_ptr<SQLAlterTableNode>& node) {
     return;
   }
   const bool drop = IsWord("DROP");
-  if (!drop && !IsWord("ALTER")) {
-    serror(kErrKeywordExpected);
-    return;
-  }
-  GetToken();
+  if (!drop && !ReadKeyword("ALTER", kErrKeywordExpected)) return;
+  if (drop) GetToken();
   if (IsWord("COLUMN")) GetToken();
-  if (!IsWord()) {
-    serror(kErrColumnNameExpected);
-    return;
-  }
-  node->column->name = mToken;
-  GetToken();
+  if (!ReadName(node->column->name, kErrColumnNameExpected)) return;
   if (drop) {
     node->action = kAlterDropColumn;
-    if (IsWord("RESTRICT")) node->dropBehavior = kDropBehaviorRestrict;
-    if (IsWord("CASCADE")) node->dropBehavior = kDropBehaviorCascade;
-    if (node->dropBehavior != kDropBehaviorNone) GetToken();
+    node->dropBehavior = ReadDropBehavior();
   } else if (IsWord("SET")) {
     node->action = kAlterSetDefault;
     GetToken();
-    if (!IsWord("DEFAULT")) {
-      serror(kErrKeywordExpected);
-      return;
-    }
-    GetToken();
+    if (!ReadKeyword("DEFAULT", kErrKeywordExpected)) return;
     EvalDefaultLiteral(node->column->defaultValue);
-  } else if (IsWord("DROP")) {
-    node->action = kAlterDropDefault;
-    GetToken();
-    if (!IsWord("DEFAULT")) {
-      serror(kErrKeywordExpected);
-      return;
-    }
-    GetToken();
   } else {
-    serror(kErrKeywordExpected);
-    return;
+    node->action = kAlterDropDefault;
+    if (!ReadKeyword("DROP", kErrKeywordExpected) || !ReadKeyword("DEFAULT", kErrKeywordExpected)) return;
   }
   ExpectEnd();
 }
 
 void ParvexSQLParser::EvalDropTable(std::unique_ptr<SQLDropTableNode>& node) {
   GetToken();
-  if (!IsWord()) {
-    serror(kErrTableNameExpected);
-    return;
-  }
-  node->tableName = mToken;
-  GetToken();
-  if (IsWord("RESTRICT")) node->dropBehavior = kDropBehaviorRestrict;
-  if (IsWord("CASCADE")) node->dropBehavior = kDropBehaviorCascade;
-  if (node->dropBehavior != kDropBehaviorNone) GetToken();
+  if (!ReadName(node->tableName, kErrTableNameExpected)) return;
+  node->dropBehavior = ReadDropBehavior();
   ExpectEnd();
 }
 
 void ParvexSQLParser::EvalDropIndex(std::unique_ptr<SQLDropIndexNode>& node) {
   GetToken();
-  if (!IsWord()) {
-    serror(kErrIndexNameExpected);
-    return;
-  }
-  node->specifier = mToken;
-  GetToken();
+  if (!ReadName(node->specifier, kErrIndexNameExpected)) return;
   ExpectEnd();
+}
+
+bool ParvexSQLParser::ReadName(string& name, ErrorType error) {
+  if (!IsWord()) {
+    serror(error);
+    return false;
+  }
+  name = mToken;
+  GetToken();
+  return true;
+}
+
+bool ParvexSQLParser::ReadKeyword(const char* keyword, ErrorType error) {
+  if (!IsWord(keyword)) {
+    serror(error);
+    return false;
+  }
+  GetToken();
+  return true;
+}
+
+long ParvexSQLParser::ReadDropBehavior() {
+  const long behavior = IsWord("RESTRICT")  ? kDropBehaviorRestrict
+                        : IsWord("CASCADE") ? kDropBehaviorCascade
+                                            : kDropBehaviorNone;
+  if (behavior != kDropBehaviorNone) GetToken();
+  return behavior;
 }
 
 }  // namespace parvex

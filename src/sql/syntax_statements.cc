@@ -20,6 +20,13 @@ void AppendNodes(const SimpleVector<NodePtr>& nodes, std::string& out) {
   }
 }
 
+// " KEYWORD expression" when the expression is present.
+void AppendClause(const char* keyword, const SQLScalarExpPtr& expr, std::string& out) {
+  if (!expr) return;
+  out += keyword;
+  expr->AppendSQL(out);
+}
+
 void AppendDropBehavior(long behavior, std::string& out) {
   if (behavior == kDropBehaviorRestrict) out += " RESTRICT";
   if (behavior == kDropBehaviorCascade) out += " CASCADE";
@@ -62,18 +69,12 @@ void SQLSelectNode::AppendSQL(std::string& out) const {
     out += " FROM ";
     AppendNodes(tables, out);
   }
-  if (where) {
-    out += " WHERE ";
-    where->AppendSQL(out);
-  }
+  AppendClause(" WHERE ", where, out);
   if (!groupBy.empty()) {
     out += " GROUP BY ";
     AppendNodes(groupBy, out);
   }
-  if (having) {
-    out += " HAVING ";
-    having->AppendSQL(out);
-  }
+  AppendClause(" HAVING ", having, out);
   if (!orderBy.empty()) {
     out += " ORDER BY ";
     for (size_t i = 0; i < orderBy.size(); ++i) {
@@ -114,19 +115,13 @@ void SQLUpdateNode::AppendSQL(std::string& out) const {
     out += '=';
     if (i < values.size()) AppendSQLOf(values[i].get(), out);
   }
-  if (where) {
-    out += " WHERE ";
-    where->AppendSQL(out);
-  }
+  AppendClause(" WHERE ", where, out);
 }
 
 void SQLDeleteNode::AppendSQL(std::string& out) const {
   out += "DELETE FROM ";
   out += tableName.view();
-  if (where) {
-    out += " WHERE ";
-    where->AppendSQL(out);
-  }
+  AppendClause(" WHERE ", where, out);
 }
 
 void SQLCreateTableNode::AppendSQL(std::string& out) const {
