@@ -492,17 +492,34 @@ void ParvexTrans::LoadMetadata() {
       if (column->columnID > 0) mLastColumnID = std::max(mLastColumnID, static_cast<uint32_t>(column->columnID));
     }
   }
+  mSavedLastRowID = mLastRowID;
+  mSavedLastColumnID = mLastColumnID;
 }
 
 bool ParvexTrans::SaveMetadata() {
   char counters[kMetaCountersSize] = {};
   PutU32LE(counters + kMetaLastRowIDOffset, mLastRowID);
   PutU32LE(counters + kMetaLastColumnIDOffset, mLastColumnID);
-  return mStorage->WriteMetadata(string(counters, sizeof counters, kEncodingDefault));
+  if (!mStorage->WriteMetadata(string(counters, sizeof counters, kEncodingDefault))) return false;
+  mSavedLastRowID = mLastRowID;
+  mSavedLastColumnID = mLastColumnID;
+  return true;
+}
+
+bool ParvexTrans::NeedsCommit() const {
+  if (HasChangesToCommit() || !mDroppedIndexes.empty()) return true;
+  if (mLastRowID != mSavedLastRowID || mLastColumnID != mSavedLastColumnID) return true;
+  for (const auto& index : mIndexes) {
+    if (index->IsChanged()) return true;
+  }
+  return false;
 }
 
 bool ParvexTrans::Commit() {
   if (!mStorage) return false;
+  // A table without changes is not written at all: committing one table
+  // costs nothing for the others.
+  if (!NeedsCommit()) return true;
   bool ok = true;
   ForgetFetchedRow();
   mChanges.ForEach([this, &ok](RowID id, PTChangedRow* change) {

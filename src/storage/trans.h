@@ -167,6 +167,8 @@ class ParvexTrans : public ParvexTable {
   // pending state; false when the row does not exist.
   bool ReadColumn(RowID row, long columnID, ParvexValue* out) const;
   bool IndexUsesColumns(const ParvexIndex& index, const ParvexValueList& values) const;
+  // True when a Commit would write anything at all.
+  bool NeedsCommit() const;
   void DeleteChange(RowID row);
 
   ParvexFileAccess* mFileAccess;
@@ -179,6 +181,9 @@ class ParvexTrans : public ParvexTable {
   SimpleVector<string> mAddedIndexNames;  // created in this transaction (no file yet)
   RowID mLastRowID = 0;
   uint32_t mLastColumnID = 0;
+  // The counters as the metadata area holds them (after a load or a save).
+  RowID mSavedLastRowID = 0;
+  uint32_t mSavedLastColumnID = 0;
 
   mutable RowID mFetchedRowID = kInvalidRowID;
   mutable ParvexValueList mFetchedValues;
