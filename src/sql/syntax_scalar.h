@@ -11,15 +11,35 @@
 
 #include <memory>
 
+#include "core/status.h"
+#include "core/table.h"
 #include "platform/parvex_string.h"
 #include "platform/simple_vector.h"
+#include "query/expr.h"
 #include "query/functions.h"
 #include "sql/syntax_node.h"
 
 namespace parvex {
 
+using ParvexExprPtr = std::unique_ptr<ParvexExpr>;
+
 class SQLScalarExpNode : public SQLSyntaxNode {
  public:
+  // The executable expression for this node (owned by the caller), or null
+  // when it cannot be built. `tableNames` holds, per FROM entry, the name the
+  // statement refers to it by (range variable, else table name); `tables`
+  // the tables in the same order. An unknown table or column sets the status
+  // ("42S02" / "42S22"); other failures leave the status alone.
+  virtual ParvexExprPtr ConvertToParvexExpr(const SimpleVector<string>& tableNames,
+                                            const SimpleVector<ParvexTable*>& tables,
+                                            ParvexStatus* status) const = 0;
+  // Appends the expressions of one select item to `exprs`, and for each its
+  // source column's name and column ID to the optional lists. An expression
+  // that is not a plain column is named by its SQL text and gets the ID -1.
+  // False (with nothing or only part appended) when a conversion failed.
+  virtual bool ConvertToExprList(const SimpleVector<string>& tableNames, const SimpleVector<ParvexTable*>& tables,
+                                 SimpleVector<ParvexExprPtr>& exprs, ParvexStatus* status,
+                                 SimpleVector<string>* columnNames, SimpleVector<long>* columnIDs) const;
   // True only for a field reference whose name is the keyword DEFAULT (an
   // INSERT or UPDATE value that asks for the column's default).
   virtual bool IsKeywordDefault() const { return false; }
@@ -43,6 +63,8 @@ class SQLInfixOpNode : public SQLScalarExpNode {
  public:
   explicit SQLInfixOpNode(const string& opText) : op(opText) {}
   void AddOperand(SQLScalarExpPtr operand);
+  ParvexExprPtr ConvertToParvexExpr(const SimpleVector<string>& tableNames, const SimpleVector<ParvexTable*>& tables,
+                                    ParvexStatus* status) const override;
   void AppendSQL(std::string& out) const override;
 
   string op;
@@ -54,6 +76,8 @@ class SQLLikeNode : public SQLScalarExpNode {
  public:
   SQLLikeNode(SQLScalarExpPtr valueNode, SQLScalarExpPtr patternNode, SQLScalarExpPtr escapeNode,
               bool isNegated);
+  ParvexExprPtr ConvertToParvexExpr(const SimpleVector<string>& tableNames, const SimpleVector<ParvexTable*>& tables,
+                                    ParvexStatus* status) const override;
   void AppendSQL(std::string& out) const override;
 
   SQLScalarExpPtr value;
@@ -66,6 +90,8 @@ class SQLLikeNode : public SQLScalarExpNode {
 class SQLNegationNode : public SQLScalarExpNode {
  public:
   explicit SQLNegationNode(SQLScalarExpPtr operandNode);
+  ParvexExprPtr ConvertToParvexExpr(const SimpleVector<string>& tableNames, const SimpleVector<ParvexTable*>& tables,
+                                    ParvexStatus* status) const override;
   void AppendSQL(std::string& out) const override;
 
   SQLScalarExpPtr operand;
@@ -76,6 +102,8 @@ class SQLNegationNode : public SQLScalarExpNode {
 class SQLNotNode : public SQLScalarExpNode {
  public:
   explicit SQLNotNode(SQLScalarExpPtr operandNode);
+  ParvexExprPtr ConvertToParvexExpr(const SimpleVector<string>& tableNames, const SimpleVector<ParvexTable*>& tables,
+                                    ParvexStatus* status) const override;
   void AppendSQL(std::string& out) const override;
 
   SQLScalarExpPtr operand;
@@ -87,6 +115,8 @@ class SQLNotNode : public SQLScalarExpNode {
 class SQLLiteralNode : public SQLScalarExpNode {
  public:
   SQLLiteralNode(const string& literalText, char escapeByte) : text(literalText), escape(escapeByte) {}
+  ParvexExprPtr ConvertToParvexExpr(const SimpleVector<string>& tableNames, const SimpleVector<ParvexTable*>& tables,
+                                    ParvexStatus* status) const override;
   void AppendSQL(std::string& out) const override;
 
   string text;
@@ -99,6 +129,17 @@ class SQLFieldRefNode : public SQLScalarExpNode {
  public:
   explicit SQLFieldRefNode(const string& fieldName) : name(fieldName) {}
   bool IsKeywordDefault() const override;
+  // `*` and `T.*` expand to the user columns (not `_rowid`) of every FROM
+  // table or of T; a column is named by its own name and column ID.
+  bool ConvertToExprList(const SimpleVector<string>& tableNames, const SimpleVector<ParvexTable*>& tables,
+                         SimpleVector<ParvexExprPtr>& exprs, ParvexStatus* status, SimpleVector<string>* columnNames,
+                         SimpleVector<long>* columnIDs) const override;
+  // Finds the table and column a (possibly qualified) name refers to; false
+  // with the status set when there is none.
+  bool Resolve(const SimpleVector<string>& tableNames, const SimpleVector<ParvexTable*>& tables,
+               ParvexStatus* status, long* tableIndex, long* columnIndex) const;
+  ParvexExprPtr ConvertToParvexExpr(const SimpleVector<string>& tableNames, const SimpleVector<ParvexTable*>& tables,
+                                    ParvexStatus* status) const override;
   void AppendSQL(std::string& out) const override;
 
   string name;
@@ -114,6 +155,8 @@ class SQLFunctionNode : public SQLScalarExpNode {
 
   explicit SQLFunctionNode(ParvexFuncCode funcCode) : code(funcCode) {}
   void SetOperand(int index, SQLScalarExpPtr operand);
+  ParvexExprPtr ConvertToParvexExpr(const SimpleVector<string>& tableNames, const SimpleVector<ParvexTable*>& tables,
+                                    ParvexStatus* status) const override;
   void AppendSQL(std::string& out) const override;
 
   ParvexFuncCode code;
@@ -122,5 +165,11 @@ class SQLFunctionNode : public SQLScalarExpNode {
   bool hasParens = false;  // an argument list was written (CURRENT_DATE has none)
   bool star = false;       // COUNT(*)
 };
+
+// The value of a quoted literal's text: the quotes removed, doubled quotes
+// undone, and an escape byte before a quote dropped (other escape sequences
+// are kept for LIKE). A literal left open at the end of the statement runs to
+// the end of the text.
+string StringLiteralValue(const string& text, char escape);
 
 }  // namespace parvex

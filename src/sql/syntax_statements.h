@@ -31,6 +31,11 @@ constexpr long kAlterDropColumn = 3;
 // One item of a select list: an expression with an optional alias.
 class SQLSelectItemNode : public SQLSyntaxNode {
  public:
+  // The expression's ConvertToExprList; an alias then names the result
+  // column, and stands in the column-name list unless the item is a plain column.
+  bool ConvertToExprList(const SimpleVector<string>& tableNames, const SimpleVector<ParvexTable*>& tables,
+                         SimpleVector<ParvexExprPtr>& exprs, ParvexStatus* status, SimpleVector<string>* columnNames,
+                         SimpleVector<long>* columnIDs) const;
   void AppendSQL(std::string& out) const override;
 
   SQLScalarExpPtr expr;
