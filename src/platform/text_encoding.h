@@ -19,6 +19,11 @@
 
 namespace parvex {
 
+// ASCII letters changed to the other case, every other byte unchanged (the
+// folding behind string::Compare, LIKE and the single-byte LOWER / UPPER).
+inline char AsciiToLower(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + ('a' - 'A')) : c; }
+inline char AsciiToUpper(char c) { return (c >= 'a' && c <= 'z') ? static_cast<char>(c - ('a' - 'A')) : c; }
+
 // True for bytes of the form 10xxxxxx.
 inline bool IsUTF8Continuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
 

@@ -13,6 +13,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "platform/text_encoding.h"
 #include "query/expr_nodes.h"
 
 namespace parvex {
@@ -60,9 +61,7 @@ std::string KeyOf(const ParvexValue& value, KeyFamily family) {
     }
     default: {
       std::string key(value.RawText().view());
-      for (char& c : key) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
-      }
+      for (char& c : key) c = AsciiToLower(c);
       return key;
     }
   }
@@ -98,6 +97,7 @@ std::vector<ParvexValue> DistinctValues(const std::vector<ParvexValue>& values) 
     return kept;
   }
   std::unordered_set<std::string> seen;
+  seen.reserve(values.size());
   bool sawNull = false;
   for (const ParvexValue& v : values) {
     if (v.IsNull()) {

@@ -121,8 +121,8 @@ bool PExprCompareLike::Evaluate(const ParvexEvalContext& context, ParvexValue* o
 }
 
 string PExprCompareLike::Description() const {
-  string text = (value ? value->Description() : string()) + " LIKE " +
-                (pattern ? pattern->Description() : string());
+  string text =
+      (value ? value->Description() : string()) + " LIKE " + (pattern ? pattern->Description() : string());
   if (escape) text = text + " ESCAPE " + escape->Description();
   return text;
 }

@@ -7,6 +7,8 @@
 // (every byte that is not a continuation byte starts one), UTF-16 counts
 // two-byte units, every other encoding counts bytes. No function reads
 // outside its text, whatever the positions and counts it is given.
+#include "query/functions.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <functional>
@@ -15,7 +17,6 @@
 #include "db/database.h"
 #include "platform/text_encoding.h"
 #include "platform/unicode_case.h"
-#include "query/functions.h"
 
 namespace parvex {
 
@@ -28,9 +29,8 @@ constexpr size_t kUTF16UnitBytes = 2;
 
 // Number of UTF-8 characters: bytes that are not continuation bytes.
 size_t CountUTF8Chars(std::string_view text) {
-  return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-    return !IsUTF8Continuation(static_cast<unsigned char>(c));
-  }));
+  return static_cast<size_t>(std::count_if(
+      text.begin(), text.end(), [](char c) { return !IsUTF8Continuation(static_cast<unsigned char>(c)); }));
 }
 
 // Byte offset of UTF-8 character number `index` (0-based): characters start at
@@ -48,10 +48,7 @@ size_t UTF8CharOffset(std::string_view text, size_t index) {
 // ASCII-only case change, byte by byte, for texts that are not UTF-8.
 string AsciiCase(const string& text, bool toUpper) {
   std::string bytes(text.view());
-  for (char& c : bytes) {
-    if (toUpper && c >= 'a' && c <= 'z') c = static_cast<char>(c - ('a' - 'A'));
-    if (!toUpper && c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
-  }
+  for (char& c : bytes) c = toUpper ? AsciiToUpper(c) : AsciiToLower(c);
   return string(bytes.data(), bytes.size(), text.Encoding());
 }
 
@@ -144,8 +141,9 @@ ParvexValue Substring(const ParvexValue& textArg, const ParvexValue& startArg, c
 ParvexValue Trim(const ParvexValue& textArg, const ParvexValue* charsArg, const ParvexValue* modeArg) {
   const string text = textArg.GetString();
   if (text.empty()) return ParvexValue::String(text);
-  const string trim = (charsArg && !charsArg->IsNull()) ? ConvertEncoding(charsArg->GetString(), text.Encoding())
-                                                        : string(" ", text.Encoding());
+  const string trim = (charsArg && !charsArg->IsNull())
+                          ? ConvertEncoding(charsArg->GetString(), text.Encoding())
+                          : string(" ", text.Encoding());
   bool front = true;
   bool back = true;
   if (modeArg && !modeArg->IsNull()) {

@@ -33,13 +33,12 @@
 #include <string>
 #include <vector>
 
+#include "platform/text_encoding.h"
 #include "query/functions.h"
 
 namespace parvex {
 
 namespace {
-
-inline char Fold(char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c + ('a' - 'A')) : c; }
 
 struct Level {
   size_t underscores = 0;  // bytes the run consumes at least
@@ -69,11 +68,11 @@ std::vector<Level> ParsePattern(std::string_view pattern, char escape) {
     while (at < pattern.size()) {
       const char c = pattern[at];
       if (escape != 0 && c == escape) {
-        if (++at < pattern.size()) level.segment.push_back(Fold(pattern[at++]));
+        if (++at < pattern.size()) level.segment.push_back(AsciiToLower(pattern[at++]));
         continue;
       }
       if (c == '_' || c == '%') break;
-      level.segment.push_back(Fold(c));
+      level.segment.push_back(AsciiToLower(c));
       ++at;
     }
     levels.push_back(std::move(level));
@@ -140,7 +139,8 @@ struct Block {
       maskOf[c] = static_cast<uint32_t>(masks.size() / words);
       masks.insert(masks.end(), masks.begin(), masks.begin() + static_cast<std::ptrdiff_t>(words));
       for (size_t j = i; j < bytes.size(); ++j) {
-        if (!any[j] && bytes[j] == bytes[i]) masks[maskOf[c] * words + j / kWordBits] |= uint64_t{1} << (j % kWordBits);
+        if (!any[j] && bytes[j] == bytes[i])
+          masks[maskOf[c] * words + j / kWordBits] |= uint64_t{1} << (j % kWordBits);
       }
     }
     const size_t last = bytes.size() - 1;
@@ -163,7 +163,7 @@ bool Match(std::string_view rawText, std::string_view pattern, char escape) {
   const std::vector<Level> levels = ParsePattern(pattern, escape);
   const size_t final = levels.size() - 1;
   std::string text(rawText);
-  for (char& c : text) c = Fold(c);
+  for (char& c : text) c = AsciiToLower(c);
   const size_t n = text.size();
 
   size_t at = 0;  // text offset

@@ -1,9 +1,9 @@
 // The platform clock yields a plausible local date and time.
+#include "platform/clock.h"
+
 #include <gtest/gtest.h>
 
 #include <ctime>
-
-#include "platform/clock.h"
 
 namespace parvex {
 namespace {

@@ -1,4 +1,6 @@
 // Unicode case mapping of UTF-8 text, and the text encoding conversions.
+#include "platform/unicode_case.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -8,7 +10,6 @@
 #include <vector>
 
 #include "platform/text_encoding.h"
-#include "platform/unicode_case.h"
 
 namespace parvex {
 namespace {
@@ -19,14 +20,14 @@ std::string Upper(const char* utf8) { return UTF8ToUpper(string(utf8, kEncodingU
 TEST(UnicodeCaseTest, MapsLettersBeyondAscii) {
   EXPECT_EQ(Lower("ABC xyz 123"), "abc xyz 123");
   EXPECT_EQ(Upper("abc XYZ 123"), "ABC XYZ 123");
-  EXPECT_EQ(Lower("\xC3\x84"), "\xC3\xA4");                      // Ä -> ä
-  EXPECT_EQ(Upper("\xC3\xA4"), "\xC3\x84");                      // ä -> Ä
-  EXPECT_EQ(Lower("\xCE\xA3"), "\xCF\x83");                      // Σ -> σ
-  EXPECT_EQ(Upper("\xCF\x82\xCF\x83"), "\xCE\xA3\xCE\xA3");      // ς σ -> Σ Σ
-  EXPECT_EQ(Lower("\xD0\x96\xD0\x81"), "\xD0\xB6\xD1\x91");      // Ж Ё -> ж ё
-  EXPECT_EQ(Lower("\xF0\x90\x90\x80"), "\xF0\x90\x90\xA8");      // Deseret U+10400 -> U+10428
+  EXPECT_EQ(Lower("\xC3\x84"), "\xC3\xA4");                  // Ä -> ä
+  EXPECT_EQ(Upper("\xC3\xA4"), "\xC3\x84");                  // ä -> Ä
+  EXPECT_EQ(Lower("\xCE\xA3"), "\xCF\x83");                  // Σ -> σ
+  EXPECT_EQ(Upper("\xCF\x82\xCF\x83"), "\xCE\xA3\xCE\xA3");  // ς σ -> Σ Σ
+  EXPECT_EQ(Lower("\xD0\x96\xD0\x81"), "\xD0\xB6\xD1\x91");  // Ж Ё -> ж ё
+  EXPECT_EQ(Lower("\xF0\x90\x90\x80"), "\xF0\x90\x90\xA8");  // Deseret U+10400 -> U+10428
   EXPECT_EQ(Upper("\xF0\x90\x90\xA8"), "\xF0\x90\x90\x80");
-  EXPECT_EQ(Lower("\xC4\x80\xC4\x81"), "\xC4\x81\xC4\x81");      // alternating pairs: Ā ā -> ā ā
+  EXPECT_EQ(Lower("\xC4\x80\xC4\x81"), "\xC4\x81\xC4\x81");  // alternating pairs: Ā ā -> ā ā
   // Simple mappings only: ß has no one-character upper case, and the byte
   // length may change (İ lowers to the one-byte i, Ⱥ to a three-byte letter).
   EXPECT_EQ(Upper("\xC3\x9F"), "\xC3\x9F");
@@ -44,7 +45,7 @@ TEST(UnicodeCaseTest, InvalidBytesPassThrough) {
       "\xED\xA0\x80",      // a surrogate
       "\xF4\x90\x80\x80",  // beyond U+10FFFF
       "\xFF\xFE",          // bytes that never occur
-      "\x80" "A",          // a stray continuation byte, then a letter
+      "\x80\x41",          // a stray continuation byte, then the letter A
   };
   for (const char* s : samples) {
     const std::string lowered = Lower(s);
@@ -111,7 +112,8 @@ TEST(TextEncodingTest, Converts) {
   const string wide = ConvertEncoding(utf8, kEncodingUTF16);
   EXPECT_EQ(wide.Encoding(), kEncodingUTF16);
   const std::u16string expected = u"a\u00E4\u20AC\U00010400";
-  EXPECT_EQ(wide.view(), std::string_view(reinterpret_cast<const char*>(expected.data()), expected.size() * 2));
+  EXPECT_EQ(wide.view(),
+            std::string_view(reinterpret_cast<const char*>(expected.data()), expected.size() * 2));
   EXPECT_EQ(ConvertEncoding(wide, kEncodingUTF8).view(), utf8.view());
   // Single-byte text is ISO-8859-1; what it cannot hold becomes '?'.
   EXPECT_EQ(ConvertEncoding(utf8, kEncodingDefault).view(), "a\xE4??");

@@ -17,7 +17,8 @@ namespace {
 class AggregateTest : public ::testing::Test {
  protected:
   void Fill(ParvexDataType type, const std::vector<ParvexValue>& values) {
-    table = std::make_unique<ExprTestTable>("T", std::vector<std::pair<const char*, ParvexDataType>>{{"v", type}});
+    table = std::make_unique<ExprTestTable>("T",
+                                            std::vector<std::pair<const char*, ParvexDataType>>{{"v", type}});
     tables.clear();
     tables.push_back(table.get());
     recSets.clear();
@@ -124,7 +125,8 @@ TEST_F(AggregateTest, NeedsAGroup) {
   EXPECT_EQ(count.Description().view(), "COUNT(*)");
   EXPECT_EQ(PExprAggregate(kAggSum, std::make_unique<PExprField>(0, 2), true).Description().view(),
             "SUM(DISTINCT A.2)");
-  EXPECT_EQ(PExprAggregate(kAggAvg, std::make_unique<PExprField>(1, 0), false).Description().view(), "AVG(B.0)");
+  EXPECT_EQ(PExprAggregate(kAggAvg, std::make_unique<PExprField>(1, 0), false).Description().view(),
+            "AVG(B.0)");
 }
 
 // The distinct list equals the one a front-to-back search with Equals builds,
@@ -174,7 +176,8 @@ TEST_F(AggregateTest, DistinctEqualsLinearSearchWithEquals) {
 
 TEST_F(AggregateTest, LargeDistinctGroup) {
   std::vector<ParvexValue> values;
-  for (int i = 0; i < 40000; ++i) values.push_back(S(i % 2 ? "X" : ("v" + std::to_string(i % 20000)).c_str()));
+  for (int i = 0; i < 40000; ++i)
+    values.push_back(S(i % 2 ? "X" : ("v" + std::to_string(i % 20000)).c_str()));
   Fill(kTypeString, values);
   EXPECT_EQ(Aggregate(kAggCount, true).GetInteger(), 10001);
 }

@@ -93,7 +93,8 @@ TEST(ExprTest, ConstantsDescribeThemselvesAsSql) {
   EXPECT_EQ(Bool(true)->Description().view(), "TRUE");
   EXPECT_EQ(Const(ParvexValue())->Description().view(), "NULL");
   EXPECT_EQ(Const(ParvexValue::Null(kTypeString))->Description().view(), "NULL");
-  EXPECT_EQ(Const(ParvexValue::Text(kTypeDate, string("2001-02-03")))->Description().view(), "DATE '2001-02-03'");
+  EXPECT_EQ(Const(ParvexValue::Text(kTypeDate, string("2001-02-03")))->Description().view(),
+            "DATE '2001-02-03'");
   EXPECT_EQ(Const(ParvexValue::Text(kTypeTime, string("10:11:12")))->Description().view(), "TIME '10:11:12'");
   EXPECT_EQ(Const(ParvexValue::Text(kTypeTimestamp, string("2001-02-03 10:11:12")))->Description().view(),
             "TIMESTAMP '2001-02-03 10:11:12'");
@@ -140,9 +141,9 @@ TEST(ExprTest, OnlyIntegerAndStringLeftOperandsCompute) {
 }
 
 TEST(ExprTest, ComparisonDomainFollowsTheLeftOperand) {
-  EXPECT_EQ(IntOf(Cmp(kCompareEqual, Dbl(2.3), Dbl(2.7))), 1);  // both read as 2
-  EXPECT_EQ(IntOf(Cmp(kCompareLess, Int(10), Str("9"))), 0);    // integers: 10 < 9
-  EXPECT_EQ(IntOf(Cmp(kCompareLess, Str("10"), Int(9))), 1);    // texts: "10" < "9"
+  EXPECT_EQ(IntOf(Cmp(kCompareEqual, Dbl(2.3), Dbl(2.7))), 1);    // both read as 2
+  EXPECT_EQ(IntOf(Cmp(kCompareLess, Int(10), Str("9"))), 0);      // integers: 10 < 9
+  EXPECT_EQ(IntOf(Cmp(kCompareLess, Str("10"), Int(9))), 1);      // texts: "10" < "9"
   EXPECT_EQ(IntOf(Cmp(kCompareGreater, Str("a"), Str("B"))), 1);  // case-sensitive bytes
   EXPECT_EQ(IntOf(Cmp(kCompareEqual, Str("a"), Str("A"))), 0);
   EXPECT_EQ(IntOf(Cmp(kCompareGreater, Str("\xC3\xA4"), Str("z"))), 1);  // unsigned bytes
@@ -157,8 +158,8 @@ TEST(ExprTest, ComparisonDomainFollowsTheLeftOperand) {
   // NULL compares as its reading (0 / "NULL").
   EXPECT_EQ(IntOf(Cmp(kCompareEqual, Const(ParvexValue::Null(kTypeInteger)), Int(0))), 1);
 
-  const long ops[] = {kCompareLess, kCompareGreater, kCompareNotEqual, kCompareLessEqual, kCompareEqual,
-                      kCompareGreaterEqual};
+  const long ops[] = {kCompareLess,      kCompareGreater, kCompareNotEqual,
+                      kCompareLessEqual, kCompareEqual,   kCompareGreaterEqual};
   const int lessAnswers[] = {1, 0, 1, 1, 0, 0};
   const int equalAnswers[] = {0, 0, 0, 1, 1, 1};
   for (int i = 0; i < 6; ++i) {
@@ -234,9 +235,9 @@ TEST(ExprTest, ScalarFunctionNode) {
   const Result date = Isolated(Func(kFuncCurrentDate), &db);
   EXPECT_TRUE(date.ok);
   EXPECT_EQ(date.value.GetString().view(), "2007-03-05");
-  EXPECT_FALSE(Isolated(Func(kFuncCurrentDate)).ok);                 // no database
-  EXPECT_FALSE(Isolated(Func(kFuncUpper, Unknown())).ok);            // unknown argument
-  EXPECT_FALSE(Isolated(Func(kFuncCount, Int(1))).ok);               // aggregates are not scalar
+  EXPECT_FALSE(Isolated(Func(kFuncCurrentDate)).ok);       // no database
+  EXPECT_FALSE(Isolated(Func(kFuncUpper, Unknown())).ok);  // unknown argument
+  EXPECT_FALSE(Isolated(Func(kFuncCount, Int(1))).ok);     // aggregates are not scalar
   EXPECT_FALSE(Isolated(Func(kFuncSubstring, Str("ab"), Int(1), Unknown())).ok);
 
   SimpleVector<ParvexTable*> none;
@@ -398,13 +399,15 @@ TEST_F(FieldTest, ChoosingTheNextTable) {
   EXPECT_EQ(Not(Cmp(kCompareEqual, Field(0, 0), Field(1, 0)))->ChooseWildcardTable(&none, &usable), 0);
   EXPECT_FALSE(usable);
   // AND / OR: the first usable answer wins; usable only when every operand asked was.
-  EXPECT_EQ(Junction<PExprAnd>(Cmp(kCompareEqual, Field(0, 0), Field(1, 0)), Cmp(kCompareEqual, Field(1, 0), Int(3)))
+  EXPECT_EQ(Junction<PExprAnd>(Cmp(kCompareEqual, Field(0, 0), Field(1, 0)),
+                               Cmp(kCompareEqual, Field(1, 0), Int(3)))
                 ->ChooseWildcardTable(&none, &usable),
             1);
   EXPECT_FALSE(usable);
-  EXPECT_EQ(Junction<PExprOr>(Cmp(kCompareEqual, Field(1, 0), Int(3)), Cmp(kCompareEqual, Field(0, 0), Field(1, 0)))
-                ->ChooseWildcardTable(&none, &usable),
-            1);
+  EXPECT_EQ(
+      Junction<PExprOr>(Cmp(kCompareEqual, Field(1, 0), Int(3)), Cmp(kCompareEqual, Field(0, 0), Field(1, 0)))
+          ->ChooseWildcardTable(&none, &usable),
+      1);
   EXPECT_TRUE(usable);  // the search stopped before the unusable operand
   // An unusable answer is replaced even by a later -1.
   EXPECT_EQ(Junction<PExprAnd>(Cmp(kCompareEqual, Field(0, 0), Field(1, 0)), Int(1))

@@ -40,12 +40,14 @@ class ExprTestTable : public ParvexTable {
   long QtyRows() const override { return static_cast<long>(mRows.size()); }
   void GetRowIDs(SimpleVector<RowID>* ids) const override {
     ids->clear();
-    for (size_t i = 0; i < mRows.size(); ++i) ids->push_back(kFirstRowID + kRowIDStep * static_cast<RowID>(i));
+    for (size_t i = 0; i < mRows.size(); ++i)
+      ids->push_back(kFirstRowID + kRowIDStep * static_cast<RowID>(i));
   }
   bool GetValue(RowID row, long column, ParvexValue* out) const override {
     if (row < kFirstRowID || (row - kFirstRowID) % kRowIDStep != 0) return false;
     const size_t index = (row - kFirstRowID) / kRowIDStep;
-    if (index >= mRows.size() || column < 0 || static_cast<size_t>(column) >= mRows[index].size()) return false;
+    if (index >= mRows.size() || column < 0 || static_cast<size_t>(column) >= mRows[index].size())
+      return false;
     *out = mRows[index][static_cast<size_t>(column)];
     return true;
   }

@@ -61,11 +61,12 @@ bool Like(const char* text, const char* pattern, char escape = 0) {
 }
 
 TEST(WildcardTest, SingleAndAnyCharacters) {
-  for (const char* p : {"foo", "f_o", "_oo", "fo_", "_o_", "___", "%foo", "%oo", "f%o", "fo%", "foo%", "%", "FOO",
-                        "F%"}) {
+  for (const char* p :
+       {"foo", "f_o", "_oo", "fo_", "_o_", "___", "%foo", "%oo", "f%o", "fo%", "foo%", "%", "FOO", "F%"}) {
     EXPECT_TRUE(Like("foo", p)) << p;
   }
-  for (const char* p : {"fom", "_foo", "____", "foo_", "fo", "oo", "", "foo%%"}) EXPECT_FALSE(Like("foo", p)) << p;
+  for (const char* p : {"fom", "_foo", "____", "foo_", "fo", "oo", "", "foo%%"})
+    EXPECT_FALSE(Like("foo", p)) << p;
 
   EXPECT_TRUE(Like("cool vanilla beans", "%vanilla%"));
   EXPECT_FALSE(Like("cool vanilla beans", "_vanilla%"));
