@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "db/temp_table.h"
+#include "platform/text_encoding.h"
 
 namespace parvex {
 
@@ -29,8 +30,7 @@ uint64_t Mix(uint64_t x) {
 uint64_t HashFoldedText(const string& text) {
   uint64_t h = kFnvOffset;
   for (size_t i = 0; i < text.length(); ++i) {
-    unsigned char c = text[i];
-    if (c >= 'A' && c <= 'Z') c = static_cast<unsigned char>(c + ('a' - 'A'));
+    const auto c = static_cast<unsigned char>(AsciiToLower(static_cast<char>(text[i])));
     h = (h ^ c) * kFnvPrime;
   }
   return h ^ text.length();

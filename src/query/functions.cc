@@ -1,9 +1,9 @@
 // ParvexFuncEval: the scalar built-in functions.
 //
 // Functions read their arguments through the value readings (GetString,
-// GetInteger), so any argument type is accepted; only BIT_LENGTH and
-// OCTET_LENGTH answer NULL for an argument that is neither an integer nor a
-// string. Text functions respect the text's encoding: UTF-8 counts characters
+// GetInteger), so any argument type is accepted (NULL reads as "NULL" or 0);
+// only BIT_LENGTH and OCTET_LENGTH answer NULL, for a NULL argument or one
+// that is neither an integer nor a string. Text functions respect the text's encoding: UTF-8 counts characters
 // (every byte that is not a continuation byte starts one), UTF-16 counts
 // two-byte units, every other encoding counts bytes. No function reads
 // outside its text, whatever the positions and counts it is given.
@@ -64,7 +64,9 @@ ParvexValue Length(const ParvexValue& arg, int32_t bitsPerByte, int32_t integerS
   if (arg.IsNull()) return ParvexValue();
   if (arg.Type() == kTypeInteger) return ParvexValue::Integer(integerSize);
   if (arg.Type() == kTypeString) {
-    return ParvexValue::Integer(static_cast<int32_t>(arg.RawText().length()) * bitsPerByte);
+    // Wraps like every integer result of the engine rather than overflowing.
+    const uint64_t length = arg.RawText().length() * static_cast<uint64_t>(bitsPerByte);
+    return ParvexValue::Integer(static_cast<int32_t>(static_cast<uint32_t>(length)));
   }
   return ParvexValue();
 }
@@ -88,7 +90,8 @@ ParvexValue Position(const ParvexValue& haystackArg, const ParvexValue& needleAr
   const size_t offset = static_cast<size_t>(found - hay.begin());
   size_t answer = offset + 1;
   if (haystack.Encoding() == kEncodingUTF16) {
-    // The byte-based answer halved, as the engine has always reported it.
+    // The byte-based answer (offset + 1) halved: a match at the first
+    // character reports 0, one at the second character 1.
     answer /= 2;
   } else if (haystack.Encoding() == kEncodingUTF8) {
     answer = 1 + CountUTF8Chars(hay.substr(0, offset));

@@ -174,13 +174,5 @@ TEST_F(AggregateTest, DistinctEqualsLinearSearchWithEquals) {
   }
 }
 
-TEST_F(AggregateTest, LargeDistinctGroup) {
-  std::vector<ParvexValue> values;
-  for (int i = 0; i < 40000; ++i)
-    values.push_back(S(i % 2 ? "X" : ("v" + std::to_string(i % 20000)).c_str()));
-  Fill(kTypeString, values);
-  EXPECT_EQ(Aggregate(kAggCount, true).GetInteger(), 10001);
-}
-
 }  // namespace
 }  // namespace parvex

@@ -239,17 +239,5 @@ TEST(FunctionsTest, LastRowIDAndFindTable) {
   EXPECT_TRUE(out.IsNull());
 }
 
-TEST(FunctionsTest, NamesAndTypes) {
-  string name("character_length");
-  ParvexFuncCode code = -1;
-  EXPECT_TRUE(GetParvexFuncCode(name, &code));
-  EXPECT_EQ(code, kFuncCharLength);
-  EXPECT_EQ(name.view(), "CHAR_LENGTH");
-  string unknown("COALESCE");
-  EXPECT_FALSE(GetParvexFuncCode(unknown, &code));
-  EXPECT_EQ(ParvexFuncResultType(kFuncSubstring), kTypeString);
-  EXPECT_EQ(ParvexFuncResultType(kFuncAvg), kTypeInteger);
-}
-
 }  // namespace
 }  // namespace parvex
