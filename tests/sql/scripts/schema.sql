@@ -1,0 +1,48 @@
+-- The _schema table: its own rows, the rows CREATE TABLE writes, defaults.
+SELECT COUNT(*) FROM _schema;
+> 7
+SELECT DISTINCT TableName FROM _schema;
+> _schema
+.transaction no
+CREATE TABLE first (a Integer, b String);
+CREATE TABLE second (c Double);
+SELECT TableName, ColumnID, ColumnName, TypeCode FROM _schema WHERE TableName <> '_schema';
+> first | 1 | a | 3
+> first | 2 | b | 5
+> second | 1 | c | 7
+COMMIT;
+.reopen
+SELECT COUNT(*) FROM _schema;
+> 10
+
+-- Defaults are stored as text and converted to the column's type when the
+-- table is loaded; an empty text means no default.
+UPDATE _schema SET DefaultValue = '12' WHERE TableName = 'first' AND ColumnName = 'a';
+UPDATE _schema SET DefaultValue = 'hello' WHERE TableName = 'first' AND ColumnName = 'b';
+UPDATE _schema SET DefaultValue = '2.5' WHERE TableName = 'second';
+COMMIT;
+.reopen
+INSERT INTO first DEFAULT VALUES;
+INSERT INTO first (b) VALUES (DEFAULT);
+INSERT INTO second DEFAULT VALUES;
+SELECT a, b FROM first;
+> 12 | hello
+> NULL | hello
+SELECT c FROM second;
+> 2.5
+UPDATE first SET a = 1;
+UPDATE first SET a = DEFAULT WHERE b = 'hello' AND _rowid = 2;
+SELECT a FROM first;
+> 1
+> 12
+ROLLBACK;
+
+-- Tables load in the order of their first schema row.
+CREATE TABLE third (x Integer);
+INSERT INTO third VALUES (3);
+INSERT INTO second VALUES (2.0);
+INSERT INTO first VALUES (1, 'one');
+COMMIT;
+.reopen
+SELECT a, c, x FROM first, second, third;
+> 1 | 2 | 3
