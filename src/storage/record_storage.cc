@@ -305,9 +305,9 @@ bool ParvexStorage::NextRecord() {
 }
 
 bool ParvexStorage::GoToRowID(RowID rowID, bool skipDeleted) {
-  if (mHaveCurrent && mCurrentRowID == rowID && mCurrentLive) return true;
   const uint32_t position = mRowPos.Find(rowID);
   if (position == kNoRecordPosition) return false;
+  if (mHaveCurrent && mCurrentLive && mCurrentRowID == rowID && mCurrentPos == position) return true;
   uint32_t tag = 0;
   bool found = position < mDataLength && SeekData(position) && ReadHeaderAt(position, &tag);
   if (found && mCurrentRowID != rowID) {
@@ -519,6 +519,11 @@ bool ParvexStorage::BuildRowPosMap() {
   mRowPos.RemoveAll();
   const uint64_t errorsBefore = mErrorCount;
   for (bool more = GoToFirstRecord(); more; more = NextRecord()) {
+    // Two live copies of a table row: a move was cut short after the new
+    // copy was appended. The later one is the new one; finish the move.
+    // (Files without a map, such as indexes, never move rows.)
+    const uint32_t earlier = mRowPos.Find(mCurrentRowID);
+    if (earlier != kNoRecordPosition && mMapFile) WriteTagAt(earlier, kRecordTagDeleted);
     mRowPos.AddItem(mCurrentRowID, mCurrentPos);
   }
   return mErrorCount == errorsBefore;
