@@ -57,8 +57,9 @@ class ParvexIndexEntry {
 
 class ParvexIndex {
  public:
-  // An index file listing more columns than this is taken as damaged; the
-  // table refuses to create larger indexes.
+  // An index file listing more columns than this is taken as damaged (it
+  // bounds the memory a hostile file can claim per entry), so a table should
+  // not create an index over more columns.
   static constexpr size_t kMaxColumns = 64;
 
   explicit ParvexIndex(const SimpleVector<uint32_t>& columnIDs, const string& name = string());

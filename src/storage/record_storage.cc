@@ -116,16 +116,12 @@ bool WriteValue(RandomAccessMechanism* out, const ParvexValueWithID& v) {
       return out->WriteByte(v.RawInteger() != 0 ? 1 : 0);
     case kTypeDouble:
       return out->WriteDouble(v.RawDouble());
-    case kTypeString: {
-      const string& text = v.RawText();
+    default: {  // String, then Date, Time, Timestamp and Binary as their saved text
+      const bool isString = v.Type() == kTypeString;
+      const string text = isString ? v.RawText() : v.GetSaveString();
       const auto length = static_cast<uint32_t>(text.length());
-      return out->WriteLong(length) && out->WriteLong(length) && out->WriteLong(text.Encoding()) &&
+      return out->WriteLong(length) && out->WriteLong(length) && (!isString || out->WriteLong(text.Encoding())) &&
              WriteText(out, text);
-    }
-    default: {
-      const string text = v.GetSaveString();
-      const auto length = static_cast<uint32_t>(text.length());
-      return out->WriteLong(length) && out->WriteLong(length) && WriteText(out, text);
     }
   }
 }
@@ -161,21 +157,11 @@ bool ReadValue(FileHandle* in, const MemoryHandle& body, ParvexDataType type, Pa
       v->SetDouble(d);
       return true;
     }
-    case kTypeString: {
-      uint32_t room = 0, length = 0, encoding = 0;
+    default: {  // String (which also stores its encoding) and the text forms
+      uint32_t room = 0, length = 0, encoding = kEncodingDefault;
       string text;
-      if (!in->ReadLong(&room) || !in->ReadLong(&length) || !in->ReadLong(&encoding) ||
+      if (!in->ReadLong(&room) || !in->ReadLong(&length) || (type == kTypeString && !in->ReadLong(&encoding)) ||
           !ReadTextPayload(in, body, room, length, encoding, &text)) {
-        return false;
-      }
-      v->SetText(type, text);
-      return true;
-    }
-    default: {
-      uint32_t room = 0, length = 0;
-      string text;
-      if (!in->ReadLong(&room) || !in->ReadLong(&length) ||
-          !ReadTextPayload(in, body, room, length, kEncodingDefault, &text)) {
         return false;
       }
       v->SetText(type, text);
@@ -199,18 +185,15 @@ bool DecodeBody(MemoryHandle& body, const RandomAccessMechanism& byteOrder, Parv
   }
   values.reserve(count);
   while (values.size() < count) values.push_back(new ParvexValueWithID());
-  SimpleVector<ParvexDataType> types;
-  types.resize(count);
   for (uint32_t i = 0; i < count; ++i) {
     uint32_t columnID = 0;
     uint8_t type = 0;
     if (!ReadCounted(&in, &columnID) || !in.ReadByte(&type) || !IsStoredType(type)) return false;
-    values[i]->SetNull(type);
+    values[i]->SetNull(type);  // the type waits here until the value is read
     values[i]->id = static_cast<long>(columnID);
-    types[i] = type;
   }
   for (uint32_t i = 0; i < count; ++i) {
-    if (!ReadValue(&in, body, types[i], values[i])) return false;
+    if (!ReadValue(&in, body, values[i]->Type(), values[i])) return false;
   }
   return true;
 }
@@ -322,9 +305,9 @@ bool ParvexStorage::NextRecord() {
 }
 
 bool ParvexStorage::GoToRowID(RowID rowID, bool skipDeleted) {
-  if (mHaveCurrent && mCurrentRowID == rowID && mCurrentLive) return true;
   const uint32_t position = mRowPos.Find(rowID);
   if (position == kNoRecordPosition) return false;
+  if (mHaveCurrent && mCurrentLive && mCurrentRowID == rowID && mCurrentPos == position) return true;
   uint32_t tag = 0;
   bool found = position < mDataLength && SeekData(position) && ReadHeaderAt(position, &tag);
   if (found && mCurrentRowID != rowID) {
@@ -536,6 +519,11 @@ bool ParvexStorage::BuildRowPosMap() {
   mRowPos.RemoveAll();
   const uint64_t errorsBefore = mErrorCount;
   for (bool more = GoToFirstRecord(); more; more = NextRecord()) {
+    // Two live copies of a table row: a move was cut short after the new
+    // copy was appended. The later one is the new one; finish the move.
+    // (Files without a map, such as indexes, never move rows.)
+    const uint32_t earlier = mRowPos.Find(mCurrentRowID);
+    if (earlier != kNoRecordPosition && mMapFile) WriteTagAt(earlier, kRecordTagDeleted);
     mRowPos.AddItem(mCurrentRowID, mCurrentPos);
   }
   return mErrorCount == errorsBefore;

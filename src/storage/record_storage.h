@@ -19,7 +19,8 @@
 //   against the bytes that are really there before anything is allocated or
 //   read. Damage makes the operation return false and is reported through
 //   HandleError (see StorageError). A map that is "Drty", missing or damaged
-//   is rebuilt by scanning the data file.
+//   is rebuilt by scanning the data file; a row found live twice there (a
+//   move cut short) keeps its later copy and the earlier one is retired.
 #pragma once
 
 #include <cstdint>

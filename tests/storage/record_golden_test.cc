@@ -163,6 +163,29 @@ TEST(RecordGoldenTest, DirtyMapIsRebuiltAndSavedOverTheOldOneWithoutTruncation) 
                                  "00000100 4D456E64"));  // the old tail stays
 }
 
+TEST(RecordGoldenTest, MoveCutShortByACrashIsFinishedWhenTheMapIsRebuilt) {
+  // Row 1 was appended again (value 11) but its old copy (value 10) was
+  // never marked, and the map still says "Drty".
+  auto data = std::make_shared<MemFile>();
+  auto map = std::make_shared<MemFile>();
+  data->SetContents(Hex("Z256 52635374 00000001 00000007 01 01 03 0000000A"
+                        "52635374 00000002 00000007 01 01 03 00000014"
+                        "52635374 00000001 00000007 01 01 03 0000000B"));
+  map->SetContents(Hex("44727479"));
+  {
+    ParvexStorage storage(Open(data), Open(map));
+    ASSERT_EQ(storage.QtyRows(), 2);
+    EXPECT_EQ(storage.RowIDAt(0), 1u);  // the row keeps its first place
+    OwnedValueList values;
+    ASSERT_TRUE(storage.ReadRowValues(1, values.list));
+    EXPECT_EQ(values.list[0]->GetInteger(), 11);
+  }
+  EXPECT_EQ(data->Contents(), Hex("Z256 54727368 00000001 00000007 01 01 03 0000000A"
+                                  "52635374 00000002 00000007 01 01 03 00000014"
+                                  "52635374 00000001 00000007 01 01 03 0000000B"));
+  EXPECT_EQ(map->Contents(), Hex("524D6170 00000002 00000001 00000126 00000002 00000113 4D456E64"));
+}
+
 TEST(RecordGoldenTest, UpdatesInPlaceKeepRoomAndMovesRetireTheOldRecord) {
   auto data = std::make_shared<MemFile>();
   auto map = std::make_shared<MemFile>();
