@@ -172,6 +172,7 @@ bool VHFSVolume::GetChildren(const VFileRef& folder, std::vector<VFileRef>* chil
   children->clear();
   if (!IsValid() || folder.type != kFolderType) return false;
   std::vector<uint32_t> ids;
+  bool complete = true;
   {
     ItemHandle item(mVolume.get(), folder.fileID);
     double length = 0;
@@ -182,11 +183,13 @@ bool VHFSVolume::GetChildren(const VFileRef& folder, std::vector<VFileRef>* chil
     // hold ends at the end of its chain, never in a huge allocation.
     for (uint32_t i = 0; i < count; ++i) {
       uint32_t id = 0;
-      if (!item.NextLong(&id)) return false;
+      if (!item.NextLong(&id)) {
+        complete = false;
+        break;
+      }
       ids.push_back(id);
     }
   }
-  bool complete = true;
   for (uint32_t id : ids) {
     VFileRef child;
     child.fileID = id;
