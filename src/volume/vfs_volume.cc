@@ -243,7 +243,6 @@ double VFSVolume::FindOrAllocateBlock(double* size) {
     return -1;
   }
   mBlockMap.AddEntry(kFreeBlockID, static_cast<uint32_t>(start), 0);
-  mFreeBlockSizes[static_cast<uint32_t>(start)] = mNewBlockSize;
   *size = mNewBlockSize;
   return static_cast<double>(start);
 }
