@@ -59,8 +59,24 @@ std::vector<VFileRef> Walk(VHFSVolume& volume) {
   return files;
 }
 
+// The flat layer on the first few file IDs, whatever the tree says.
+void ReadFlatFiles(VFSVolume& flat) {
+  std::vector<uint8_t> buffer(4096);
+  for (uint32_t fileID = 0; fileID < 8; ++fileID) {
+    const int16_t handle = flat.OpenFile(fileID);
+    if (handle < 0) continue;
+    for (int i = 0; i < 16; ++i) {
+      double count = static_cast<double>(buffer.size());
+      if (!flat.ReadFileData(handle, &count, buffer.data()) || count == 0) break;
+    }
+    flat.SetFilePosition(handle, 1000);
+    flat.CloseFile(handle);
+  }
+}
+
 void Change(VHFSVolume& volume, const std::vector<VFileRef>& files) {
   static const uint8_t kText[3000] = {1, 2, 3};
+  ReadFlatFiles(*volume.FlatVolume());
   if (!files.empty()) {
     if (std::unique_ptr<VFile> file = volume.OpenFile(files.front())) {
       file->SeekFromStart(file->GetLength());
@@ -77,7 +93,14 @@ void Change(VHFSVolume& volume, const std::vector<VFileRef>& files) {
   if (std::unique_ptr<VFile> file = volume.OpenFile(made)) file->WriteData(kText, 100);
   VFileRef folder = volume.CreateDirectory(root, "dir");
   volume.MoveFile(made, folder);
+  VFileRef renamed = made;
+  volume.SetFileName(&renamed, "renamed");
+  volume.SetFileType(&renamed, FourCharCode("TEXT"));
+  volume.FlatVolume()->DeleteFile(5);
   volume.FlushToDisk();
+  // A map rebuilt from the blocks must serve as well as the stored one.
+  volume.FlatVolume()->RebuildBlockMapFromScratch();
+  ReadFlatFiles(*volume.FlatVolume());
 }
 
 }  // namespace

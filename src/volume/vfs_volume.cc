@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "platform/file_ptr.h"
 #include "volume/volume_format.h"
 
 namespace parvex {
@@ -103,8 +104,11 @@ bool VFSVolume::LoadBlockMapImage() {
       !Read(mapFile, lengthBytes, sizeof lengthBytes, &got) || got != static_cast<int64_t>(sizeof lengthBytes)) {
     return false;
   }
-  const uint32_t length = (static_cast<uint32_t>(lengthBytes[0]) << 24) | (static_cast<uint32_t>(lengthBytes[1]) << 16) |
-                          (static_cast<uint32_t>(lengthBytes[2]) << 8) | lengthBytes[3];
+  // The image length is big-endian in every version.
+  FilePtr lengthField(static_cast<const void*>(lengthBytes), sizeof lengthBytes);
+  lengthField.SetBigEndian();
+  uint32_t length = 0;
+  lengthField.ReadLong(&length);
   // An image can't be longer than the volume; a longer length is damage.
   if (length > static_cast<uint32_t>(std::max(0, mStream->GetLength()))) return false;
   std::vector<uint8_t> image(length);
@@ -159,9 +163,10 @@ bool VFSVolume::IsUsableBlock(int64_t start, double size) {
 bool VFSVolume::UpdateBlockMap() {
   if (!mValid) return false;
   const std::vector<uint8_t> image = mBlockMap.WriteBlockMapToBuffer();
-  const uint32_t length = static_cast<uint32_t>(image.size());
-  const uint8_t lengthBytes[4] = {static_cast<uint8_t>(length >> 24), static_cast<uint8_t>(length >> 16),
-                                  static_cast<uint8_t>(length >> 8), static_cast<uint8_t>(length)};
+  uint8_t lengthBytes[4];
+  FilePtr lengthField(static_cast<void*>(lengthBytes), sizeof lengthBytes);
+  lengthField.SetBigEndian();  // in every version
+  lengthField.WriteLong(static_cast<uint32_t>(image.size()));
   // A private record instead of a handle: saving the map must work even when
   // the open-file table is full.
   VFSOpenFile mapFile;
