@@ -61,7 +61,7 @@ bool VFSVolume::AppendBlock(VFSOpenFile& file) {
   const int64_t start = static_cast<int64_t>(found);
   const uint32_t sequence = last.sequence + 1;
   if (!WriteHeaderAt(start, {kBlockStartMagic, file.fileID, sequence, size, 0})) return false;
-  mBlockMap.ChangeEntryByBlockStart(static_cast<uint32_t>(start), file.fileID, sequence);
+  MutableMap().ChangeEntryByBlockStart(static_cast<uint32_t>(start), file.fileID, sequence);
   // Link the previous block to the new one.
   const VFSBlockHeader previous{kBlockStartMagic, file.fileID, last.sequence,
                                 static_cast<double>(last.capacity + kBlockOverhead), static_cast<double>(start)};

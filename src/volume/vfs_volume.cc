@@ -46,6 +46,7 @@ std::unique_ptr<VFSVolume> VFSVolume::Create(RandomAccessMechanism* stream, bool
   if (!stream) return nullptr;
   std::unique_ptr<VFSVolume> volume(new VFSVolume(stream, ownsStream, CreateTag{}));
   volume->mValid = volume->InitializeNewVolume();
+  volume->mMapChanged = true;  // file 1 holds no image yet
   return volume;
 }
 
@@ -162,7 +163,10 @@ bool VFSVolume::IsUsableBlock(int64_t start, double size) {
 
 bool VFSVolume::UpdateBlockMap() {
   if (!mValid) return false;
+  if (!mMapChanged) return true;
   const std::vector<uint8_t> image = mBlockMap.WriteBlockMapToBuffer();
+  // Blocks that this write gives to file 1 change the map again.
+  mMapChanged = false;
   uint8_t lengthBytes[4];
   FilePtr lengthField(static_cast<void*>(lengthBytes), sizeof lengthBytes);
   lengthField.SetBigEndian();  // in every version
@@ -170,14 +174,16 @@ bool VFSVolume::UpdateBlockMap() {
   // A private record instead of a handle: saving the map must work even when
   // the open-file table is full.
   VFSOpenFile mapFile;
-  return OpenRecord(kBlockMapFileID, &mapFile) && Seek(mapFile, kMapFileImageLengthOffset) &&
-         Write(mapFile, lengthBytes, sizeof lengthBytes) &&
-         Write(mapFile, image.data(), static_cast<int64_t>(image.size()));
+  const bool written = OpenRecord(kBlockMapFileID, &mapFile) && Seek(mapFile, kMapFileImageLengthOffset) &&
+                       Write(mapFile, lengthBytes, sizeof lengthBytes) &&
+                       Write(mapFile, image.data(), static_cast<int64_t>(image.size()));
+  if (!written) mMapChanged = true;
+  return written;
 }
 
 bool VFSVolume::RebuildBlockMapFromScratch() {
   if (!mValid) return false;
-  mBlockMap.Clear();
+  MutableMap().Clear();
   mFreeBlockSizes.clear();
   // Every block gets sequence 0 and the magic is not checked: the scan only
   // records which file owns which block. It stops at the first header that
@@ -185,7 +191,7 @@ bool VFSVolume::RebuildBlockMapFromScratch() {
   int64_t start = kFirstBlockStart;
   VFSBlockHeader header;
   while (ReadHeaderAt(start, &header) && IsUsableBlock(start, header.size)) {
-    mBlockMap.AddEntry(header.fileID, static_cast<uint32_t>(start), 0);
+    MutableMap().AddEntry(header.fileID, static_cast<uint32_t>(start), 0);
     if (header.fileID == kFreeBlockID) mFreeBlockSizes[static_cast<uint32_t>(start)] = header.size;
     start += static_cast<int64_t>(header.size);
   }
@@ -220,7 +226,7 @@ double VFSVolume::FindOrAllocateBlock(double* size) {
         // taken): record the true owner instead of handing the block out.
         const uint32_t owner = header.fileID;
         const uint32_t sequence = header.sequence;
-        mBlockMap.ChangeEntryByBlockStart(blockStart, owner, sequence);
+        MutableMap().ChangeEntryByBlockStart(blockStart, owner, sequence);
         continue;
       }
       blockSize = header.size;
@@ -247,7 +253,7 @@ double VFSVolume::FindOrAllocateBlock(double* size) {
       !mStream->WriteLong(kBlockEndMagic)) {
     return -1;
   }
-  mBlockMap.AddEntry(kFreeBlockID, static_cast<uint32_t>(start), 0);
+  MutableMap().AddEntry(kFreeBlockID, static_cast<uint32_t>(start), 0);
   *size = mNewBlockSize;
   return static_cast<double>(start);
 }
@@ -271,7 +277,7 @@ uint32_t VFSVolume::CreateFile() {
   const double start = FindOrAllocateBlock(&size);
   if (start < 0) return 0;
   if (!WriteHeaderAt(static_cast<int64_t>(start), {kBlockStartMagic, fileID, 0, size, 0})) return 0;
-  mBlockMap.ChangeEntryByBlockStart(static_cast<uint32_t>(start), fileID, 0);
+  MutableMap().ChangeEntryByBlockStart(static_cast<uint32_t>(start), fileID, 0);
   return fileID;
 }
 
@@ -288,7 +294,7 @@ bool VFSVolume::DeleteFile(uint32_t fileID) {
         !mStream->WriteLong(kFreeBlockID)) {
       return false;
     }
-    mBlockMap.ChangeEntryByBlockStart(static_cast<uint32_t>(start), kFreeBlockID, 0);
+    MutableMap().ChangeEntryByBlockStart(static_cast<uint32_t>(start), kFreeBlockID, 0);
     if (IsUsableBlock(start, header.size)) mFreeBlockSizes[static_cast<uint32_t>(start)] = header.size;
     if (header.next == 0 || !IsWholeInRange(header.next, kFirstBlockStart, INT32_MAX)) break;
     start = static_cast<int64_t>(header.next);

@@ -114,8 +114,10 @@ class VFSVolume {
 
   // Saves the block map, then flushes the stream.
   bool FlushToDisk();
-  // Writes the map's image into file 1. The image is built first, so blocks
-  // this write adds to file 1 are not in the stored image.
+  // Writes the map's image into file 1 unless the map is unchanged since it
+  // was loaded or last written (the bytes would be the same). The image is
+  // built first, so blocks this write adds to file 1 are not in the stored
+  // image (they are in the next one).
   bool UpdateBlockMap();
   // Replaces the map with one built by walking the blocks from the first.
   bool RebuildBlockMapFromScratch();
@@ -140,6 +142,11 @@ class VFSVolume {
   void ApplyByteOrder();
   bool LoadBlockMapImage();
 
+  // Every change of the map goes through here, so saving knows it is due.
+  BlockMap& MutableMap() {
+    mMapChanged = true;
+    return mBlockMap;
+  }
   bool ReadHeaderAt(int64_t start, VFSBlockHeader* header);
   bool WriteHeaderAt(int64_t start, const VFSBlockHeader& header);
   // A block at `start` with this size lies inside the stream and has room
@@ -172,6 +179,7 @@ class VFSVolume {
   double mMaxReusableSize;
   bool mZeroFill = true;
   BlockMap mBlockMap;
+  bool mMapChanged = false;  // since the image in file 1 was loaded or written
   // Sizes of free blocks already read, so the search for a reusable block
   // reads each header once.
   std::unordered_map<uint32_t, double> mFreeBlockSizes;

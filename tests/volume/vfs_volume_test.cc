@@ -292,6 +292,28 @@ TEST_F(FlatVolumeTest, FreedSlotsAreReusedHighestFirst) {
   EXPECT_EQ(mVolume->OpenFile(fileID), 4);
 }
 
+TEST(FlatVolumeSavingTest, AnUnchangedMapIsNotWrittenAgain) {
+  testing::CountingStream stream;
+  {
+    std::unique_ptr<VFSVolume> volume = VFSVolume::Create(&stream, false);
+    ASSERT_NE(volume->CreateFile(), 0u);
+    ASSERT_TRUE(volume->FlushToDisk());  // gives file 1 a second block: the map changed again
+    ASSERT_TRUE(volume->FlushToDisk());  // writes the image listing that block
+    const int writes = stream.writes;
+    ASSERT_TRUE(volume->FlushToDisk());
+    EXPECT_EQ(stream.writes, writes);
+  }
+  const std::vector<uint8_t> saved = BytesOf(stream);
+  stream.writes = 0;
+  {
+    VFSVolume volume(&stream, false);
+    ASSERT_TRUE(volume.IsValid());
+    EXPECT_EQ(volume.GetBlockMap().QtyEntries(), 2u);
+  }
+  EXPECT_EQ(stream.writes, 0);  // opening and closing leaves the file alone
+  EXPECT_EQ(BytesOf(stream), saved);
+}
+
 TEST_F(FlatVolumeTest, FileDataNumbersFollowTheVersion) {
   const uint32_t fileID = mVolume->CreateFile();
   const int16_t handle = mVolume->OpenFile(fileID);

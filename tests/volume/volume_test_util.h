@@ -63,6 +63,17 @@ class TrackedStream : public FileHandle {
   bool* mDestroyed;
 };
 
+// A memory stream that counts the writes made to it.
+class CountingStream : public FileHandle {
+ public:
+  CountingStream() { Reset(); }
+  bool WriteData(const void* buffer, int32_t count) override {
+    ++writes;
+    return FileHandle::WriteData(buffer, count);
+  }
+  int writes = 0;
+};
+
 // Compares two images and names the first differing offset.
 inline ::testing::AssertionResult SameBytes(const std::vector<uint8_t>& expected, const std::vector<uint8_t>& actual) {
   if (expected.size() != actual.size()) {
