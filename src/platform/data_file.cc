@@ -58,9 +58,9 @@ bool UnixDataFile::Adopt(int fd, bool writable) {
     ::close(fd);
     return Fail(code);
   }
-  if (S_ISDIR(info.st_mode)) {
+  if (!S_ISREG(info.st_mode)) {
     ::close(fd);
-    return Fail(EISDIR);
+    return Fail(S_ISDIR(info.st_mode) ? EISDIR : EINVAL);
   }
   if (info.st_size > kMaxFileLength) {
     ::close(fd);
@@ -78,12 +78,15 @@ bool UnixDataFile::Adopt(int fd, bool writable) {
 }
 
 bool UnixDataFile::OpenPath(const std::string& path, int flags, bool writable) {
+  // Non-blocking so that a FIFO can't stall the open; Adopt refuses
+  // anything but a regular file, for which the flag changes nothing.
   int fd;
   do {
-    fd = ::open(path.c_str(), flags | O_CLOEXEC, 0666);
+    fd = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0666);
   } while (fd < 0 && errno == EINTR);
   if (fd < 0) return Fail(errno);
   if (!Adopt(fd, writable)) return false;
+  ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
   mPath = path;
   return true;
 }
