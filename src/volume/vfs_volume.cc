@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <cassert>
 #include <cmath>
-#include <cstring>
 
 #include "platform/file_ptr.h"
 #include "volume/volume_format.h"

@@ -160,6 +160,9 @@ class VFSVolume {
   ChainStep ExtendChain(VFSOpenFile& file);
   // Adds a block after the chain's last one (allocating it).
   bool AppendBlock(VFSOpenFile& file);
+  // Makes the block after the current one current, following the link (and,
+  // when `grow` is set, adding a block at the end of the chain).
+  ChainStep StepToNextBlock(VFSOpenFile& file, bool grow);
   bool Seek(VFSOpenFile& file, int64_t position);
   bool Read(VFSOpenFile& file, uint8_t* buffer, int64_t count, int64_t* got);
   bool Write(VFSOpenFile& file, const uint8_t* buffer, int64_t count);
