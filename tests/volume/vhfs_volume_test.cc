@@ -2,6 +2,9 @@
 // item contents through VFile.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -57,6 +60,31 @@ TEST_F(ItemTest, RootAndNewItemsCarryTheirHeaders) {
   EXPECT_EQ(mVolume->GetFileInfo(file).modificationTime, info.modificationTime + 60);
   EXPECT_FALSE(mVolume->SetFileInfo(VFileInfo()));
   EXPECT_TRUE(mVolume->GetFileInfo(VFileRef()).ref.IsEmpty());
+}
+
+TEST_F(ItemTest, ItemTimesAreLocalSecondsSince1970) {
+  // In UTC the local clock's total seconds are the Unix time.
+  const char* zone = std::getenv("TZ");
+  const std::string saved = zone ? zone : "";
+  setenv("TZ", "UTC", 1);
+  tzset();
+  const auto now = [] {
+    return static_cast<double>(std::chrono::duration_cast<std::chrono::seconds>(
+                                   std::chrono::system_clock::now().time_since_epoch())
+                                   .count());
+  };
+  const double before = now();
+  VFileRef file = mVolume->CreateFile(mRoot, "timed", kBinary);
+  const double after = now();
+  if (zone) {
+    setenv("TZ", saved.c_str(), 1);
+  } else {
+    unsetenv("TZ");
+  }
+  tzset();
+  const VFileInfo info = mVolume->GetFileInfo(file);
+  EXPECT_GE(info.creationTime, before);
+  EXPECT_LE(info.creationTime, after);
 }
 
 TEST_F(ItemTest, CreationRefusesBadParentsNamesAndTypes) {
