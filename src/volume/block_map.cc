@@ -108,6 +108,11 @@ uint32_t BlockMap::FindIDByBlockStart(uint32_t blockStart) const {
   return found == mByStart.end() ? kNotFound : mEntries[found->second].fileID;
 }
 
+uint32_t BlockMap::FindIndexByBlockStart(uint32_t blockStart) const {
+  auto found = mByStart.find(blockStart);
+  return found == mByStart.end() ? kNotFound : found->second;
+}
+
 size_t BlockMap::QtyFreeEntries() const {
   auto found = mFirstBlocks.find(kFreeBlockID);
   return found == mFirstBlocks.end() ? 0 : found->second.size();

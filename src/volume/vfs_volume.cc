@@ -123,6 +123,7 @@ void VFSVolume::SetBlockSizePrefs(double minimum, double newSize, double maximum
   mMinReusableSize = minimum;
   mNewBlockSize = newSize;
   mMaxReusableSize = maximum;
+  mFreeSearchFrom = 0;
 }
 
 // --- block headers -------------------------------------------------------------------
@@ -184,6 +185,7 @@ bool VFSVolume::RebuildBlockMapFromScratch() {
   if (!mValid) return false;
   MutableMap().Clear();
   mFreeBlockSizes.clear();
+  mFreeSearchFrom = 0;
   // Every block gets sequence 0 and the magic is not checked: the scan only
   // records which file owns which block. It stops at the first header that
   // can't be read or whose size can't be a block.
@@ -210,9 +212,12 @@ double VFSVolume::FindOrAllocateBlock(double* size) {
   *size = 0;
   if (!mValid) return -1;
   // Free blocks in map order; the first whose size is within the reuse range.
+  // Entries passed over before any usable one are not looked at again.
   uint32_t blockStart = 0;
-  for (uint32_t index = mBlockMap.FindBlockStartByID(kFreeBlockID, &blockStart, 0, 0); index != BlockMap::kNotFound;
-       index = mBlockMap.FindBlockStartByID(kFreeBlockID, &blockStart, index + 1, 0)) {
+  bool allPassedOver = true;
+  for (uint32_t index = mBlockMap.FindBlockStartByID(kFreeBlockID, &blockStart, mFreeSearchFrom, 0);
+       index != BlockMap::kNotFound; index = mBlockMap.FindBlockStartByID(kFreeBlockID, &blockStart, index + 1, 0)) {
+    if (allPassedOver) mFreeSearchFrom = index;
     double blockSize;
     auto known = mFreeBlockSizes.find(blockStart);
     if (known != mFreeBlockSizes.end()) {
@@ -226,6 +231,7 @@ double VFSVolume::FindOrAllocateBlock(double* size) {
         const uint32_t owner = header.fileID;
         const uint32_t sequence = header.sequence;
         MutableMap().ChangeEntryByBlockStart(blockStart, owner, sequence);
+        if (allPassedOver) mFreeSearchFrom = index + 1;
         continue;
       }
       blockSize = header.size;
@@ -235,6 +241,7 @@ double VFSVolume::FindOrAllocateBlock(double* size) {
       *size = blockSize;
       return blockStart;
     }
+    if (allPassedOver) mFreeSearchFrom = index + 1;
   }
 
   // Append a block at the end of the stream.
@@ -294,6 +301,7 @@ bool VFSVolume::DeleteFile(uint32_t fileID) {
       return false;
     }
     MutableMap().ChangeEntryByBlockStart(static_cast<uint32_t>(start), kFreeBlockID, 0);
+    mFreeSearchFrom = std::min(mFreeSearchFrom, mBlockMap.FindIndexByBlockStart(static_cast<uint32_t>(start)));
     if (IsUsableBlock(start, header.size)) mFreeBlockSizes[static_cast<uint32_t>(start)] = header.size;
     if (header.next == 0 || !IsWholeInRange(header.next, kFirstBlockStart, INT32_MAX)) break;
     start = static_cast<int64_t>(header.next);
@@ -318,6 +326,11 @@ bool VFSVolume::FindMapFileFirstBlock(VFSBlockHeader* header, int64_t* start) {
   return false;
 }
 
+bool VFSVolume::IsFirstBlockOf(uint32_t fileID, int64_t start, const VFSBlockHeader& header) {
+  return header.magic == kBlockStartMagic && header.fileID == fileID && header.sequence == 0 &&
+         IsUsableBlock(start, header.size);
+}
+
 bool VFSVolume::FindFileFirstBlock(uint32_t fileID, VFSBlockHeader* header, double* start) {
   if (!mValid || fileID == kFreeBlockID) return false;
   int64_t found = -1;
@@ -326,20 +339,29 @@ bool VFSVolume::FindFileFirstBlock(uint32_t fileID, VFSBlockHeader* header, doub
     *start = static_cast<double>(found);
     return true;
   }
+  FirstBlockHint& hint = mFirstBlockHints[fileID];
+  if (hint.generation == mMapGeneration) {
+    if (hint.start < 0) return false;
+    if (ReadHeaderAt(hint.start, header) && IsFirstBlockOf(fileID, hint.start, *header)) {
+      *start = static_cast<double>(hint.start);
+      return true;
+    }
+  }
   // The first map entry of this ID with sequence 0 whose header really is
   // that file's first block. In a consistent map that is the first entry;
   // after a rebuild every entry carries sequence 0, and the header decides.
   uint32_t blockStart = 0;
   for (uint32_t index = mBlockMap.FindBlockStartByID(fileID, &blockStart, 0, 0); index != BlockMap::kNotFound;
        index = mBlockMap.FindBlockStartByID(fileID, &blockStart, index + 1, 0)) {
-    if (!ReadHeaderAt(blockStart, header)) continue;
-    if (header->magic == kBlockStartMagic && header->fileID == fileID && header->sequence == 0 &&
-        IsUsableBlock(blockStart, header->size)) {
-      *start = blockStart;
-      return true;
+    if (ReadHeaderAt(blockStart, header) && IsFirstBlockOf(fileID, blockStart, *header)) {
+      found = blockStart;
+      break;
     }
   }
-  return false;
+  hint = FirstBlockHint{mMapGeneration, found};
+  if (found < 0) return false;
+  *start = static_cast<double>(found);
+  return true;
 }
 
 bool VFSVolume::OpenRecord(uint32_t fileID, VFSOpenFile* record) {

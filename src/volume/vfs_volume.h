@@ -142,11 +142,14 @@ class VFSVolume {
   void ApplyByteOrder();
   bool LoadBlockMapImage();
 
-  // Every change of the map goes through here, so saving knows it is due.
+  // Every change of the map goes through here, so saving knows it is due and
+  // lookups remembered from the map as it was are dropped.
   BlockMap& MutableMap() {
     mMapChanged = true;
+    ++mMapGeneration;
     return mBlockMap;
   }
+  bool IsFirstBlockOf(uint32_t fileID, int64_t start, const VFSBlockHeader& header);
   bool ReadHeaderAt(int64_t start, VFSBlockHeader* header);
   bool WriteHeaderAt(int64_t start, const VFSBlockHeader& header);
   // A block at `start` with this size lies inside the stream and has room
@@ -187,6 +190,17 @@ class VFSVolume {
   // reads each header once.
   std::unordered_map<uint32_t, double> mFreeBlockSizes;
   int64_t mMapFileFirstBlock = -1;  // found once, never moves
+  // Lookups that hold until the map changes, so that a damaged map listing
+  // many false entries is searched through once, not at every call: the
+  // first block found for a file ID (-1: none), and the map index below
+  // which no free entry can be reused under the current size preferences.
+  struct FirstBlockHint {
+    uint64_t generation = 0;
+    int64_t start = -1;
+  };
+  uint64_t mMapGeneration = 1;  // hints of generation 0 are never current
+  std::unordered_map<uint32_t, FirstBlockHint> mFirstBlockHints;
+  uint32_t mFreeSearchFrom = 0;
 
   std::vector<std::unique_ptr<VFSOpenFile>> mOpenFiles;  // indexed by handle; null = free slot
   std::set<int16_t> mFreeSlots;

@@ -10,8 +10,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <vector>
 #include <limits>
 
+#include "volume/vfs_volume.h"
 #include "volume/vhfs_volume.h"
 #include "volume/volume_format.h"
 #include "volume_test_util.h"
@@ -262,6 +264,76 @@ TEST(HostileVolumeTest, TruncatedVolumeKeepsWhatIsWhole) {
     EXPECT_EQ(got, 736);
   }
   EXPECT_EQ(ReadF(BytesOf(*stream)), 736);
+}
+
+// Work on damaged maps is counted in stream reads: every false entry may be
+// read once, but not once per lookup.
+constexpr int kFillers = 2000;
+constexpr int kLookups = 300;
+
+TEST(HostileVolumeTest, FalseFirstBlocksAreSearchedOncePerMapState) {
+  testing::CountingStream stream;
+  std::unique_ptr<VFSVolume> volume = VFSVolume::Create(&stream, false);
+  volume->SetBlockSizePrefs(40, 64, 100);  // 32 data bytes per block
+  std::vector<uint32_t> fillers;
+  for (int i = 0; i < kFillers; ++i) fillers.push_back(volume->CreateFile());
+  const uint32_t target = volume->CreateFile();  // its first block lies after the fillers'
+  for (uint32_t filler : fillers) ASSERT_TRUE(volume->DeleteFile(filler));
+  std::vector<uint8_t> data(32 * (kFillers + 1));
+  for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<uint8_t>(i % 253);
+  int16_t handle = volume->OpenFile(target);
+  ASSERT_TRUE(volume->WriteFileData(handle, data.data(), static_cast<double>(data.size())));  // takes the freed blocks
+  volume->CloseFile(handle);
+  // Rebuilt, the map lists every block of the target as a first block, the
+  // true one last.
+  ASSERT_TRUE(volume->RebuildBlockMapFromScratch());
+  stream.reads = 0;
+  for (int i = 0; i < kLookups; ++i) {
+    handle = volume->OpenFile(target);
+    ASSERT_GE(handle, 0);
+    volume->CloseFile(handle);
+  }
+  EXPECT_LT(stream.reads, 10 * (kFillers + kLookups));  // not kFillers * kLookups
+  handle = volume->OpenFile(target);
+  std::vector<uint8_t> back(data.size());
+  double count = static_cast<double>(back.size());
+  ASSERT_TRUE(volume->ReadFileData(handle, &count, back.data()));
+  EXPECT_EQ(back, data);
+}
+
+TEST(HostileVolumeTest, UnusableFreeBlocksArePassedOverOnce) {
+  std::vector<uint8_t> bytes;
+  {
+    FileHandle stream;
+    stream.Reset();
+    std::unique_ptr<VFSVolume> volume = VFSVolume::Create(&stream, false);
+    volume->SetBlockSizePrefs(40, 64, 100);
+    std::vector<uint32_t> fillers;  // blocks at 48 + 64 i
+    for (int i = 0; i < kFillers; ++i) fillers.push_back(volume->CreateFile());
+    volume->SetBlockSizePrefs(40, 65536, 100);
+    ASSERT_TRUE(volume->FlushToDisk());  // file 1 gets one block big enough for every image below
+    volume->SetBlockSizePrefs(40, 64, 100);
+    for (uint32_t filler : fillers) ASSERT_TRUE(volume->DeleteFile(filler));
+    ASSERT_TRUE(volume->FlushToDisk());  // the image lists them all as free
+    volume.reset();
+    bytes = BytesOf(stream);
+  }
+  for (int i = 0; i < kFillers; ++i) PutDouble(&bytes, 48 + 64 * i + kBlockSizeOffset, kNaN);
+  testing::CountingStream stream;
+  stream.WriteData(bytes.data(), static_cast<int32_t>(bytes.size()));
+  VFSVolume volume(&stream, false);
+  ASSERT_TRUE(volume.IsValid());
+  ASSERT_EQ(volume.GetBlockMap().QtyFreeEntries(), static_cast<size_t>(kFillers));
+  stream.reads = 0;
+  for (int i = 0; i < kLookups; ++i) {
+    const uint32_t fileID = volume.CreateFile();
+    ASSERT_NE(fileID, 0u);
+    VFSBlockHeader header;
+    double start = 0;
+    ASSERT_TRUE(volume.FindFileFirstBlock(fileID, &header, &start));
+    ASSERT_GE(start, static_cast<double>(bytes.size()));  // appended, never a damaged block
+  }
+  EXPECT_LT(stream.reads, 10 * (kFillers + kLookups));
 }
 
 }  // namespace

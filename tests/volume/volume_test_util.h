@@ -63,15 +63,20 @@ class TrackedStream : public FileHandle {
   bool* mDestroyed;
 };
 
-// A memory stream that counts the writes made to it.
+// A memory stream that counts the reads and writes made to it.
 class CountingStream : public FileHandle {
  public:
   CountingStream() { Reset(); }
+  bool ReadData(void* buffer, int32_t count, int32_t* bytesRead) override {
+    ++reads;
+    return FileHandle::ReadData(buffer, count, bytesRead);
+  }
   bool WriteData(const void* buffer, int32_t count) override {
     ++writes;
     return FileHandle::WriteData(buffer, count);
   }
-  int writes = 0;
+  int64_t reads = 0;
+  int64_t writes = 0;
 };
 
 // Compares two images and names the first differing offset.
