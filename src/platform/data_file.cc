@@ -15,9 +15,9 @@ namespace parvex {
 
 namespace {
 
-// Window loads for reading start on this boundary below the wanted offset, so
-// a read just before the previous one (a block header before its data) still
-// hits the window.
+// Window loads for reading start on a page boundary below the wanted offset,
+// so a read just before the previous one (a block header before its data)
+// still hits the window; a load for a random read is one page.
 constexpr int64_t kWindowAlignment = 4096;
 constexpr int64_t kMaxFileLength = INT32_MAX;
 constexpr char kTemporaryFolder[] = "/tmp/";
@@ -58,9 +58,9 @@ bool UnixDataFile::Adopt(int fd, bool writable) {
     ::close(fd);
     return Fail(code);
   }
-  if (S_ISDIR(info.st_mode)) {
+  if (!S_ISREG(info.st_mode)) {
     ::close(fd);
-    return Fail(EISDIR);
+    return Fail(S_ISDIR(info.st_mode) ? EISDIR : EINVAL);
   }
   if (info.st_size > kMaxFileLength) {
     ::close(fd);
@@ -78,12 +78,15 @@ bool UnixDataFile::Adopt(int fd, bool writable) {
 }
 
 bool UnixDataFile::OpenPath(const std::string& path, int flags, bool writable) {
+  // Non-blocking so that a FIFO can't stall the open; Adopt refuses
+  // anything but a regular file, for which the flag changes nothing.
   int fd;
   do {
-    fd = ::open(path.c_str(), flags | O_CLOEXEC, 0666);
+    fd = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0666);
   } while (fd < 0 && errno == EINTR);
   if (fd < 0) return Fail(errno);
   if (!Adopt(fd, writable)) return false;
+  ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
   mPath = path;
   return true;
 }
@@ -190,6 +193,18 @@ int32_t UnixDataFile::GetPosition() {
 bool UnixDataFile::SetLength(int32_t length) {
   if (mFd < 0 || !mWritable) return Fail(EBADF);
   if (length < 0) return Fail(EINVAL);
+  // Growing a file whose end lies in the window: the new bytes become zeros
+  // in the window and go out with it, so appending block after block costs
+  // no system call per block.
+  if (length > mLength && mWindow && mWindowStart + mWindowFill == mLength && length - mWindowStart <= kWindowSize) {
+    const int32_t end = static_cast<int32_t>(length - mWindowStart);
+    std::memset(mWindow.get() + mWindowFill, 0, static_cast<size_t>(end - mWindowFill));
+    mDirtyBegin = mDirtyBegin == mDirtyEnd ? mWindowFill : std::min(mDirtyBegin, mWindowFill);
+    mDirtyEnd = end;
+    mWindowFill = end;
+    mLength = length;
+    return true;
+  }
   if (!WriteBackWindow()) return false;
   int result;
   do {
@@ -250,10 +265,15 @@ bool UnixDataFile::WriteBackWindow() {
 
 bool UnixDataFile::LoadWindow(int64_t offset) {
   if (!WriteBackWindow() || !EnsureWindowMemory()) return false;
+  // Reading that runs on from the window (gaps of less than a page count,
+  // as between the data areas of a volume's blocks) loads a whole window; a
+  // jump elsewhere loads one page, so random small reads stay cheap.
+  const int64_t previousEnd = mWindowStart + mWindowFill;
+  const bool sequential = mWindowFill > 0 && offset >= previousEnd && offset - previousEnd < kWindowAlignment;
   const int64_t start = offset - offset % kWindowAlignment;
   int64_t got = 0;
   mWindowFill = 0;
-  if (!PositionedRead(mWindow.get(), kWindowSize, start, &got)) return false;
+  if (!PositionedRead(mWindow.get(), sequential ? kWindowSize : kWindowAlignment, start, &got)) return false;
   mWindowStart = start;
   mWindowFill = static_cast<int32_t>(got);
   return true;

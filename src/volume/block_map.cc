@@ -1,25 +1,16 @@
 // BlockMap: the entry list, its indexes and its big-endian image.
 #include "volume/block_map.h"
 
+#include "platform/file_ptr.h"
 #include "volume/volume_format.h"
 
 namespace parvex {
 
-namespace {
-
-void PutBigEndian(uint8_t* out, uint32_t value) {
-  out[0] = static_cast<uint8_t>(value >> 24);
-  out[1] = static_cast<uint8_t>(value >> 16);
-  out[2] = static_cast<uint8_t>(value >> 8);
-  out[3] = static_cast<uint8_t>(value);
-}
-
-uint32_t GetBigEndian(const uint8_t* in) {
-  return (static_cast<uint32_t>(in[0]) << 24) | (static_cast<uint32_t>(in[1]) << 16) |
-         (static_cast<uint32_t>(in[2]) << 8) | static_cast<uint32_t>(in[3]);
-}
-
-}  // namespace
+// The image is written and read front to back: magic, count, then each
+// entry's start, file ID and sequence.
+static_assert(kImageCountOffset == kImageMagicOffset + 4 && kImageHeaderSize == kImageCountOffset + 4);
+static_assert(kImageEntryIDOffset == kImageEntryStartOffset + 4 &&
+              kImageEntrySequenceOffset == kImageEntryIDOffset + 4 && kImageEntrySize == kImageEntrySequenceOffset + 4);
 
 void BlockMap::IndexEntry(uint32_t index) {
   const BlockMapEntry& entry = mEntries[index];
@@ -117,6 +108,11 @@ uint32_t BlockMap::FindIDByBlockStart(uint32_t blockStart) const {
   return found == mByStart.end() ? kNotFound : mEntries[found->second].fileID;
 }
 
+uint32_t BlockMap::FindIndexByBlockStart(uint32_t blockStart) const {
+  auto found = mByStart.find(blockStart);
+  return found == mByStart.end() ? kNotFound : found->second;
+}
+
 size_t BlockMap::QtyFreeEntries() const {
   auto found = mFirstBlocks.find(kFreeBlockID);
   return found == mFirstBlocks.end() ? 0 : found->second.size();
@@ -124,29 +120,33 @@ size_t BlockMap::QtyFreeEntries() const {
 
 std::vector<uint8_t> BlockMap::WriteBlockMapToBuffer() const {
   std::vector<uint8_t> image(kImageHeaderSize + kImageEntrySize * mEntries.size());
-  PutBigEndian(&image[kImageMagicOffset], kBlockMapMagic);
-  PutBigEndian(&image[kImageCountOffset], static_cast<uint32_t>(mEntries.size()));
-  uint8_t* out = image.data() + kImageHeaderSize;
+  FilePtr out(static_cast<void*>(image.data()), static_cast<int32_t>(image.size()));
+  out.SetBigEndian();
+  out.WriteLong(kBlockMapMagic);
+  out.WriteLong(static_cast<uint32_t>(mEntries.size()));
   for (const BlockMapEntry& entry : mEntries) {
-    PutBigEndian(out + kImageEntryStartOffset, entry.blockStart);
-    PutBigEndian(out + kImageEntryIDOffset, entry.fileID);
-    PutBigEndian(out + kImageEntrySequenceOffset, entry.sequence);
-    out += kImageEntrySize;
+    out.WriteLong(entry.blockStart);
+    out.WriteLong(entry.fileID);
+    out.WriteLong(entry.sequence);
   }
   return image;
 }
 
 bool BlockMap::ConstructBlockMapFromBuffer(const uint8_t* buffer, size_t length) {
-  if (length < static_cast<size_t>(kImageHeaderSize) || GetBigEndian(buffer + kImageMagicOffset) != kBlockMapMagic) {
-    return false;
-  }
-  const uint64_t count = GetBigEndian(buffer + kImageCountOffset);
+  if (length > INT32_MAX) return false;
+  FilePtr in(static_cast<const void*>(buffer), static_cast<int32_t>(length));
+  in.SetBigEndian();
+  uint32_t magic = 0;
+  uint32_t count = 0;
+  if (!in.ReadLong(&magic) || magic != kBlockMapMagic || !in.ReadLong(&count)) return false;
   if (count > (length - kImageHeaderSize) / kImageEntrySize) return false;
   mEntries.reserve(mEntries.size() + count);
-  const uint8_t* in = buffer + kImageHeaderSize;
-  for (uint64_t i = 0; i < count; ++i, in += kImageEntrySize) {
-    AddEntry(GetBigEndian(in + kImageEntryIDOffset), GetBigEndian(in + kImageEntryStartOffset),
-             GetBigEndian(in + kImageEntrySequenceOffset));
+  for (uint32_t i = 0; i < count; ++i) {
+    BlockMapEntry entry;
+    in.ReadLong(&entry.blockStart);
+    in.ReadLong(&entry.fileID);
+    in.ReadLong(&entry.sequence);
+    AddEntry(entry.fileID, entry.blockStart, entry.sequence);
   }
   return true;
 }

@@ -45,6 +45,8 @@ class BlockMap {
   uint32_t FindBlockStartByID(uint32_t fileID, uint32_t* blockStart, uint32_t startIndex, uint32_t sequence) const;
   // The file ID of the entry starting there, or kNotFound.
   uint32_t FindIDByBlockStart(uint32_t blockStart) const;
+  // The index of the (first) entry starting there, or kNotFound.
+  uint32_t FindIndexByBlockStart(uint32_t blockStart) const;
 
   // The image: "BMap", N, then N entries.
   std::vector<uint8_t> WriteBlockMapToBuffer() const;

@@ -4,7 +4,10 @@
 // is flat-file position p + 256. The length lives in memory while the file is
 // open and reaches the item header (as an f64) through UpdateFileHeader,
 // which Close and FlushToDisk call. SetLength changes only that in-memory
-// length: blocks are neither freed nor added. Seeking works within the
+// length: blocks are neither freed nor added, and nothing is written, so
+// bytes between the old and the new length are whatever the blocks hold:
+// zeros in blocks added to the volume, a deleted file's bytes in a reused
+// block. A caller that needs zeros there writes them. Seeking works within the
 // blocks the item already has (a seek past them fails); writing adds blocks.
 // A read never passes the length: at or past it a read succeeds with 0 bytes.
 // A read-only VFile refuses writes and SetLength and never touches the header.

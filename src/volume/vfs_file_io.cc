@@ -9,7 +9,6 @@
 // step, a chain that loops back on itself fails instead of running forever.
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <type_traits>
 
 #include "platform/file_ptr.h"
@@ -61,7 +60,7 @@ bool VFSVolume::AppendBlock(VFSOpenFile& file) {
   const int64_t start = static_cast<int64_t>(found);
   const uint32_t sequence = last.sequence + 1;
   if (!WriteHeaderAt(start, {kBlockStartMagic, file.fileID, sequence, size, 0})) return false;
-  mBlockMap.ChangeEntryByBlockStart(static_cast<uint32_t>(start), file.fileID, sequence);
+  MutableMap().ChangeEntryByBlockStart(static_cast<uint32_t>(start), file.fileID, sequence);
   // Link the previous block to the new one.
   const VFSBlockHeader previous{kBlockStartMagic, file.fileID, last.sequence,
                                 static_cast<double>(last.capacity + kBlockOverhead), static_cast<double>(start)};
@@ -89,21 +88,26 @@ bool VFSVolume::Seek(VFSOpenFile& file, int64_t position) {
   return true;
 }
 
+VFSVolume::ChainStep VFSVolume::StepToNextBlock(VFSOpenFile& file, bool grow) {
+  if (file.current + 1 < file.chain.size()) {
+    ++file.current;
+    return ChainStep::kExtended;
+  }
+  ChainStep step = ExtendChain(file);
+  if (step == ChainStep::kEnd && grow) step = AppendBlock(file) ? ChainStep::kExtended : ChainStep::kFailed;
+  if (step == ChainStep::kExtended) ++file.current;
+  return step;
+}
+
 bool VFSVolume::Read(VFSOpenFile& file, uint8_t* buffer, int64_t count, int64_t* got) {
   *got = 0;
   while (*got < count) {
     const VFSChainLink& link = file.chain[file.current];
     const int64_t offset = file.position - link.dataStart;
     if (offset >= link.capacity) {
-      if (file.current + 1 < file.chain.size()) {
-        ++file.current;
-        continue;
-      }
-      const ChainStep step = ExtendChain(file);
-      if (step == ChainStep::kEnd) return true;
-      if (step == ChainStep::kFailed) return false;
-      ++file.current;
-      continue;
+      const ChainStep step = StepToNextBlock(file, false);
+      if (step == ChainStep::kExtended) continue;
+      return step == ChainStep::kEnd;  // the end of the chain ends the read
     }
     const int32_t n = static_cast<int32_t>(std::min<int64_t>(count - *got, link.capacity - offset));
     int32_t read = 0;
@@ -122,11 +126,7 @@ bool VFSVolume::Write(VFSOpenFile& file, const uint8_t* buffer, int64_t count) {
     const VFSChainLink& link = file.chain[file.current];
     const int64_t offset = file.position - link.dataStart;
     if (offset >= link.capacity) {
-      if (file.current + 1 >= file.chain.size()) {
-        const ChainStep step = ExtendChain(file);
-        if (step == ChainStep::kFailed || (step == ChainStep::kEnd && !AppendBlock(file))) return false;
-      }
-      ++file.current;
+      if (StepToNextBlock(file, true) != ChainStep::kExtended) return false;
       continue;
     }
     const int32_t n = static_cast<int32_t>(std::min<int64_t>(count - done, link.capacity - offset));

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <cassert>
 #include <cmath>
-#include <cstring>
 
+#include "platform/file_ptr.h"
 #include "volume/volume_format.h"
 
 namespace parvex {
@@ -45,6 +45,7 @@ std::unique_ptr<VFSVolume> VFSVolume::Create(RandomAccessMechanism* stream, bool
   if (!stream) return nullptr;
   std::unique_ptr<VFSVolume> volume(new VFSVolume(stream, ownsStream, CreateTag{}));
   volume->mValid = volume->InitializeNewVolume();
+  volume->mMapChanged = true;  // file 1 holds no image yet
   return volume;
 }
 
@@ -103,8 +104,11 @@ bool VFSVolume::LoadBlockMapImage() {
       !Read(mapFile, lengthBytes, sizeof lengthBytes, &got) || got != static_cast<int64_t>(sizeof lengthBytes)) {
     return false;
   }
-  const uint32_t length = (static_cast<uint32_t>(lengthBytes[0]) << 24) | (static_cast<uint32_t>(lengthBytes[1]) << 16) |
-                          (static_cast<uint32_t>(lengthBytes[2]) << 8) | lengthBytes[3];
+  // The image length is big-endian in every version.
+  FilePtr lengthField(static_cast<const void*>(lengthBytes), sizeof lengthBytes);
+  lengthField.SetBigEndian();
+  uint32_t length = 0;
+  lengthField.ReadLong(&length);
   // An image can't be longer than the volume; a longer length is damage.
   if (length > static_cast<uint32_t>(std::max(0, mStream->GetLength()))) return false;
   std::vector<uint8_t> image(length);
@@ -119,6 +123,7 @@ void VFSVolume::SetBlockSizePrefs(double minimum, double newSize, double maximum
   mMinReusableSize = minimum;
   mNewBlockSize = newSize;
   mMaxReusableSize = maximum;
+  mFreeSearchFrom = 0;
 }
 
 // --- block headers -------------------------------------------------------------------
@@ -158,29 +163,36 @@ bool VFSVolume::IsUsableBlock(int64_t start, double size) {
 
 bool VFSVolume::UpdateBlockMap() {
   if (!mValid) return false;
+  if (!mMapChanged) return true;
   const std::vector<uint8_t> image = mBlockMap.WriteBlockMapToBuffer();
-  const uint32_t length = static_cast<uint32_t>(image.size());
-  const uint8_t lengthBytes[4] = {static_cast<uint8_t>(length >> 24), static_cast<uint8_t>(length >> 16),
-                                  static_cast<uint8_t>(length >> 8), static_cast<uint8_t>(length)};
+  // Blocks that this write gives to file 1 change the map again.
+  mMapChanged = false;
+  uint8_t lengthBytes[4];
+  FilePtr lengthField(static_cast<void*>(lengthBytes), sizeof lengthBytes);
+  lengthField.SetBigEndian();  // in every version
+  lengthField.WriteLong(static_cast<uint32_t>(image.size()));
   // A private record instead of a handle: saving the map must work even when
   // the open-file table is full.
   VFSOpenFile mapFile;
-  return OpenRecord(kBlockMapFileID, &mapFile) && Seek(mapFile, kMapFileImageLengthOffset) &&
-         Write(mapFile, lengthBytes, sizeof lengthBytes) &&
-         Write(mapFile, image.data(), static_cast<int64_t>(image.size()));
+  const bool written = OpenRecord(kBlockMapFileID, &mapFile) && Seek(mapFile, kMapFileImageLengthOffset) &&
+                       Write(mapFile, lengthBytes, sizeof lengthBytes) &&
+                       Write(mapFile, image.data(), static_cast<int64_t>(image.size()));
+  if (!written) mMapChanged = true;
+  return written;
 }
 
 bool VFSVolume::RebuildBlockMapFromScratch() {
   if (!mValid) return false;
-  mBlockMap.Clear();
+  MutableMap().Clear();
   mFreeBlockSizes.clear();
+  mFreeSearchFrom = 0;
   // Every block gets sequence 0 and the magic is not checked: the scan only
   // records which file owns which block. It stops at the first header that
   // can't be read or whose size can't be a block.
   int64_t start = kFirstBlockStart;
   VFSBlockHeader header;
   while (ReadHeaderAt(start, &header) && IsUsableBlock(start, header.size)) {
-    mBlockMap.AddEntry(header.fileID, static_cast<uint32_t>(start), 0);
+    MutableMap().AddEntry(header.fileID, static_cast<uint32_t>(start), 0);
     if (header.fileID == kFreeBlockID) mFreeBlockSizes[static_cast<uint32_t>(start)] = header.size;
     start += static_cast<int64_t>(header.size);
   }
@@ -200,9 +212,12 @@ double VFSVolume::FindOrAllocateBlock(double* size) {
   *size = 0;
   if (!mValid) return -1;
   // Free blocks in map order; the first whose size is within the reuse range.
+  // Entries passed over before any usable one are not looked at again.
   uint32_t blockStart = 0;
-  for (uint32_t index = mBlockMap.FindBlockStartByID(kFreeBlockID, &blockStart, 0, 0); index != BlockMap::kNotFound;
-       index = mBlockMap.FindBlockStartByID(kFreeBlockID, &blockStart, index + 1, 0)) {
+  bool allPassedOver = true;
+  for (uint32_t index = mBlockMap.FindBlockStartByID(kFreeBlockID, &blockStart, mFreeSearchFrom, 0);
+       index != BlockMap::kNotFound; index = mBlockMap.FindBlockStartByID(kFreeBlockID, &blockStart, index + 1, 0)) {
+    if (allPassedOver) mFreeSearchFrom = index;
     double blockSize;
     auto known = mFreeBlockSizes.find(blockStart);
     if (known != mFreeBlockSizes.end()) {
@@ -215,7 +230,8 @@ double VFSVolume::FindOrAllocateBlock(double* size) {
         // taken): record the true owner instead of handing the block out.
         const uint32_t owner = header.fileID;
         const uint32_t sequence = header.sequence;
-        mBlockMap.ChangeEntryByBlockStart(blockStart, owner, sequence);
+        MutableMap().ChangeEntryByBlockStart(blockStart, owner, sequence);
+        if (allPassedOver) mFreeSearchFrom = index + 1;
         continue;
       }
       blockSize = header.size;
@@ -225,6 +241,7 @@ double VFSVolume::FindOrAllocateBlock(double* size) {
       *size = blockSize;
       return blockStart;
     }
+    if (allPassedOver) mFreeSearchFrom = index + 1;
   }
 
   // Append a block at the end of the stream.
@@ -242,8 +259,7 @@ double VFSVolume::FindOrAllocateBlock(double* size) {
       !mStream->WriteLong(kBlockEndMagic)) {
     return -1;
   }
-  mBlockMap.AddEntry(kFreeBlockID, static_cast<uint32_t>(start), 0);
-  mFreeBlockSizes[static_cast<uint32_t>(start)] = mNewBlockSize;
+  MutableMap().AddEntry(kFreeBlockID, static_cast<uint32_t>(start), 0);
   *size = mNewBlockSize;
   return static_cast<double>(start);
 }
@@ -267,7 +283,7 @@ uint32_t VFSVolume::CreateFile() {
   const double start = FindOrAllocateBlock(&size);
   if (start < 0) return 0;
   if (!WriteHeaderAt(static_cast<int64_t>(start), {kBlockStartMagic, fileID, 0, size, 0})) return 0;
-  mBlockMap.ChangeEntryByBlockStart(static_cast<uint32_t>(start), fileID, 0);
+  MutableMap().ChangeEntryByBlockStart(static_cast<uint32_t>(start), fileID, 0);
   return fileID;
 }
 
@@ -284,7 +300,8 @@ bool VFSVolume::DeleteFile(uint32_t fileID) {
         !mStream->WriteLong(kFreeBlockID)) {
       return false;
     }
-    mBlockMap.ChangeEntryByBlockStart(static_cast<uint32_t>(start), kFreeBlockID, 0);
+    MutableMap().ChangeEntryByBlockStart(static_cast<uint32_t>(start), kFreeBlockID, 0);
+    mFreeSearchFrom = std::min(mFreeSearchFrom, mBlockMap.FindIndexByBlockStart(static_cast<uint32_t>(start)));
     if (IsUsableBlock(start, header.size)) mFreeBlockSizes[static_cast<uint32_t>(start)] = header.size;
     if (header.next == 0 || !IsWholeInRange(header.next, kFirstBlockStart, INT32_MAX)) break;
     start = static_cast<int64_t>(header.next);
@@ -309,6 +326,11 @@ bool VFSVolume::FindMapFileFirstBlock(VFSBlockHeader* header, int64_t* start) {
   return false;
 }
 
+bool VFSVolume::IsFirstBlockOf(uint32_t fileID, int64_t start, const VFSBlockHeader& header) {
+  return header.magic == kBlockStartMagic && header.fileID == fileID && header.sequence == 0 &&
+         IsUsableBlock(start, header.size);
+}
+
 bool VFSVolume::FindFileFirstBlock(uint32_t fileID, VFSBlockHeader* header, double* start) {
   if (!mValid || fileID == kFreeBlockID) return false;
   int64_t found = -1;
@@ -317,20 +339,29 @@ bool VFSVolume::FindFileFirstBlock(uint32_t fileID, VFSBlockHeader* header, doub
     *start = static_cast<double>(found);
     return true;
   }
+  FirstBlockHint& hint = mFirstBlockHints[fileID];
+  if (hint.generation == mMapGeneration) {
+    if (hint.start < 0) return false;
+    if (ReadHeaderAt(hint.start, header) && IsFirstBlockOf(fileID, hint.start, *header)) {
+      *start = static_cast<double>(hint.start);
+      return true;
+    }
+  }
   // The first map entry of this ID with sequence 0 whose header really is
   // that file's first block. In a consistent map that is the first entry;
   // after a rebuild every entry carries sequence 0, and the header decides.
   uint32_t blockStart = 0;
   for (uint32_t index = mBlockMap.FindBlockStartByID(fileID, &blockStart, 0, 0); index != BlockMap::kNotFound;
        index = mBlockMap.FindBlockStartByID(fileID, &blockStart, index + 1, 0)) {
-    if (!ReadHeaderAt(blockStart, header)) continue;
-    if (header->magic == kBlockStartMagic && header->fileID == fileID && header->sequence == 0 &&
-        IsUsableBlock(blockStart, header->size)) {
-      *start = blockStart;
-      return true;
+    if (ReadHeaderAt(blockStart, header) && IsFirstBlockOf(fileID, blockStart, *header)) {
+      found = blockStart;
+      break;
     }
   }
-  return false;
+  hint = FirstBlockHint{mMapGeneration, found};
+  if (found < 0) return false;
+  *start = static_cast<double>(found);
+  return true;
 }
 
 bool VFSVolume::OpenRecord(uint32_t fileID, VFSOpenFile* record) {

@@ -114,8 +114,10 @@ class VFSVolume {
 
   // Saves the block map, then flushes the stream.
   bool FlushToDisk();
-  // Writes the map's image into file 1. The image is built first, so blocks
-  // this write adds to file 1 are not in the stored image.
+  // Writes the map's image into file 1 unless the map is unchanged since it
+  // was loaded or last written (the bytes would be the same). The image is
+  // built first, so blocks this write adds to file 1 are not in the stored
+  // image (they are in the next one).
   bool UpdateBlockMap();
   // Replaces the map with one built by walking the blocks from the first.
   bool RebuildBlockMapFromScratch();
@@ -140,6 +142,14 @@ class VFSVolume {
   void ApplyByteOrder();
   bool LoadBlockMapImage();
 
+  // Every change of the map goes through here, so saving knows it is due and
+  // lookups remembered from the map as it was are dropped.
+  BlockMap& MutableMap() {
+    mMapChanged = true;
+    ++mMapGeneration;
+    return mBlockMap;
+  }
+  bool IsFirstBlockOf(uint32_t fileID, int64_t start, const VFSBlockHeader& header);
   bool ReadHeaderAt(int64_t start, VFSBlockHeader* header);
   bool WriteHeaderAt(int64_t start, const VFSBlockHeader& header);
   // A block at `start` with this size lies inside the stream and has room
@@ -153,6 +163,9 @@ class VFSVolume {
   ChainStep ExtendChain(VFSOpenFile& file);
   // Adds a block after the chain's last one (allocating it).
   bool AppendBlock(VFSOpenFile& file);
+  // Makes the block after the current one current, following the link (and,
+  // when `grow` is set, adding a block at the end of the chain).
+  ChainStep StepToNextBlock(VFSOpenFile& file, bool grow);
   bool Seek(VFSOpenFile& file, int64_t position);
   bool Read(VFSOpenFile& file, uint8_t* buffer, int64_t count, int64_t* got);
   bool Write(VFSOpenFile& file, const uint8_t* buffer, int64_t count);
@@ -172,10 +185,22 @@ class VFSVolume {
   double mMaxReusableSize;
   bool mZeroFill = true;
   BlockMap mBlockMap;
+  bool mMapChanged = false;  // since the image in file 1 was loaded or written
   // Sizes of free blocks already read, so the search for a reusable block
   // reads each header once.
   std::unordered_map<uint32_t, double> mFreeBlockSizes;
   int64_t mMapFileFirstBlock = -1;  // found once, never moves
+  // Lookups that hold until the map changes, so that a damaged map listing
+  // many false entries is searched through once, not at every call: the
+  // first block found for a file ID (-1: none), and the map index below
+  // which no free entry can be reused under the current size preferences.
+  struct FirstBlockHint {
+    uint64_t generation = 0;
+    int64_t start = -1;
+  };
+  uint64_t mMapGeneration = 1;  // hints of generation 0 are never current
+  std::unordered_map<uint32_t, FirstBlockHint> mFirstBlockHints;
+  uint32_t mFreeSearchFrom = 0;
 
   std::vector<std::unique_ptr<VFSOpenFile>> mOpenFiles;  // indexed by handle; null = free slot
   std::set<int16_t> mFreeSlots;

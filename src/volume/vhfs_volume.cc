@@ -2,11 +2,10 @@
 #include "volume/vhfs_volume.h"
 
 #include <algorithm>
-#include <chrono>
-#include <cmath>
 #include <cstring>
 #include <unordered_set>
 
+#include "platform/clock.h"
 #include "volume/volume_format.h"
 
 namespace parvex {
@@ -16,9 +15,25 @@ namespace {
 // Content positions whose flat position fits in 32 bits.
 constexpr double kMaxContentLength = static_cast<double>(INT32_MAX - kItemHeaderSize);
 
+constexpr int64_t kSecondsPerDay = 86400;
+
+// Days from 1970-01-01 to a date of the proleptic Gregorian calendar.
+int64_t DaysSince1970(int64_t year, int64_t month, int64_t day) {
+  year -= month <= 2;  // years counted from March, so leap days come last
+  const int64_t era = (year >= 0 ? year : year - 399) / 400;
+  const int64_t yearOfEra = year - era * 400;
+  const int64_t dayOfYear = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
+  const int64_t dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
+  return era * 146097 + dayOfEra - 719468;
+}
+
+// The platform date's total seconds: whole seconds from 1970-01-01 00:00:00
+// to the current local date and time; 0 when the platform has no time.
 double CurrentTotalSeconds() {
-  using namespace std::chrono;
-  return static_cast<double>(duration_cast<seconds>(system_clock::now().time_since_epoch()).count());
+  LocalDateTime now;
+  if (!GetLocalDateTime(&now)) return 0;
+  return static_cast<double>(DaysSince1970(now.year, now.month, now.day) * kSecondsPerDay + now.hour * 3600 +
+                             now.minute * 60 + now.second);
 }
 
 bool IsStorableName(const string& name) {
@@ -172,6 +187,7 @@ bool VHFSVolume::GetChildren(const VFileRef& folder, std::vector<VFileRef>* chil
   children->clear();
   if (!IsValid() || folder.type != kFolderType) return false;
   std::vector<uint32_t> ids;
+  bool complete = true;
   {
     ItemHandle item(mVolume.get(), folder.fileID);
     double length = 0;
@@ -182,11 +198,13 @@ bool VHFSVolume::GetChildren(const VFileRef& folder, std::vector<VFileRef>* chil
     // hold ends at the end of its chain, never in a huge allocation.
     for (uint32_t i = 0; i < count; ++i) {
       uint32_t id = 0;
-      if (!item.NextLong(&id)) return false;
+      if (!item.NextLong(&id)) {
+        complete = false;
+        break;
+      }
       ids.push_back(id);
     }
   }
-  bool complete = true;
   for (uint32_t id : ids) {
     VFileRef child;
     child.fileID = id;

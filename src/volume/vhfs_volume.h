@@ -11,8 +11,8 @@
 // type 0 is empty, and operations that fail return an empty one. Nothing read
 // from the file is trusted: counts are checked against lengths, chains are
 // checked link by link, so a damaged volume makes operations fail instead of
-// crashing. Creation and modification times are whole seconds since
-// 1970-01-01 UTC.
+// crashing. Creation and modification times are the platform clock's local
+// date and time as whole seconds from 1970-01-01 00:00:00.
 #pragma once
 
 #include <cstdint>

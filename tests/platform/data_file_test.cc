@@ -81,6 +81,11 @@ TEST_F(DataFileTest, OpenModesAndErrorNumbers) {
 
   EXPECT_FALSE(file.Open(mDir.c_str(), DataFile::kOpenReadOnly));
   EXPECT_EQ(file.LastError(), EISDIR);
+  // A FIFO is refused at once instead of blocking the open.
+  const std::string fifo = PathOf("fifo");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  EXPECT_FALSE(file.Open(fifo.c_str(), DataFile::kOpenReadWrite));
+  EXPECT_EQ(file.LastError(), EINVAL);
 
   // Create empties an existing file.
   ASSERT_TRUE(file.Create(path.c_str()));

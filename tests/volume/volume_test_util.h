@@ -63,6 +63,22 @@ class TrackedStream : public FileHandle {
   bool* mDestroyed;
 };
 
+// A memory stream that counts the reads and writes made to it.
+class CountingStream : public FileHandle {
+ public:
+  CountingStream() { Reset(); }
+  bool ReadData(void* buffer, int32_t count, int32_t* bytesRead) override {
+    ++reads;
+    return FileHandle::ReadData(buffer, count, bytesRead);
+  }
+  bool WriteData(const void* buffer, int32_t count) override {
+    ++writes;
+    return FileHandle::WriteData(buffer, count);
+  }
+  int64_t reads = 0;
+  int64_t writes = 0;
+};
+
 // Compares two images and names the first differing offset.
 inline ::testing::AssertionResult SameBytes(const std::vector<uint8_t>& expected, const std::vector<uint8_t>& actual) {
   if (expected.size() != actual.size()) {
