@@ -309,8 +309,13 @@ void ParvexTrans::CoerceToCorrectType(ParvexValueWithID* value) const {
       // Text keeps its bare form (no DATE prefix); other values their text.
       value->SetText(type, IsTextType(value->Type()) ? value->RawText() : value->GetString());
       return;
-    default:
+    case kTypeInteger:
+    case kTypeBoolean:
       value->CoerceToType(type);
+      return;
+    default:
+      // A column whose schema row names no storable type holds nothing.
+      value->SetNull(type);
       return;
   }
 }

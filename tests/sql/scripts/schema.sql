@@ -46,3 +46,18 @@ COMMIT;
 .reopen
 SELECT a, c, x FROM first, second, third;
 > 1 | 2 | 3
+
+-- A schema row naming no storable type leaves a column that holds nothing.
+CREATE TABLE odd (a Integer, b String);
+COMMIT;
+UPDATE _schema SET TypeCode = 99 WHERE TableName = 'odd' AND ColumnName = 'a';
+COMMIT;
+.reopen
+INSERT INTO odd VALUES (5, 'five');
+UPDATE odd SET a = 6;
+SELECT b FROM odd;
+> five
+COMMIT;
+.reopen
+SELECT COUNT(*) FROM odd;
+> 1
