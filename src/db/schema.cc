@@ -1,7 +1,6 @@
 // ParvexSchema: creating the initial schema and loading tables from its rows.
 #include "db/schema.h"
 
-#include <charconv>
 #include <string>
 #include <unordered_map>
 
@@ -26,35 +25,15 @@ const SchemaColumn kSchemaColumns[] = {
 };
 
 // The default value of a column from its stored text: converted to the
-// column's type; an empty (or NULL) text means no default.
+// column's type as a stored value would be; an empty (or NULL) text means
+// no default.
 ParvexValue DefaultFromText(const ParvexValue& stored, ParvexDataType type) {
-  if (stored.IsNull()) return ParvexValue::Null(type);
-  const string text = stored.GetSaveString();
-  if (text.empty()) return ParvexValue::Null(type);
-  switch (type) {
-    case kTypeInteger:
-      return ParvexValue::Integer(stored.GetInteger());
-    case kTypeBoolean: {
-      ParvexValue v = ParvexValue::String(text);
-      v.CoerceToType(kTypeBoolean);
-      return v;
-    }
-    case kTypeDouble: {
-      std::string_view s = text.view();
-      while (!s.empty() && (s.front() == ' ' || s.front() == '+')) s.remove_prefix(1);
-      double d = 0.0;
-      std::from_chars(s.data(), s.data() + s.size(), d);
-      return ParvexValue::Double(d);
-    }
-    case kTypeString:
-    case kTypeDate:
-    case kTypeTime:
-    case kTypeTimestamp:
-    case kTypeBinary:
-      return ParvexValue::Text(type, text);
-    default:
-      return stored;
+  ParvexValue value = ParvexValue::Null(type);
+  if (!stored.IsNull() && !stored.GetSaveString().empty()) {
+    value = ParvexValue::String(stored.GetSaveString());
+    CoerceToColumnType(&value, type);
   }
+  return value;
 }
 
 // Lower-cased ASCII, the key under which names match case-insensitively.

@@ -282,42 +282,32 @@ bool ParvexTrans::GetValue(RowID row, long column, ParvexValue* out) const {
 
 // --- changing ----------------------------------------------------------------------
 
-void ParvexTrans::CoerceToCorrectType(ParvexValueWithID* value) const {
-  const long index = ColumnIndexOfID(value->id);
-  if (index < 0) return;
-  const ParvexDataType type = mColumns[static_cast<size_t>(index)]->Type();
+void CoerceToColumnType(ParvexValue* value, ParvexDataType type) {
   if (value->IsNull()) {
     value->SetNull(type);
     return;
   }
   if (value->Type() == type) return;
-  switch (type) {
-    case kTypeDouble:
-      if (value->Type() == kTypeInteger || value->Type() == kTypeBoolean) {
-        value->SetDouble(static_cast<double>(value->GetInteger()));
-      } else if (IsTextType(value->Type())) {
-        value->SetDouble(LeadingDouble(value->RawText()));
-      } else {
-        value->CoerceToType(type);
-      }
-      return;
-    case kTypeString:
-    case kTypeDate:
-    case kTypeTime:
-    case kTypeTimestamp:
-    case kTypeBinary:
-      // Text keeps its bare form (no DATE prefix); other values their text.
-      value->SetText(type, IsTextType(value->Type()) ? value->RawText() : value->GetString());
-      return;
-    case kTypeInteger:
-    case kTypeBoolean:
-      value->CoerceToType(type);
-      return;
-    default:
-      // A column whose schema row names no storable type holds nothing.
-      value->SetNull(type);
-      return;
+  if (IsTextType(type)) {
+    // Text keeps its bare form (no DATE prefix); other values their text.
+    value->SetText(type, IsTextType(value->Type()) ? value->RawText() : value->GetString());
+  } else if (type == kTypeDouble) {
+    if (value->Type() == kTypeInteger || value->Type() == kTypeBoolean) {
+      value->SetDouble(static_cast<double>(value->GetInteger()));
+    } else {
+      value->SetDouble(IsTextType(value->Type()) ? LeadingDouble(value->RawText()) : value->GetDouble());
+    }
+  } else if (type == kTypeInteger || type == kTypeBoolean) {
+    value->CoerceToType(type);
+  } else {
+    // A column whose schema row names no storable type holds nothing.
+    value->SetNull(type);
   }
+}
+
+void ParvexTrans::CoerceToCorrectType(ParvexValueWithID* value) const {
+  const long index = ColumnIndexOfID(value->id);
+  if (index >= 0) CoerceToColumnType(value, mColumns[static_cast<size_t>(index)]->Type());
 }
 
 RowID ParvexTrans::AddRow(ParvexValueList& values, bool takeOwnership) {

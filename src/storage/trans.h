@@ -84,6 +84,12 @@ class PTChangedRow {
   ParvexValueList values;
 };
 
+// Converts a value to a column type on its way into a stored table: NULL
+// stays NULL; numbers keep their value in a Double column and text its
+// number; text types keep their bare text; a type that can't be stored
+// leaves NULL.
+void CoerceToColumnType(ParvexValue* value, ParvexDataType type);
+
 class ParvexTrans : public ParvexTable {
  public:
   // Opens (creating when missing) T.dat and T.map through the file access,
@@ -126,8 +132,7 @@ class ParvexTrans : public ParvexTable {
 
   // The index of the column with that ID, or -1.
   long ColumnIndexOfID(long columnID) const;
-  // Converts a value to the type of its column before it is stored. NULL
-  // stays NULL; numbers keep their value when the column holds doubles.
+  // Converts a value to the type of its column (CoerceToColumnType).
   void CoerceToCorrectType(ParvexValueWithID* value) const;
 
   bool HasChangesToCommit() const { return !mChanges.empty() || !mDeletions.empty(); }

@@ -108,26 +108,6 @@ class TransTest : public ::testing::Test {
   std::unique_ptr<ParvexTrans> table;
 };
 
-TEST_F(TransTest, RowIDsCountUpAndRollbackHandsThemOutAgain) {
-  table = OpenTable();
-  EXPECT_EQ(Add(1, "one"), 1u);
-  EXPECT_EQ(Add(2, "two"), 2u);
-  EXPECT_EQ(table->lastRowID, 2u);
-  EXPECT_TRUE(table->Commit());
-  EXPECT_EQ(Add(3, "three"), 3u);
-  table->Rollback();
-  EXPECT_EQ(table->NextUnusedRowID(), 3u);
-  EXPECT_EQ(Add(4, "four"), 3u);
-  // An explicit _rowid is the row's ID; one that is taken is refused.
-  EXPECT_EQ(AddWithID(10, 5), 10u);
-  EXPECT_EQ(AddWithID(2, 6), kInvalidRowID);
-  EXPECT_EQ(Add(7, "seven"), 11u);
-  EXPECT_TRUE(table->Commit());
-  Reopen();
-  EXPECT_EQ((std::vector<RowID>{1, 2, 3, 10, 11}), IDs());
-  EXPECT_EQ(table->NextUnusedRowID(), 12u);
-}
-
 TEST_F(TransTest, ReadsGoThroughPendingChangesInTheDecidedOrder) {
   table = OpenTable();
   for (int i = 1; i <= 4; ++i) Add(i, "v" + std::to_string(i));

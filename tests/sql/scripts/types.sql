@@ -33,12 +33,3 @@ COMMIT;
 SELECT * FROM ty WHERE _rowid = 3;
 > NULL | NULL | NULL | NULL | NULL | NULL | NULL | NULL | NULL | NULL | NULL | NULL
 
--- The schema describes itself.
-SELECT ColumnID, ColumnName, TypeCode, Length, NotNull, DefaultValue FROM _schema WHERE TableName = '_schema';
-> 1 | TableName | 5 | 0 | 1 |
-> 2 | ColumnID | 3 | 0 | 1 |
-> 3 | ColumnName | 5 | 0 | 1 |
-> 4 | TypeCode | 3 | 0 | 1 |
-> 5 | Length | 3 | 0 | 1 |
-> 6 | NotNull | 3 | 0 | 1 |
-> 7 | DefaultValue | 5 | 0 | 1 |
