@@ -36,15 +36,18 @@ constexpr size_t kMaxStatements = 48;
 constexpr size_t kMaxRowsPerTable = 200;
 constexpr double kMaxCombinations = 20000;
 
+std::filesystem::path FuzzFolder() {
+  return std::filesystem::temp_directory_path() / ("parvex-fuzz-" + std::to_string(getpid()));
+}
+
 const std::string& DatabasePath() {
   static const std::string path = [] {
-    const auto folder = std::filesystem::temp_directory_path() / ("parvex-fuzz-" + std::to_string(getpid()));
-    std::filesystem::create_directories(folder);
+    std::filesystem::create_directories(FuzzFolder());
     std::atexit([] {
       std::error_code ec;
-      std::filesystem::remove_all(std::filesystem::path(DatabasePath()).parent_path(), ec);
+      std::filesystem::remove_all(FuzzFolder(), ec);
     });
-    return (folder / "fuzz.pvx").string();
+    return (FuzzFolder() / "fuzz.pvx").string();
   }();
   return path;
 }

@@ -29,6 +29,20 @@ SELECT X.a, Y.a FROM A X, A Y WHERE X.a < Y.a;
 > 2 | 3
 > 1 | 2
 > 1 | 3
+CREATE TABLE four (t String, x Integer, y Integer);
+INSERT INTO four VALUES ('a', 16, 7);
+INSERT INTO four VALUES ('b', 30, 10);
+INSERT INTO four VALUES ('c', 24, 9);
+INSERT INTO four VALUES ('d', 18, 8);
+SELECT t, x FROM four WHERE y >= 9;
+> b | 30
+> c | 24
+SELECT COUNT(*) FROM four A, four B WHERE A.t <> B.t;
+> 12
+SELECT A.t, B.t FROM four A, four B WHERE A.t <> B.t AND A.x < 18;
+> a | b
+> a | c
+> a | d
 -- A condition that names no table is not used for pruning.
 SELECT a FROM A WHERE 1 = 1;
 > 3
