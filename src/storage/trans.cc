@@ -330,7 +330,17 @@ RowID ParvexTrans::AddRow(ParvexValueList& values, bool takeOwnership) {
     CoerceToCorrectType(&v);
     return v.IsNull();
   });
-  if (row == kInvalidRowID || (explicitID && ContainsRow(row))) {
+  if (!explicitID && ContainsRow(row)) {
+    // The counter is behind the rows (a damaged metadata area): go on from
+    // the largest row ID there is.
+    SimpleVector<RowID> ids;
+    GetRowIDs(&ids);
+    for (RowID id : ids) mLastRowID = std::max(mLastRowID, id);
+    row = NextUnusedRowID();
+  }
+  // No row ID is left once the counter reaches the invalid ID.
+  const bool exhausted = !explicitID && mLastRowID >= kInvalidRowID - 1;
+  if (row == kInvalidRowID || exhausted || ContainsRow(row)) {
     DeleteAll(owned);
     return kInvalidRowID;
   }

@@ -259,6 +259,30 @@ TEST_F(TransTest, CountersAreStoredLittleEndianAtTheStartOfTheMetadata) {
   EXPECT_EQ(0, memcmp(bytes, expected, sizeof expected));
 }
 
+TEST_F(TransTest, RowIDsNeverCollideOrWrapAround) {
+  table = OpenTable();
+  for (int i = 1; i <= 3; ++i) Add(i, "x");
+  ASSERT_TRUE(table->Commit());
+  table.reset();
+  {
+    // A damaged counter that lags behind the rows.
+    auto data = access->OpenFile(string("T.dat"), false, false);
+    auto map = access->OpenFile(string("T.map"), false, false);
+    ParvexStorage storage(std::move(data), std::move(map));
+    const char counters[8] = {1, 0, 0, 0, 2, 0, 0, 0};
+    ASSERT_TRUE(storage.WriteMetadata(string(counters, sizeof counters, kEncodingDefault)));
+  }
+  table = OpenTable();
+  EXPECT_EQ(Add(4, "y"), 4u);
+  EXPECT_EQ((std::vector<RowID>{1, 2, 3, 4}), IDs());
+
+  // The last ID below the invalid one can be taken; after it none is left.
+  EXPECT_EQ(AddWithID(-2, 5), 0xFFFFFFFEu);
+  EXPECT_EQ(Add(6, "z"), kInvalidRowID);
+  EXPECT_EQ(AddWithID(-1, 7), kInvalidRowID);
+  EXPECT_EQ(IDs().size(), 5u);
+}
+
 TEST_F(TransTest, IndexesFollowEveryPendingChange) {
   table = OpenTable();
   const RowID one = Add(1, "one");

@@ -61,3 +61,23 @@ COMMIT;
 .reopen
 SELECT COUNT(*) FROM odd;
 > 1
+
+-- A DEFAULT in CREATE TABLE or ALTER TABLE ... ADD is stored as text.
+CREATE TABLE withdef (a Integer DEFAULT 5, b String DEFAULT 'it''s', c Double DEFAULT -2, d Integer DEFAULT NULL);
+ALTER TABLE withdef ADD e Date DEFAULT DATE '2001-02-03';
+SELECT ColumnName, DefaultValue FROM _schema WHERE TableName = 'withdef';
+> a | 5
+> b | it's
+> c | -2
+> d |
+> e | 2001-02-03
+INSERT INTO withdef DEFAULT VALUES;
+INSERT INTO withdef (a) VALUES (1);
+SELECT a, b, c, d, e FROM withdef;
+> 5 | it's | -2 | NULL | DATE 2001-02-03
+> 1 | NULL | NULL | NULL | NULL
+-- A DEFAULT is a literal, not an expression.
+CREATE TABLE baddef (a Integer DEFAULT 1/0);
+! [07000] SQL Error: comma or parenthesis expected
+SELECT COUNT(*) FROM _schema WHERE TableName = 'baddef';
+> 0
