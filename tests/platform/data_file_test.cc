@@ -170,6 +170,43 @@ TEST_F(DataFileTest, WindowStaysCoherentWithTheFile) {
   EXPECT_EQ(ReadBack(path), model);
 }
 
+// The volume's way of appending: a header at the end, the file grown by a
+// block, a patch a block behind (the previous header), then data; across
+// many window boundaries, against a model.
+TEST_F(DataFileTest, AppendingBlocksWithPatchesBehindStaysCoherent) {
+  const std::string path = PathOf("append");
+  UnixDataFile file;
+  ASSERT_TRUE(file.Create(path.c_str()));
+  std::vector<uint8_t> model;
+  auto write = [&](int64_t at, int32_t count, uint8_t value) {
+    std::vector<uint8_t> bytes(static_cast<size_t>(count), value);
+    ASSERT_TRUE(file.SeekFromStart(static_cast<int32_t>(at)));
+    ASSERT_TRUE(file.WriteData(bytes.data(), count));
+    if (model.size() < static_cast<size_t>(at + count)) model.resize(static_cast<size_t>(at + count));
+    std::fill(model.begin() + at, model.begin() + at + count, value);
+  };
+  int64_t previous = -1;
+  for (int block = 0; block < 400; ++block) {
+    const int64_t start = static_cast<int64_t>(model.size());
+    const int32_t size = block % 7 == 0 ? 3000 : 1024;
+    write(start, 28, static_cast<uint8_t>(block));
+    ASSERT_TRUE(file.SetLength(static_cast<int32_t>(start + size)));
+    model.resize(static_cast<size_t>(start + size));
+    if (previous >= 0) write(previous + 20, 8, 0xEE);
+    write(start + 28, size - 32, static_cast<uint8_t>(block + 1));
+    previous = start;
+    if (block % 50 == 0) {  // a read far behind in between
+      uint8_t byte = 0;
+      ASSERT_TRUE(file.SeekFromStart(static_cast<int32_t>(start / 2)));
+      ASSERT_TRUE(file.ReadByte(&byte));
+      ASSERT_EQ(byte, model[static_cast<size_t>(start / 2)]);
+    }
+  }
+  ASSERT_EQ(file.GetLength(), static_cast<int32_t>(model.size()));
+  ASSERT_TRUE(file.Close());
+  EXPECT_EQ(ReadBack(path), model);
+}
+
 TEST_F(DataFileTest, SmallWritesStayBufferedUntilFlushed) {
   const std::string path = PathOf("buffered");
   UnixDataFile file;
