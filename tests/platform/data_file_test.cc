@@ -92,35 +92,6 @@ TEST_F(DataFileTest, OpenModesAndErrorNumbers) {
   EXPECT_EQ(file.GetLength(), 0);
 }
 
-TEST_F(DataFileTest, TypedValuesRoundTripInBothByteOrders) {
-  const std::string path = PathOf("typed");
-  std::unique_ptr<DataFile> file = DataFile::New();
-  ASSERT_TRUE(file->Create(path.c_str()));
-  file->SetBigEndian();
-  file->SetDoubleSwap(true);
-  ASSERT_TRUE(file->WriteLong(0x64FF2EFF));
-  ASSERT_TRUE(file->WriteShort(0xFF5C));
-  ASSERT_TRUE(file->WriteDouble(1.5));
-  file->SetLittleEndian();
-  ASSERT_TRUE(file->WriteLong(0x01020304));
-  ASSERT_TRUE(file->Close());
-  const std::vector<uint8_t> expected = {0x64, 0xFF, 0x2E, 0xFF, 0xFF, 0x5C, 0x3F, 0xF8, 0, 0, 0, 0, 0, 0,
-                                         0x04, 0x03, 0x02, 0x01};
-  EXPECT_EQ(ReadBack(path), expected);
-
-  ASSERT_TRUE(file->Open(path.c_str(), DataFile::kOpenReadOnly));
-  file->SetBigEndian();
-  uint32_t long_value = 0;
-  uint16_t short_value = 0;
-  double double_value = 0;
-  ASSERT_TRUE(file->ReadLong(&long_value));
-  ASSERT_TRUE(file->ReadShort(&short_value));
-  ASSERT_TRUE(file->ReadDouble(&double_value));
-  EXPECT_EQ(long_value, 0x64FF2EFFu);
-  EXPECT_EQ(short_value, 0xFF5C);
-  EXPECT_EQ(double_value, 1.5);
-}
-
 // Mixed reads, writes, seeks past the end and length changes of every size,
 // checked step by step against a vector and finally against the bytes on disk.
 TEST_F(DataFileTest, WindowStaysCoherentWithTheFile) {

@@ -108,11 +108,9 @@ TEST_F(FileAccessTest, NamesAreExactAndListedByPrefix) {
   ASSERT_TRUE(access.FindFiles("", &names));
   EXPECT_EQ(names.size(), 5u);
 
-  // Deleting moves the folder's last entry into the gap.
   ASSERT_TRUE(access.DeleteFile("orders.dat"));
   EXPECT_FALSE(access.DeleteFile("orders.dat"));
-  ASSERT_TRUE(access.FindFiles("", &names));
-  EXPECT_EQ(Names(names), (std::vector<std::string>{"Orders.dat", "Other.dat", "Orders.map", "Orders.byDate.idx"}));
+  EXPECT_TRUE(access.ContainsFile("Orders.dat"));
 
   // CreateFile replaces an existing file with an empty one.
   {
