@@ -196,7 +196,11 @@ bool UnixDataFile::SetLength(int32_t length) {
   // Growing a file whose end lies in the window: the new bytes become zeros
   // in the window and go out with it, so appending block after block costs
   // no system call per block.
-  if (length > mLength && mWindow && mWindowStart + mWindowFill == mLength && length - mWindowStart <= kWindowSize) {
+  const bool endInWindow = mWindow && mWindowFill > 0 && mWindowStart + mWindowFill == mLength;
+  if (endInWindow && length - mWindowStart > kWindowSize && length - mLength <= kWindowSize - kWindowAlignment) {
+    if (!SlideWindow()) return false;
+  }
+  if (endInWindow && length > mLength && length - mWindowStart <= kWindowSize) {
     const int32_t end = static_cast<int32_t>(length - mWindowStart);
     std::memset(mWindow.get() + mWindowFill, 0, static_cast<size_t>(end - mWindowFill));
     mDirtyBegin = mDirtyBegin == mDirtyEnd ? mWindowFill : std::min(mDirtyBegin, mWindowFill);
@@ -260,6 +264,15 @@ bool UnixDataFile::WriteBackWindow() {
     return false;  // the bytes stay dirty so a later flush can retry
   }
   mDirtyBegin = mDirtyEnd = 0;
+  return true;
+}
+
+bool UnixDataFile::SlideWindow() {
+  if (!WriteBackWindow()) return false;
+  const int32_t keep = static_cast<int32_t>(std::min<int64_t>(kWindowAlignment, mWindowFill));
+  std::memmove(mWindow.get(), mWindow.get() + (mWindowFill - keep), static_cast<size_t>(keep));
+  mWindowStart += mWindowFill - keep;
+  mWindowFill = keep;
   return true;
 }
 
@@ -355,6 +368,12 @@ bool UnixDataFile::WriteData(const void* buffer, int32_t count) {
       done += n;
       mPosition += n;
       mLength = std::max(mLength, mPosition);
+      continue;
+    }
+    if (mWindow && relative == kWindowSize && mWindowFill == kWindowSize) {
+      // Writing runs on past a full window: keep its last page, so that a
+      // write just behind (a block header before its data) still hits.
+      if (!SlideWindow()) return false;
       continue;
     }
     if (!WriteBackWindow()) return false;

@@ -93,6 +93,8 @@ class UnixDataFile final : public DataFile {
   bool Fail(int code);
   // Writes the dirty bytes of the window; the window stays valid.
   bool WriteBackWindow();
+  // Writes the window back and moves it forward, keeping its last page.
+  bool SlideWindow();
   // Makes the window start at `offset`, loading up to kWindowSize bytes.
   bool LoadWindow(int64_t offset);
   void DropWindow() { mWindowFill = 0; }

@@ -21,6 +21,7 @@
 #include <cstring>
 #include <limits>
 
+#include "platform/text_encoding.h"
 #include "storage/record_storage.h"
 
 namespace parvex {
@@ -78,7 +79,7 @@ void AppendBytes(std::string* out, const void* bytes, size_t n) {
 void AppendFolded(std::string* out, std::string_view text) {
   const auto length = static_cast<uint32_t>(text.size());
   AppendBytes(out, &length, sizeof length);
-  for (char c : text) out->push_back((c >= 'A' && c <= 'Z') ? static_cast<char>(c + ('a' - 'A')) : c);
+  for (char c : text) out->push_back(AsciiToLower(c));
 }
 
 void AppendDouble(std::string* out, double d) {

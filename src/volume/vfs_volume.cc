@@ -212,12 +212,11 @@ double VFSVolume::FindOrAllocateBlock(double* size) {
   *size = 0;
   if (!mValid) return -1;
   // Free blocks in map order; the first whose size is within the reuse range.
-  // Entries passed over before any usable one are not looked at again.
+  // The walk stops at the first usable entry, so every entry it passes over
+  // stays unusable and is not looked at again.
   uint32_t blockStart = 0;
-  bool allPassedOver = true;
   for (uint32_t index = mBlockMap.FindBlockStartByID(kFreeBlockID, &blockStart, mFreeSearchFrom, 0);
        index != BlockMap::kNotFound; index = mBlockMap.FindBlockStartByID(kFreeBlockID, &blockStart, index + 1, 0)) {
-    if (allPassedOver) mFreeSearchFrom = index;
     double blockSize;
     auto known = mFreeBlockSizes.find(blockStart);
     if (known != mFreeBlockSizes.end()) {
@@ -231,7 +230,7 @@ double VFSVolume::FindOrAllocateBlock(double* size) {
         const uint32_t owner = header.fileID;
         const uint32_t sequence = header.sequence;
         MutableMap().ChangeEntryByBlockStart(blockStart, owner, sequence);
-        if (allPassedOver) mFreeSearchFrom = index + 1;
+        mFreeSearchFrom = index + 1;
         continue;
       }
       blockSize = header.size;
@@ -241,7 +240,7 @@ double VFSVolume::FindOrAllocateBlock(double* size) {
       *size = blockSize;
       return blockStart;
     }
-    if (allPassedOver) mFreeSearchFrom = index + 1;
+    mFreeSearchFrom = index + 1;
   }
 
   // Append a block at the end of the stream.

@@ -92,35 +92,6 @@ TEST_F(DataFileTest, OpenModesAndErrorNumbers) {
   EXPECT_EQ(file.GetLength(), 0);
 }
 
-TEST_F(DataFileTest, TypedValuesRoundTripInBothByteOrders) {
-  const std::string path = PathOf("typed");
-  std::unique_ptr<DataFile> file = DataFile::New();
-  ASSERT_TRUE(file->Create(path.c_str()));
-  file->SetBigEndian();
-  file->SetDoubleSwap(true);
-  ASSERT_TRUE(file->WriteLong(0x64FF2EFF));
-  ASSERT_TRUE(file->WriteShort(0xFF5C));
-  ASSERT_TRUE(file->WriteDouble(1.5));
-  file->SetLittleEndian();
-  ASSERT_TRUE(file->WriteLong(0x01020304));
-  ASSERT_TRUE(file->Close());
-  const std::vector<uint8_t> expected = {0x64, 0xFF, 0x2E, 0xFF, 0xFF, 0x5C, 0x3F, 0xF8, 0, 0, 0, 0, 0, 0,
-                                         0x04, 0x03, 0x02, 0x01};
-  EXPECT_EQ(ReadBack(path), expected);
-
-  ASSERT_TRUE(file->Open(path.c_str(), DataFile::kOpenReadOnly));
-  file->SetBigEndian();
-  uint32_t long_value = 0;
-  uint16_t short_value = 0;
-  double double_value = 0;
-  ASSERT_TRUE(file->ReadLong(&long_value));
-  ASSERT_TRUE(file->ReadShort(&short_value));
-  ASSERT_TRUE(file->ReadDouble(&double_value));
-  EXPECT_EQ(long_value, 0x64FF2EFFu);
-  EXPECT_EQ(short_value, 0xFF5C);
-  EXPECT_EQ(double_value, 1.5);
-}
-
 // Mixed reads, writes, seeks past the end and length changes of every size,
 // checked step by step against a vector and finally against the bytes on disk.
 TEST_F(DataFileTest, WindowStaysCoherentWithTheFile) {
@@ -166,6 +137,43 @@ TEST_F(DataFileTest, WindowStaysCoherentWithTheFile) {
   }
   ASSERT_TRUE(file.FlushBuffer());
   EXPECT_EQ(ReadBack(path), model);
+  ASSERT_TRUE(file.Close());
+  EXPECT_EQ(ReadBack(path), model);
+}
+
+// The volume's way of appending: a header at the end, the file grown by a
+// block, a patch a block behind (the previous header), then data; across
+// many window boundaries, against a model.
+TEST_F(DataFileTest, AppendingBlocksWithPatchesBehindStaysCoherent) {
+  const std::string path = PathOf("append");
+  UnixDataFile file;
+  ASSERT_TRUE(file.Create(path.c_str()));
+  std::vector<uint8_t> model;
+  auto write = [&](int64_t at, int32_t count, uint8_t value) {
+    std::vector<uint8_t> bytes(static_cast<size_t>(count), value);
+    ASSERT_TRUE(file.SeekFromStart(static_cast<int32_t>(at)));
+    ASSERT_TRUE(file.WriteData(bytes.data(), count));
+    if (model.size() < static_cast<size_t>(at + count)) model.resize(static_cast<size_t>(at + count));
+    std::fill(model.begin() + at, model.begin() + at + count, value);
+  };
+  int64_t previous = -1;
+  for (int block = 0; block < 400; ++block) {
+    const int64_t start = static_cast<int64_t>(model.size());
+    const int32_t size = block % 7 == 0 ? 3000 : 1024;
+    write(start, 28, static_cast<uint8_t>(block));
+    ASSERT_TRUE(file.SetLength(static_cast<int32_t>(start + size)));
+    model.resize(static_cast<size_t>(start + size));
+    if (previous >= 0) write(previous + 20, 8, 0xEE);
+    write(start + 28, size - 32, static_cast<uint8_t>(block + 1));
+    previous = start;
+    if (block % 50 == 0) {  // a read far behind in between
+      uint8_t byte = 0;
+      ASSERT_TRUE(file.SeekFromStart(static_cast<int32_t>(start / 2)));
+      ASSERT_TRUE(file.ReadByte(&byte));
+      ASSERT_EQ(byte, model[static_cast<size_t>(start / 2)]);
+    }
+  }
+  ASSERT_EQ(file.GetLength(), static_cast<int32_t>(model.size()));
   ASSERT_TRUE(file.Close());
   EXPECT_EQ(ReadBack(path), model);
 }

@@ -314,18 +314,6 @@ TEST(FlatVolumeSavingTest, AnUnchangedMapIsNotWrittenAgain) {
   EXPECT_EQ(BytesOf(stream), saved);
 }
 
-TEST_F(FlatVolumeTest, FileDataNumbersFollowTheVersion) {
-  const uint32_t fileID = mVolume->CreateFile();
-  const int16_t handle = mVolume->OpenFile(fileID);
-  ASSERT_TRUE(mVolume->WriteFileLong(handle, 0x01020304));
-  ASSERT_TRUE(mVolume->WriteFileShort(handle, 0x0506));
-  ASSERT_TRUE(mVolume->WriteFileDouble(handle, 2.0));
-  mVolume->CloseFile(handle);
-  const std::vector<uint8_t> bytes = BytesOf(mStream);
-  // File 2's block at 48, data after its 28-byte header.
-  EXPECT_EQ(std::vector<uint8_t>(bytes.begin() + 76, bytes.begin() + 90), Hex("01020304 0506 4000000000000000"));
-}
-
 // After a crash the stored map may call a block free that a file took since.
 TEST_F(FlatVolumeTest, AStaleFreeEntryIsNotHandedOutAgain) {
   const uint32_t gone = mVolume->CreateFile();  // block 48
