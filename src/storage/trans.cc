@@ -193,11 +193,12 @@ bool ParvexTrans::ContainsRow(RowID row) const {
   return mStorage->ContainsRow(row);
 }
 
+// The committed rows plus one per pending change record: an existing row
+// with an uncommitted update counts twice, and a row pending deletion still
+// counts, until Commit. GetRowIDs is the exact list of visible rows.
 long ParvexTrans::QtyRows() const {
   if (!mStorage) return 0;
-  long newRows = 0;
-  mChanges.ForEach([&newRows](RowID, PTChangedRow* change) { newRows += change->exists ? 0 : 1; });
-  return mStorage->QtyRows() - static_cast<long>(mDeletions.QtyItems()) + newRows;
+  return mStorage->QtyRows() + static_cast<long>(mChanges.QtyItems());
 }
 
 void ParvexTrans::GetRowIDs(SimpleVector<RowID>* ids) const {
