@@ -1,0 +1,113 @@
+// Line sources: streams, argument text and the libedit terminal editor.
+#include "line_source.h"
+
+#include <histedit.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "interrupt.h"
+
+namespace parvex::shell {
+namespace {
+
+constexpr char kPrompt[] = "parvex> ";
+constexpr char kContinuationPrompt[] = "   ...> ";
+
+bool IsBlankLine(const std::string& line) {
+  return line.find_first_not_of(" \t\r\n") == std::string::npos;
+}
+
+// libedit asks for the prompt through a plain function; the source is its client data.
+char* PromptOf(EditLine* el) {
+  void* data = nullptr;
+  el_get(el, EL_CLIENTDATA, &data);
+  return const_cast<char*>(static_cast<EditLineSource*>(data)->Prompt());
+}
+
+}  // namespace
+
+StreamLineSource::~StreamLineSource() { std::free(mBuffer); }
+
+LineSource::Status StreamLineSource::ReadLine(bool, std::string* line) {
+  errno = 0;
+  const ssize_t length = getline(&mBuffer, &mCapacity, mStream);
+  if (length < 0) {
+    if (errno == EINTR || InterruptRequested()) {
+      std::clearerr(mStream);
+      return Status::kInterrupted;
+    }
+    return Status::kEnd;
+  }
+  line->assign(mBuffer, static_cast<size_t>(length));
+  if (!line->empty() && line->back() == '\n') line->pop_back();
+  return Status::kLine;
+}
+
+LineSource::Status TextLineSource::ReadLine(bool, std::string* line) {
+  if (mPos >= mText.size()) return Status::kEnd;
+  size_t end = mText.find('\n', mPos);
+  if (end == std::string::npos) end = mText.size();
+  line->assign(mText, mPos, end - mPos);
+  mPos = end + 1;
+  return Status::kLine;
+}
+
+struct EditLineSource::Editor {
+  EditLine* el = nullptr;
+  History* history = nullptr;
+  HistEvent event{};
+
+  ~Editor() {
+    if (el) el_end(el);
+    if (history) history_end(history);
+  }
+};
+
+std::string DefaultHistoryPath() {
+  const char* home = std::getenv("HOME");
+  if (home == nullptr || *home == '\0') return std::string();
+  return std::string(home) + "/.parvex_history";
+}
+
+EditLineSource::EditLineSource(std::string historyPath)
+    : mEditor(std::make_unique<Editor>()), mHistoryPath(std::move(historyPath)) {
+  // The editor writes its prompt and echo to the terminal; when standard
+  // output is redirected, to standard error, so results stay clean.
+  std::FILE* out = isatty(STDOUT_FILENO) ? stdout : stderr;
+  mEditor->el = el_init("parvex", stdin, out, stderr);
+  mEditor->history = history_init();
+  history(mEditor->history, &mEditor->event, H_SETSIZE, kHistorySize);
+  history(mEditor->history, &mEditor->event, H_SETUNIQUE, 1);
+  if (!mHistoryPath.empty()) history(mEditor->history, &mEditor->event, H_LOAD, mHistoryPath.c_str());
+  el_set(mEditor->el, EL_CLIENTDATA, this);
+  el_set(mEditor->el, EL_PROMPT, PromptOf);
+  el_set(mEditor->el, EL_EDITOR, "emacs");
+  el_set(mEditor->el, EL_HIST, history, mEditor->history);
+  el_source(mEditor->el, nullptr);  // the user's ~/.editrc, when there is one
+}
+
+EditLineSource::~EditLineSource() = default;
+
+LineSource::Status EditLineSource::ReadLine(bool continuation, std::string* line) {
+  mPrompt = continuation ? kContinuationPrompt : kPrompt;
+  if (TakeWindowResized()) el_resize(mEditor->el);
+  int count = 0;
+  const char* text = el_gets(mEditor->el, &count);
+  if (InterruptRequested()) {
+    // Whatever was typed is abandoned; the terminal goes back to normal mode.
+    el_reset(mEditor->el);
+    return Status::kInterrupted;
+  }
+  if (text == nullptr || count <= 0) return Status::kEnd;
+  line->assign(text, static_cast<size_t>(count));
+  if (!line->empty() && line->back() == '\n') line->pop_back();
+  if (!IsBlankLine(*line)) {
+    history(mEditor->history, &mEditor->event, H_ENTER, line->c_str());
+    if (!mHistoryPath.empty()) history(mEditor->history, &mEditor->event, H_SAVE, mHistoryPath.c_str());
+  }
+  return Status::kLine;
+}
+
+}  // namespace parvex::shell
