@@ -88,8 +88,7 @@ TEST(StatementSplitterTest, ManyStatementsOnOneLineAllComeOut) {
   for (int i = 0; i < 20000; ++i) line += "INSERT INTO t VALUES (" + std::to_string(i) + ");";
   const Pieces pieces = Split({line});
   ASSERT_EQ(pieces.size(), 20000u);
-  EXPECT_EQ(pieces.front(), "INSERT INTO t VALUES (0)");
-  EXPECT_EQ(pieces.back(), "INSERT INTO t VALUES (19999)");
+  for (int i = 0; i < 20000; ++i) ASSERT_EQ(pieces[i], "INSERT INTO t VALUES (" + std::to_string(i) + ")");
 }
 
 TEST(StatementSplitterTest, FirstWordStopsAtBlanksAndDelimiters) {

@@ -73,19 +73,27 @@ void StatementSplitter::Consume(size_t position) {
   }
 }
 
+bool StatementSplitter::TakeStatement(size_t end, InputPiece* piece) {
+  // The text is copied out before Consume may drop it.
+  const std::string_view text = Trim(std::string_view(mText).substr(mHead, end - mHead));
+  const bool found = !text.empty();
+  if (found) {
+    piece->kind = InputPiece::Kind::kStatement;
+    piece->text.assign(text);
+  }
+  Consume(end + 1);
+  mHeadStartsLine = false;
+  return found;
+}
+
 bool StatementSplitter::Next(InputPiece* piece) {
   for (;;) {
     // A statement already under way resumes its scan where it stopped.
     if (mScan > mHead) {
       size_t end = 0;
       if (!ScanStatement(&end)) return false;
-      const std::string_view text = Trim(std::string_view(mText).substr(mHead, end - mHead));
-      Consume(end + 1);
-      mHeadStartsLine = false;
-      if (text.empty()) continue;  // a lone `;`
-      piece->kind = InputPiece::Kind::kStatement;
-      piece->text.assign(text);
-      return true;
+      if (TakeStatement(end, piece)) return true;
+      continue;  // a lone `;`
     }
 
     // Between pieces: skip blanks, noting whether a new line begins.
@@ -119,13 +127,7 @@ bool StatementSplitter::Next(InputPiece* piece) {
     mInLiteral = false;
     size_t end = 0;
     if (!ScanStatement(&end)) return false;  // mScan > mHead: under way
-    const std::string_view text = Trim(std::string_view(mText).substr(mHead, end - mHead));
-    Consume(end + 1);
-    mHeadStartsLine = false;
-    if (text.empty()) continue;
-    piece->kind = InputPiece::Kind::kStatement;
-    piece->text.assign(text);
-    return true;
+    if (TakeStatement(end, piece)) return true;
   }
 }
 

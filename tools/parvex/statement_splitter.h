@@ -52,6 +52,8 @@ class StatementSplitter {
   // Scans the statement that starts at mHead, resuming at mScan; true with
   // the position of its `;` when it is complete.
   bool ScanStatement(size_t* end);
+  // Takes the statement from mHead to its `;` at `end`; false when it is blank.
+  bool TakeStatement(size_t end, InputPiece* piece);
   // Forgets the text before `position`.
   void Consume(size_t position);
 
