@@ -114,7 +114,8 @@ ParvexTempTable* ParvexQuery::RunQuery() {
     run.values.push_back(run.slots.back().get());
     if (item.HasAggregate()) run.aggregate = true;
   }
-  if (!groupBy.empty()) run.aggregate = true;
+  // Only an aggregate in the select list makes an aggregate query; GROUP BY
+  // alone does not group (its rows come out one per combination).
   run.rowIDs.resize(tables.size());
 
   const size_t width = tables.size();

@@ -272,6 +272,7 @@ TEST(QueryTest, GroupsComeOutInKeyOrderFilteredByHaving) {
 
   ParvexQuery having;
   Prepare(having, {t.get()}, {{0, 1}});
+  having.items.push_back(CountAll());
   having.groupBy.push_back(std::make_unique<PExprField>(0, 1));
   having.having = Compare(kCompareGreater, CountAll(), Int(1));
   result = Execute(having);
@@ -346,13 +347,17 @@ TEST(QueryTest, OrderByKeysSortTheFinishedResult) {
   auto result = Execute(query);
   EXPECT_EQ(Texts(*result, 1), (Texts_{"9.2", "100.25", "10.5"}));
 }
-TEST(QueryTest, GroupByWithoutAggregatesStillGroups) {
+
+TEST(QueryTest, GroupByWithoutAggregatesDoesNotGroup) {
+  // Only an aggregate select item makes a grouped query: GROUP BY and HAVING
+  // alone leave the rows as they are.
   auto t = Fruit({{"pear", 1}, {"fig", 2}, {"pear", 3}});
   ParvexQuery query;
   Prepare(query, {t.get()}, {{0, 1}});
   query.groupBy.push_back(std::make_unique<PExprField>(0, 1));
+  query.having = Compare(kCompareGreater, CountAll(), Int(1));
   auto result = Execute(query);
-  EXPECT_EQ(Texts(*result, 0), (Texts_{"fig", "pear"}));
+  EXPECT_EQ(Texts(*result, 0), (Texts_{"pear", "fig", "pear"}));
 }
 
 TEST(QueryTest, MalformedQueriesGiveNoResult) {
