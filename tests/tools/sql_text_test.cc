@@ -37,10 +37,16 @@ TEST(SqlTextTest, DoublesAlwaysCarryADecimalPoint) {
   EXPECT_EQ(Literal(ParvexValue::Double(0)), "0.0");
 }
 
-TEST(SqlTextTest, ValuesWithoutAnExactLiteralAreFlagged) {
-  EXPECT_EQ(Literal(ParvexValue::Double(-1.5), false), "'-1.5'");
-  EXPECT_EQ(Literal(ParvexValue::Double(std::numeric_limits<double>::infinity()), false), "'inf'");
+TEST(SqlTextTest, DoublesWithoutANumericLiteralAreQuoted) {
+  EXPECT_EQ(Literal(ParvexValue::Double(-1.5)), "'-1.5'");
+  EXPECT_EQ(Literal(ParvexValue::Double(-0.0)), "'-0.0'");
+  EXPECT_EQ(Literal(ParvexValue::Double(-std::numeric_limits<double>::infinity())), "'-inf'");
+  EXPECT_EQ(Literal(ParvexValue::Double(std::numeric_limits<double>::quiet_NaN())), "'nan'");
+}
+
+TEST(SqlTextTest, TextWithNulBytesIsFlaggedInexact) {
   EXPECT_EQ(Literal(ParvexValue::String(string("a\0b", 3, kEncodingDefault)), false), "'ab'");
+  EXPECT_EQ(Literal(ParvexValue::Text(kTypeDate, string("\0", 1, kEncodingDefault)), false), "DATE ''");
 }
 
 TEST(SqlTextTest, NamesAndTypeNames) {

@@ -6,6 +6,8 @@
 #include <limits>
 #include <unordered_set>
 
+#include "text_width.h"
+
 namespace parvex::shell {
 namespace {
 
@@ -15,7 +17,13 @@ std::string_view TrimBlanks(std::string_view text) {
   return text;
 }
 
-std::string Quote(std::string_view text) { return "'" + std::string(text) + "'"; }
+// A field's text in a message: quoted, with line ends and control bytes made visible.
+std::string Quote(std::string_view text) {
+  std::string quoted(1, '\'');
+  quoted += EscapeControlBytes(text);
+  quoted += '\'';
+  return quoted;
+}
 
 bool ParseInteger(std::string_view text, int32_t* value) {
   if (!text.empty() && text.front() == '+') text.remove_prefix(1);
@@ -46,7 +54,7 @@ std::vector<std::string> ColumnNamesFromHeader(const std::vector<std::string>& h
       name.push_back(keep ? c : '_');
     }
     if (name.empty()) name = "column" + std::to_string(i + 1);
-    if (name.front() >= '0' && name.front() <= '9') name.insert(0, "_");
+    if (name.front() >= '0' && name.front() <= '9') name.insert(name.begin(), '_');
     std::string unique = name;
     for (int suffix = 2; !taken.insert(lower(unique)).second; ++suffix) {
       unique = name + "_" + std::to_string(suffix);

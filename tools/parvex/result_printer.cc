@@ -303,7 +303,8 @@ bool ResultPrinter::PrintLine(const ParvexTable& table, const SimpleVector<RowID
   std::string block;
   for (size_t r = 0; r < rows.size(); ++r) {
     if (Stopped()) return false;
-    block = r == 0 ? "" : "\n";
+    block.clear();
+    if (r > 0) block += '\n';
     for (long c = 0; c < columns; ++c) {
       AppendPadded(names[c], nameWidths[c], widest, true, &block);
       block += " = ";

@@ -63,10 +63,11 @@ bool AppendSqlLiteral(const ParvexValue& value, std::string* out) {
       const double d = value.GetDouble();
       if (std::isfinite(d) && !std::signbit(d)) {
         *out += DoubleLiteral(d);
-        return true;
+      } else {
+        // No numeric literal: quoted text, which a Double column reads back exactly.
+        AppendQuotedText(std::isfinite(d) ? DoubleLiteral(d) : FormatDouble(d), out);
       }
-      AppendQuotedText(std::isfinite(d) ? DoubleLiteral(d) : FormatDouble(d), out);
-      return false;
+      return true;
     }
     case kTypeDate:
     case kTypeTime:

@@ -3,14 +3,15 @@
 //
 // Literals: NULL; integers in decimal (the most negative one as an expression,
 // since a leading minus is subtraction from 0); TRUE/FALSE; doubles always with
-// a decimal point (a number without one reads as an integer, and an integer
-// stored into a Double column becomes 0.0); strings and binary data quoted with
-// inner quotes doubled; DATE '...', TIME '...', TIMESTAMP '...'.
-// Three kinds of value have no exact literal in the dialect: negative doubles
-// (a minus sign makes integer arithmetic), infinities and NaN, and text holding
-// NUL bytes (the engine reads a statement up to its first NUL). They are
-// written as the closest text (the quoted number, the text without its NUL
-// bytes) and reported as inexact.
+// a decimal point (a number without one reads as an integer); strings and
+// binary data quoted with inner quotes doubled; DATE '...', TIME '...',
+// TIMESTAMP '...'.
+// The dialect has no literal for a negative double (-1.5 is 0 minus 1.5 in
+// integer arithmetic, which gives -1), an infinity or NaN: they are written as
+// quoted text ('-1.5', '-inf', 'nan'), which a Double column converts back to
+// the same double when the row is stored. Text holding NUL bytes has no exact
+// literal (the engine reads a statement up to its first NUL): it is written
+// without them and reported as inexact.
 #pragma once
 
 #include <string>
