@@ -2,10 +2,14 @@
 #include "line_source.h"
 
 #include <histedit.h>
+#include <langinfo.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <clocale>
 #include <cstdlib>
+#include <cstring>
+#include <cwchar>
 
 #include "interrupt.h"
 
@@ -24,6 +28,39 @@ char* PromptOf(EditLine* el) {
   void* data = nullptr;
   el_get(el, EL_CLIENTDATA, &data);
   return const_cast<char*>(static_cast<EditLineSource*>(data)->Prompt());
+}
+
+// The editor's character reader. libedit's own reader restarts a read that a
+// signal interrupted, which would swallow Ctrl-C; this one ends the line
+// instead (el_gets then returns null). Bytes are decoded as the locale's
+// multibyte text; a byte that does not decode is taken as it stands.
+int ReadTerminalChar(EditLine*, wchar_t* out) {
+  std::mbstate_t state{};
+  for (;;) {
+    char byte = 0;
+    const ssize_t count = read(STDIN_FILENO, &byte, 1);
+    if (count == 0) return 0;
+    if (count < 0) {
+      if (errno == EINTR && !InterruptRequested()) continue;
+      return -1;
+    }
+    wchar_t c = 0;
+    const size_t used = std::mbrtowc(&c, &byte, 1, &state);
+    if (used == static_cast<size_t>(-2)) continue;  // more bytes to come
+    if (used == static_cast<size_t>(-1)) {
+      state = std::mbstate_t{};
+      c = static_cast<unsigned char>(byte);
+    }
+    *out = c;
+    return 1;
+  }
+}
+
+// Statements are UTF-8 text: the terminal is read as UTF-8 even when the
+// environment names no such locale.
+void UseUtf8Terminal() {
+  std::setlocale(LC_CTYPE, "");
+  if (std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0) std::setlocale(LC_CTYPE, "C.UTF-8");
 }
 
 }  // namespace
@@ -76,6 +113,7 @@ EditLineSource::EditLineSource(std::string historyPath)
   // The editor writes its prompt and echo to the terminal; when standard
   // output is redirected, to standard error, so results stay clean.
   std::FILE* out = isatty(STDOUT_FILENO) ? stdout : stderr;
+  UseUtf8Terminal();
   mEditor->el = el_init("parvex", stdin, out, stderr);
   mEditor->history = history_init();
   history(mEditor->history, &mEditor->event, H_SETSIZE, kHistorySize);
@@ -84,6 +122,7 @@ EditLineSource::EditLineSource(std::string historyPath)
   el_set(mEditor->el, EL_CLIENTDATA, this);
   el_set(mEditor->el, EL_PROMPT, PromptOf);
   el_set(mEditor->el, EL_EDITOR, "emacs");
+  el_set(mEditor->el, EL_GETCFN, ReadTerminalChar);
   el_set(mEditor->el, EL_HIST, history, mEditor->history);
   el_source(mEditor->el, nullptr);  // the user's ~/.editrc, when there is one
 }

@@ -56,8 +56,8 @@ std::string RenderProgressLine(std::string_view label, uint64_t done, uint64_t t
   return line + counts;
 }
 
-ProgressBar::ProgressBar(std::string label, uint64_t total)
-    : mLabel(std::move(label)), mTotal(total), mEnabled(ProgressEnabled()), mStart(Clock::now()) {}
+ProgressBar::ProgressBar(std::string label, uint64_t total, bool enabled)
+    : mLabel(std::move(label)), mTotal(total), mEnabled(enabled && ProgressEnabled()), mStart(Clock::now()) {}
 
 ProgressBar::~ProgressBar() {
   if (mDrawn) EraseLine();

@@ -19,12 +19,17 @@
 
 namespace parvex::shell {
 
+// Whether standard error is a terminal (progress is drawn only then).
+bool ProgressEnabled();
+
 // The bar's line for `done` of `total` in a terminal `width` columns wide.
 std::string RenderProgressLine(std::string_view label, uint64_t done, uint64_t total, size_t width);
 
 class ProgressBar {
  public:
-  ProgressBar(std::string label, uint64_t total);
+  // `enabled` false keeps the bar silent (e.g. when the work's own output
+  // goes to the same terminal).
+  ProgressBar(std::string label, uint64_t total, bool enabled = ProgressEnabled());
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;
   ~ProgressBar();
@@ -56,8 +61,5 @@ class BusyIndicator {
   bool mDone = false;
   std::thread mThread;
 };
-
-// Whether standard error is a terminal (progress is drawn only then).
-bool ProgressEnabled();
 
 }  // namespace parvex::shell
