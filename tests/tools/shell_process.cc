@@ -6,6 +6,7 @@
 #include <pty.h>
 #include <signal.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -181,6 +182,18 @@ bool PtySession::WaitFor(const std::string& text, std::chrono::milliseconds limi
     }
     if (Clock::now() >= deadline || !ReadSome(std::chrono::milliseconds(50))) return false;
   }
+}
+
+bool PtySession::WaitForPrompt(const std::string& prompt) {
+  if (!WaitFor(prompt)) return false;
+  const auto deadline = Clock::now() + std::chrono::seconds(10);
+  while (Clock::now() < deadline) {
+    termios mode = {};
+    if (tcgetattr(mMaster, &mode) != 0) return false;
+    if ((mode.c_lflag & ICANON) == 0) return true;
+    ReadSome(std::chrono::milliseconds(5));
+  }
+  return false;
 }
 
 int PtySession::Wait(std::chrono::milliseconds limit) {

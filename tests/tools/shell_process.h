@@ -57,6 +57,10 @@ class PtySession {
   // Reads until `text` appears in the output after what earlier waits
   // consumed; false at the time limit or when the shell ended first.
   bool WaitFor(const std::string& text, std::chrono::milliseconds limit = std::chrono::seconds(10));
+  // WaitFor(prompt), then waits until the line editor has put the terminal
+  // into its character-at-a-time mode: it draws the prompt a moment before,
+  // and keys sent in between would be read by the terminal's line mode.
+  bool WaitForPrompt(const std::string& prompt);
   // Everything the terminal showed so far.
   const std::string& Output() const { return mOutput; }
   // Waits for the shell to end; its exit code, -1 when it did not end normally.

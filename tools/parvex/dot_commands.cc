@@ -167,13 +167,17 @@ void DotCommands::Mode(const Args& args) {
   }
 }
 
-void DotCommands::Schema(const Args& args) {
+bool DotCommands::TablesNamed(const Args& args, std::vector<const ParvexTable*>* tables) {
   std::string error;
-  const auto tables = TablesToDescribe(*mShell.mDatabase, args.empty() ? "" : args[0], &error);
-  if (!error.empty()) {
-    mShell.ReportStatus(ParvexStatus(kPXTableNotFound, string(error)));
-    return;
-  }
+  *tables = TablesToDescribe(*mShell.mDatabase, args.empty() ? "" : args[0], &error);
+  if (error.empty()) return true;
+  mShell.ReportStatus(ParvexStatus(kPXTableNotFound, string(error)));
+  return false;
+}
+
+void DotCommands::Schema(const Args& args) {
+  std::vector<const ParvexTable*> tables;
+  if (!TablesNamed(args, &tables)) return;
   std::string out;
   for (const ParvexTable* table : tables) {
     bool inexact = false;
@@ -184,12 +188,8 @@ void DotCommands::Schema(const Args& args) {
 }
 
 void DotCommands::Indexes(const Args& args) {
-  std::string error;
-  const auto tables = TablesToDescribe(*mShell.mDatabase, args.empty() ? "" : args[0], &error);
-  if (!error.empty()) {
-    mShell.ReportStatus(ParvexStatus(kPXTableNotFound, string(error)));
-    return;
-  }
+  std::vector<const ParvexTable*> tables;
+  if (!TablesNamed(args, &tables)) return;
   std::string out;
   for (const ParvexTable* table : tables) {
     SimpleVector<string> names;
@@ -203,12 +203,8 @@ void DotCommands::Indexes(const Args& args) {
 }
 
 void DotCommands::Dump(const Args& args) {
-  std::string error;
-  const auto tables = TablesToDescribe(*mShell.mDatabase, args.empty() ? "" : args[0], &error);
-  if (!error.empty()) {
-    mShell.ReportStatus(ParvexStatus(kPXTableNotFound, string(error)));
-    return;
-  }
+  std::vector<const ParvexTable*> tables;
+  if (!TablesNamed(args, &tables)) return;
   DumpReport report;
   // Written to the terminal, the dump is its own progress.
   WriteDump(tables, std::cout, [] { return InterruptRequested(); }, isatty(STDOUT_FILENO) == 0, &report);

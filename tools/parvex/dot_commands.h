@@ -10,6 +10,10 @@
 #include <string>
 #include <vector>
 
+namespace parvex {
+class ParvexTable;
+}
+
 namespace parvex::shell {
 
 class Shell;
@@ -56,6 +60,9 @@ class DotCommands {
   void Tables(const Args& args);
   void Timer(const Args& args);
 
+  // The user tables (args empty) or the one named in args[0]; reports a
+  // missing table and returns false.
+  bool TablesNamed(const Args& args, std::vector<const ParvexTable*>* tables);
   // Reads on|off (also yes/no, true/false, 1/0) into `flag`; reports a bad word.
   bool ParseSwitch(const std::string& word, bool* flag);
 

@@ -3,10 +3,13 @@
 
 #include <histedit.h>
 #include <langinfo.h>
+#include <poll.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <clocale>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
@@ -30,6 +33,29 @@ char* PromptOf(EditLine* el) {
   return const_cast<char*>(static_cast<EditLineSource*>(data)->Prompt());
 }
 
+// Waits until standard input has a byte to read; false when Ctrl-C came
+// first. SIGINT is let through only inside ppoll, so a Ctrl-C that arrives
+// just before the wait is not lost (a plain read would block until the next
+// key).
+bool WaitForInput() {
+  sigset_t interrupt, saved;
+  sigemptyset(&interrupt);
+  sigaddset(&interrupt, SIGINT);
+  pthread_sigmask(SIG_BLOCK, &interrupt, &saved);
+  bool ready = false;
+  while (!InterruptRequested()) {
+    sigset_t waiting = saved;
+    sigdelset(&waiting, SIGINT);
+    pollfd input = {STDIN_FILENO, POLLIN, 0};
+    if (ppoll(&input, 1, nullptr, &waiting) > 0 || (errno != EINTR && errno != EAGAIN)) {
+      ready = true;
+      break;
+    }
+  }
+  pthread_sigmask(SIG_SETMASK, &saved, nullptr);
+  return ready;
+}
+
 // The editor's character reader. libedit's own reader restarts a read that a
 // signal interrupted, which would swallow Ctrl-C; this one ends the line
 // instead (el_gets then returns null). Bytes are decoded as the locale's
@@ -37,11 +63,12 @@ char* PromptOf(EditLine* el) {
 int ReadTerminalChar(EditLine*, wchar_t* out) {
   std::mbstate_t state{};
   for (;;) {
+    if (!WaitForInput()) return -1;
     char byte = 0;
     const ssize_t count = read(STDIN_FILENO, &byte, 1);
     if (count == 0) return 0;
     if (count < 0) {
-      if (errno == EINTR && !InterruptRequested()) continue;
+      if (errno == EINTR || errno == EAGAIN) continue;
       return -1;
     }
     wchar_t c = 0;

@@ -140,8 +140,8 @@ bool ResultPrinter::Print(const ParvexTable& table) {
   table.GetRowIDs(&rows);
   switch (mSettings.mode) {
     case OutputMode::kBox: return PrintBox(table, rows);
-    case OutputMode::kList: return PrintList(table, rows);
-    case OutputMode::kCsv: return PrintCsv(table, rows);
+    case OutputMode::kList: return PrintDelimited(table, rows, false);
+    case OutputMode::kCsv: return PrintDelimited(table, rows, true);
     case OutputMode::kJson: return PrintJson(table, rows);
     case OutputMode::kLine: return PrintLine(table, rows);
   }
@@ -213,13 +213,21 @@ bool ResultPrinter::PrintBox(const ParvexTable& table, const SimpleVector<RowID>
   return true;
 }
 
-bool ResultPrinter::PrintList(const ParvexTable& table, const SimpleVector<RowID>& rows) {
+bool ResultPrinter::PrintDelimited(const ParvexTable& table, const SimpleVector<RowID>& rows, bool csv) {
   const long columns = table.QtyColumns();
+  const char separator = csv ? ',' : '|';
+  const auto append = [csv](std::string_view field, std::string* line) {
+    if (csv) {
+      AppendCsvField(field, line);
+    } else {
+      line->append(field);
+    }
+  };
   std::string line;
   if (mSettings.ShowHeaders()) {
     for (long c = 0; c < columns; ++c) {
-      if (c > 0) line += '|';
-      line += ColumnName(table, c).view();
+      if (c > 0) line += separator;
+      append(ColumnName(table, c).view(), &line);
     }
     line += '\n';
     mOut << line;
@@ -228,32 +236,8 @@ bool ResultPrinter::PrintList(const ParvexTable& table, const SimpleVector<RowID
     if (Stopped()) return false;
     line.clear();
     for (long c = 0; c < columns; ++c) {
-      if (c > 0) line += '|';
-      line += ValueText(CellValue(table, row, c), "");
-    }
-    line += '\n';
-    mOut << line;
-  }
-  return true;
-}
-
-bool ResultPrinter::PrintCsv(const ParvexTable& table, const SimpleVector<RowID>& rows) {
-  const long columns = table.QtyColumns();
-  std::string line;
-  if (mSettings.ShowHeaders()) {
-    for (long c = 0; c < columns; ++c) {
-      if (c > 0) line += ',';
-      AppendCsvField(ColumnName(table, c).view(), &line);
-    }
-    line += '\n';
-    mOut << line;
-  }
-  for (RowID row : rows) {
-    if (Stopped()) return false;
-    line.clear();
-    for (long c = 0; c < columns; ++c) {
-      if (c > 0) line += ',';
-      AppendCsvField(ValueText(CellValue(table, row, c), ""), &line);
+      if (c > 0) line += separator;
+      append(ValueText(CellValue(table, row, c), ""), &line);
     }
     line += '\n';
     mOut << line;

@@ -50,8 +50,8 @@ class ResultPrinter {
  private:
   bool Stopped() const { return mStop && mStop(); }
   bool PrintBox(const ParvexTable& table, const SimpleVector<RowID>& rows);
-  bool PrintList(const ParvexTable& table, const SimpleVector<RowID>& rows);
-  bool PrintCsv(const ParvexTable& table, const SimpleVector<RowID>& rows);
+  // list ('|' between raw values) or csv (',' between quoted fields).
+  bool PrintDelimited(const ParvexTable& table, const SimpleVector<RowID>& rows, bool csv);
   bool PrintJson(const ParvexTable& table, const SimpleVector<RowID>& rows);
   bool PrintLine(const ParvexTable& table, const SimpleVector<RowID>& rows);
 
