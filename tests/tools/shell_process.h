@@ -1,0 +1,78 @@
+// Running the real parvex binary from tests: through pipes (standard input,
+// output and error captured separately) or through a pseudo-terminal (an
+// interactive session driven keystroke by keystroke). Every run has a time
+// limit, so a hanging shell fails its test instead of the suite.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace parvex::shell::testing {
+
+// build/<type>/parvex, next to the test binaries.
+std::string ShellBinary();
+
+// A fresh folder under the system's temporary folder, removed at the end.
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+
+  const std::filesystem::path& path() const { return mPath; }
+  std::string File(const std::string& name) const { return (mPath / name).string(); }
+
+ private:
+  std::filesystem::path mPath;
+};
+
+struct ShellResult {
+  int exitCode = -1;  // -1 when the shell did not exit normally
+  std::string out;
+  std::string err;
+};
+
+// Runs the shell with `args` (the program name is added) and `input` on its
+// standard input; HOME points at `home` when given.
+ShellResult RunShell(const std::vector<std::string>& args, const std::string& input = "",
+                     const std::string& home = "");
+
+std::string ReadFile(const std::string& path);
+void WriteFile(const std::string& path, const std::string& bytes);
+
+// An interactive session on a pseudo-terminal (TERM=xterm, 100x30).
+class PtySession {
+ public:
+  PtySession(const std::vector<std::string>& args, const std::string& home);
+  ~PtySession();
+  PtySession(const PtySession&) = delete;
+  PtySession& operator=(const PtySession&) = delete;
+
+  void Send(const std::string& keys);
+  // Reads until `text` appears in the output after what earlier waits
+  // consumed; false at the time limit or when the shell ended first.
+  bool WaitFor(const std::string& text, std::chrono::milliseconds limit = std::chrono::seconds(10));
+  // WaitFor(prompt), then waits until the line editor has put the terminal
+  // into its character-at-a-time mode: it draws the prompt a moment before,
+  // and keys sent in between would be read by the terminal's line mode.
+  bool WaitForPrompt(const std::string& prompt);
+  // Everything the terminal showed so far.
+  const std::string& Output() const { return mOutput; }
+  // Waits for the shell to end; its exit code, -1 when it did not end normally.
+  int Wait(std::chrono::milliseconds limit = std::chrono::seconds(10));
+
+ private:
+  bool ReadSome(std::chrono::milliseconds limit);
+
+  pid_t mPid = -1;
+  int mMaster = -1;
+  std::string mOutput;
+  size_t mConsumed = 0;
+};
+
+}  // namespace parvex::shell::testing

@@ -1,0 +1,65 @@
+// Options and arguments of the shell.
+#include "command_line.h"
+
+#include <string_view>
+
+namespace parvex::shell {
+
+bool ParseCommandLine(int argc, const char* const* argv, CommandLine* commandLine, std::string* error) {
+  int i = 1;
+  for (; i < argc; ++i) {
+    const std::string_view arg = argv[i];
+    if (arg == "--") {
+      ++i;
+      break;
+    }
+    if (arg.size() < 2 || arg[0] != '-') break;
+    OutputMode mode;
+    if (arg.substr(0, 2) == "--" && ParseOutputMode(arg.substr(2), &mode)) {
+      commandLine->mode = mode;
+    } else if (arg == "--headers") {
+      commandLine->headers = true;
+    } else if (arg == "--no-headers") {
+      commandLine->headers = false;
+    } else if (arg == "--bail") {
+      commandLine->bail = true;
+    } else if (arg == "--help" || arg == "-h") {
+      commandLine->help = true;
+      return true;
+    } else {
+      *error = "unknown option " + std::string(arg);
+      return false;
+    }
+  }
+  if (i >= argc) {
+    *error = "no database file given";
+    return false;
+  }
+  commandLine->databasePath = argv[i++];
+  for (; i < argc; ++i) commandLine->sql.emplace_back(argv[i]);
+  return true;
+}
+
+std::string UsageText() {
+  return "Usage: parvex [OPTIONS] FILE [SQL ...]\n"
+         "Opens the database FILE (a missing or empty file becomes a new database) and runs\n"
+         "each SQL argument in order; without SQL arguments, reads statements and\n"
+         "dot-commands from standard input (with line editing on a terminal; .help lists\n"
+         "the commands).\n"
+         "\n"
+         "Options:\n"
+         "  --box          aligned columns inside borders (the default on a terminal)\n"
+         "  --list         values separated by | (the default otherwise)\n"
+         "  --csv          comma-separated values with a header line (RFC 4180)\n"
+         "  --json         one JSON array of objects per query\n"
+         "  --line         one \"column = value\" line per value\n"
+         "  --headers      show column names (list mode hides them by default)\n"
+         "  --no-headers   hide column names\n"
+         "  --bail         stop at the first failed statement\n"
+         "  --help         show this text\n"
+         "\n"
+         "Exit status: 0 when every statement succeeded, 1 when one failed, 2 for a usage\n"
+         "error or a database that cannot be opened.\n";
+}
+
+}  // namespace parvex::shell

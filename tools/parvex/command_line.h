@@ -1,0 +1,30 @@
+// The shell's command line: parvex [OPTIONS] FILE [SQL ...]
+//
+// Options come before FILE (`--` ends them, for a FILE that starts with '-');
+// every argument after FILE is SQL, run in order. A usage error (an unknown
+// option, no FILE) makes the shell print the usage and exit with code 2.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "result_printer.h"
+
+namespace parvex::shell {
+
+struct CommandLine {
+  std::string databasePath;
+  std::vector<std::string> sql;
+  std::optional<OutputMode> mode;  // unset: box on a terminal, list otherwise
+  std::optional<bool> headers;
+  bool bail = false;
+  bool help = false;
+};
+
+// False with `error` set for a usage error.
+bool ParseCommandLine(int argc, const char* const* argv, CommandLine* commandLine, std::string* error);
+
+std::string UsageText();
+
+}  // namespace parvex::shell

@@ -1,0 +1,214 @@
+// CSV import into a new or existing table.
+#include "csv_import.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <unordered_set>
+
+#include "core/status.h"
+#include "db/database.h"
+#include "interrupt.h"
+#include "progress.h"
+#include "sql/execute.h"
+#include "sql_text.h"
+
+namespace parvex::shell {
+namespace {
+
+// Where each CSV column goes.
+struct Target {
+  std::string name;       // as the header or the table spells it
+  ParvexDataType type;
+  long columnID = 0;
+  bool rowID = false;     // the hidden _rowid column: sets the row's ID
+};
+
+bool ReadWholeFile(const std::string& path, std::string* text, std::string* error) {
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
+  if (!file) {
+    *error = "cannot open " + path + ": " + std::strerror(errno);
+    return false;
+  }
+  char buffer[1 << 16];
+  size_t count;
+  while ((count = std::fread(buffer, 1, sizeof buffer, file.get())) > 0) text->append(buffer, count);
+  if (std::ferror(file.get())) {
+    *error = "cannot read " + path + ": " + std::strerror(errno);
+    return false;
+  }
+  return true;
+}
+
+bool SameText(std::string_view a, const char* b) { return CompareNoCase(a, b) == 0; }
+
+// Maps the header onto the columns of an existing table.
+bool TargetsOfTable(const ParvexTable& table, const std::vector<CsvField>& header,
+                    std::vector<Target>* targets, std::string* error) {
+  std::unordered_set<long> used;
+  for (const CsvField& field : header) {
+    long found = -1;
+    for (long c = 0; c < table.QtyColumns() && found < 0; ++c) {
+      const ParvexColumnInfo* column = table.Column(c);
+      if (column && column->name.Compare(field.text) == 0) found = c;
+    }
+    if (found < 0) {
+      *error = "table " + table.name.str() + " has no column " + field.text;
+      return false;
+    }
+    if (!used.insert(found).second) {
+      *error = "column " + field.text + " is named twice in the header";
+      return false;
+    }
+    const ParvexColumnInfo* column = table.Column(found);
+    targets->push_back({column->name.str(), found == 0 ? kTypeInteger : column->Type(), column->columnID,
+                        found == 0});
+  }
+  return true;
+}
+
+}  // namespace
+
+bool ImportCsv(ParvexDatabase& db, const std::string& path, const std::string& tableName,
+               ImportReport* report, std::string* error, bool* changed) {
+  *changed = false;
+  std::string text;
+  if (!ReadWholeFile(path, &text, error)) return false;
+  CsvReader reader(text);
+  std::vector<CsvField> header;
+  if (!reader.Next(&header)) {
+    *error = reader.Failed() ? path + ": " + reader.Error() : path + ": the file is empty";
+    return false;
+  }
+
+  ParvexTable* table = db.FindTable(string(tableName));
+  std::vector<Target> targets;
+  if (table != nullptr) {
+    if (!db.tables.empty() && table == db.tables[0]) {
+      *error = "the schema table can't be imported into";
+      return false;
+    }
+    if (!TargetsOfTable(*table, header, &targets, error)) return false;
+  } else {
+    if (!IsPlainName(tableName)) {
+      *error = "can't create a table named " + tableName + " (letters, digits, _ and # only)";
+      return false;
+    }
+    std::vector<std::string> names;
+    for (const CsvField& field : header) names.push_back(field.text);
+    names = ColumnNamesFromHeader(names);
+    for (size_t i = 0; i < names.size(); ++i) {
+      const bool rowID = SameText(header[i].text, "_rowid");
+      if (!rowID && names[i] != header[i].text) {
+        report->notes.push_back("column \"" + header[i].text + "\" is named " + names[i]);
+      }
+      targets.push_back({names[i], rowID ? kTypeInteger : kTypeString, 0, rowID});
+    }
+  }
+
+  // Read and check every record before anything is added.
+  std::vector<ParvexValue> values;
+  std::vector<size_t> lines;
+  std::unordered_set<int32_t> rowIDs;
+  std::vector<CsvField> fields;
+  {
+    ProgressBar progress("Reading " + path, text.size());
+    while (reader.Next(&fields)) {
+      if (InterruptRequested()) {
+        *error = "Interrupted.";
+        return false;
+      }
+      const std::string where = path + ":" + std::to_string(reader.RecordLine()) + ": ";
+      // A blank line can't be a record of several columns: it is skipped.
+      if (fields.size() == 1 && targets.size() > 1 && fields[0].text.empty() && !fields[0].quoted) continue;
+      if (fields.size() != targets.size()) {
+        *error = where + "expected " + std::to_string(targets.size()) + " fields, found " +
+                 std::to_string(fields.size());
+        return false;
+      }
+      for (size_t i = 0; i < fields.size(); ++i) {
+        ParvexValue value;
+        std::string problem;
+        if (!ConvertCsvField(fields[i], targets[i].type, &value, &problem)) {
+          *error = where + "column " + targets[i].name + ": " + problem;
+          return false;
+        }
+        if (targets[i].rowID) {
+          const int32_t id = value.GetInteger();
+          ParvexValue existing;
+          if (value.IsNull() || id <= 0) {
+            problem = "a row ID must be a positive integer";
+          } else if (!rowIDs.insert(id).second) {
+            problem = "row ID " + std::to_string(id) + " appears twice";
+          } else if (table != nullptr && table->GetValue(static_cast<RowID>(id), 0, &existing)) {
+            problem = "row ID " + std::to_string(id) + " is already in the table";
+          }
+          if (!problem.empty()) {
+            *error = where + "column _rowid: " + problem;
+            return false;
+          }
+        }
+        values.push_back(std::move(value));
+      }
+      lines.push_back(reader.RecordLine());
+      progress.Update(reader.Offset());
+    }
+  }
+  if (reader.Failed()) {
+    *error = path + ": " + reader.Error();
+    return false;
+  }
+
+  if (table == nullptr) {
+    std::string sql = "CREATE TABLE " + tableName + " (";
+    bool first = true;
+    for (const Target& target : targets) {
+      if (target.rowID) continue;
+      sql += (first ? "" : ", ") + target.name + " String";
+      first = false;
+    }
+    sql += ")";
+    if (first) {
+      *error = "the header names no column but _rowid";
+      return false;
+    }
+    ParvexStatus status;
+    db.UpdateClock();
+    ParvexSQLExecute(string(sql, kEncodingUTF8), db, &status);
+    *changed = true;
+    table = db.FindTable(string(tableName));
+    if (IsErrorState(status.State()) || table == nullptr) {
+      *error = "[" + std::string(status.Code()) + "] " + status.Description().str();
+      return false;
+    }
+    report->createdTable = true;
+    for (Target& target : targets) {
+      for (long c = 1; c < table->QtyColumns() && !target.rowID; ++c) {
+        const ParvexColumnInfo* column = table->Column(c);
+        if (column && column->name.Compare(target.name) == 0) target.columnID = column->columnID;
+      }
+    }
+  }
+
+  const size_t width = targets.size();
+  ProgressBar progress("Loading " + tableName, lines.size());
+  for (size_t r = 0; r < lines.size(); ++r) {
+    ParvexValueList row;
+    for (size_t i = 0; i < width; ++i) {
+      row.push_back(new ParvexValueWithID(values[r * width + i], targets[i].columnID));
+    }
+    *changed = true;
+    const RowID added = table->AddRow(row, true);
+    DeleteValues(row);  // the table took the values; this frees any it left behind
+    if (added == kInvalidRowID) {
+      *error = path + ":" + std::to_string(lines[r]) + ": the table refused the row";
+      return false;
+    }
+    report->rows = r + 1;
+    progress.Update(r + 1);
+  }
+  return true;
+}
+
+}  // namespace parvex::shell

@@ -1,0 +1,78 @@
+// parvex: the command-line shell over a Parvex database.
+//
+// parvex [OPTIONS] FILE [SQL ...] opens (or creates) the database FILE, runs
+// the SQL arguments or the statements of standard input, and exits with 0 when
+// everything succeeded, 1 when a statement failed and 2 for a usage error or a
+// database that cannot be opened.
+#include <unistd.h>
+
+#include <iostream>
+#include <memory>
+
+#include "command_line.h"
+#include "core/status.h"
+#include "db/database.h"
+#include "interrupt.h"
+#include "line_source.h"
+#include "shell.h"
+
+namespace {
+
+constexpr int kExitUsage = 2;
+
+int RunShell(int argc, char** argv) {
+  using namespace parvex;
+  using namespace parvex::shell;
+
+  CommandLine commandLine;
+  std::string error;
+  if (!ParseCommandLine(argc, argv, &commandLine, &error)) {
+    std::cerr << "parvex: " << error << "\n\n" << UsageText();
+    return kExitUsage;
+  }
+  if (commandLine.help) {
+    std::cout << UsageText();
+    return 0;
+  }
+
+  ParvexStatus status;
+  std::unique_ptr<ParvexDatabase> database(
+      ParvexOpenDatabase(string(commandLine.databasePath, kEncodingUTF8), true, &status));
+  if (!database) {
+    std::cerr << "parvex: cannot open " << commandLine.databasePath << ": "
+              << OneLine(status.Description().view()) << '\n';
+    return kExitUsage;
+  }
+
+  const bool terminalIn = isatty(STDIN_FILENO) == 1;
+  const bool terminalOut = isatty(STDOUT_FILENO) == 1;
+  OutputSettings output;
+  output.mode = commandLine.mode.value_or(terminalOut ? OutputMode::kBox : OutputMode::kList);
+  output.headers = commandLine.headers;
+
+  InstallSignalHandlers();
+  Shell shell(std::move(database), output, commandLine.bail);
+  if (!commandLine.sql.empty()) {
+    for (const std::string& sql : commandLine.sql) {
+      shell.RunText(sql);
+      if (shell.Stopped()) break;
+    }
+  } else if (terminalIn) {
+    if (terminalOut) {
+      std::cout << "parvex shell on " << commandLine.databasePath
+                << ". Enter .help for the commands, .quit or Ctrl-D to leave.\n";
+    }
+    EditLineSource input(DefaultHistoryPath());
+    shell.Run(input);
+    if (!shell.Stopped()) std::cout << '\n';  // Ctrl-D leaves the cursor behind the prompt
+  } else {
+    StreamLineSource input(stdin);
+    shell.Run(input);
+  }
+  shell.Close();
+  return shell.ExitCode();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) { return RunShell(argc, argv); }

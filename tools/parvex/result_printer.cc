@@ -1,0 +1,303 @@
+// The output modes of query results.
+#include "result_printer.h"
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "csv.h"
+#include "platform/number_format.h"
+#include "text_width.h"
+
+namespace parvex::shell {
+namespace {
+
+struct ModeName {
+  OutputMode mode;
+  const char* name;
+};
+constexpr ModeName kModeNames[] = {
+    {OutputMode::kBox, "box"},   {OutputMode::kList, "list"}, {OutputMode::kCsv, "csv"},
+    {OutputMode::kJson, "json"}, {OutputMode::kLine, "line"},
+};
+
+bool IsNumericType(ParvexDataType type) { return type == kTypeInteger || type == kTypeDouble; }
+
+string ColumnName(const ParvexTable& table, long column) {
+  const ParvexColumnInfo* info = table.Column(column);
+  return info ? info->name : string();
+}
+
+ParvexDataType ColumnType(const ParvexTable& table, long column) {
+  const ParvexColumnInfo* info = table.Column(column);
+  return info ? info->Type() : kTypeNone;
+}
+
+// Reads a cell; a missing cell reads as NULL.
+ParvexValue CellValue(const ParvexTable& table, RowID row, long column) {
+  ParvexValue value;
+  if (!table.GetValue(row, column, &value)) value.SetNull();
+  return value;
+}
+
+// Appends `text` as a JSON string. Bytes that are not valid UTF-8 are written
+// as \u00XX (read as Latin-1), so the output is always valid JSON.
+void AppendJsonString(std::string_view text, std::string* out) {
+  static const char kHex[] = "0123456789abcdef";
+  out->push_back('"');
+  for (size_t i = 0; i < text.size(); ++i) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    switch (c) {
+      case '"': *out += "\\\""; continue;
+      case '\\': *out += "\\\\"; continue;
+      case '\n': *out += "\\n"; continue;
+      case '\r': *out += "\\r"; continue;
+      case '\t': *out += "\\t"; continue;
+      case '\b': *out += "\\b"; continue;
+      case '\f': *out += "\\f"; continue;
+      default: break;
+    }
+    if (c < 0x20) {
+      *out += "\\u00";
+      out->push_back(kHex[c >> 4]);
+      out->push_back(kHex[c & 0xF]);
+      continue;
+    }
+    if (c < 0x80) {
+      out->push_back(static_cast<char>(c));
+      continue;
+    }
+    // A multi-byte sequence is copied when it is valid UTF-8.
+    const size_t length = Utf8SequenceLength(text, i);
+    if (length > 0) {
+      out->append(text.substr(i, length));
+      i += length - 1;
+      continue;
+    }
+    *out += "\\u00";
+    out->push_back(kHex[c >> 4]);
+    out->push_back(kHex[c & 0xF]);
+  }
+  out->push_back('"');
+}
+
+void AppendJsonValue(const ParvexValue& value, std::string* out) {
+  if (value.IsNull()) {
+    *out += "null";
+    return;
+  }
+  switch (value.Type()) {
+    case kTypeInteger:
+      *out += FormatInteger(value.GetInteger());
+      return;
+    case kTypeBoolean:
+      *out += value.GetInteger() ? "true" : "false";
+      return;
+    case kTypeDouble: {
+      const double d = value.GetDouble();
+      *out += std::isfinite(d) ? FormatDouble(d) : "null";
+      return;
+    }
+    default:
+      AppendJsonString(value.GetSaveString().view(), out);
+      return;
+  }
+}
+
+void AppendPadded(std::string_view text, size_t width, size_t target, bool right, std::string* out) {
+  const size_t pad = target > width ? target - width : 0;
+  if (right) out->append(pad, ' ');
+  out->append(text);
+  if (!right) out->append(pad, ' ');
+}
+
+}  // namespace
+
+bool ParseOutputMode(std::string_view name, OutputMode* mode) {
+  for (const ModeName& m : kModeNames) {
+    if (name == m.name) {
+      *mode = m.mode;
+      return true;
+    }
+  }
+  return false;
+}
+
+const char* OutputModeName(OutputMode mode) {
+  for (const ModeName& m : kModeNames) {
+    if (m.mode == mode) return m.name;
+  }
+  return "?";
+}
+
+std::string ValueText(const ParvexValue& value, std::string_view nullText) {
+  if (value.IsNull()) return std::string(nullText);
+  return value.GetSaveString().str();
+}
+
+bool ResultPrinter::Print(const ParvexTable& table) {
+  SimpleVector<RowID> rows;
+  table.GetRowIDs(&rows);
+  switch (mSettings.mode) {
+    case OutputMode::kBox: return PrintBox(table, rows);
+    case OutputMode::kList: return PrintDelimited(table, rows, false);
+    case OutputMode::kCsv: return PrintDelimited(table, rows, true);
+    case OutputMode::kJson: return PrintJson(table, rows);
+    case OutputMode::kLine: return PrintLine(table, rows);
+  }
+  return true;
+}
+
+bool ResultPrinter::PrintBox(const ParvexTable& table, const SimpleVector<RowID>& rows) {
+  struct Cell {
+    std::string text;
+    size_t width;
+    bool right;
+  };
+  const long columns = table.QtyColumns();
+  std::vector<size_t> widths(static_cast<size_t>(columns), 0);
+  std::vector<bool> numeric(static_cast<size_t>(columns));
+  std::vector<Cell> header;
+  for (long c = 0; c < columns; ++c) {
+    numeric[c] = IsNumericType(ColumnType(table, c));
+    std::string text = EscapeControlBytes(ColumnName(table, c).view());
+    const size_t width = DisplayWidth(text);
+    header.push_back({std::move(text), width, numeric[c]});
+    if (mSettings.ShowHeaders()) widths[c] = width;
+  }
+  // Every cell is measured before anything is drawn.
+  std::vector<Cell> cells;
+  cells.reserve(rows.size() * static_cast<size_t>(columns));
+  for (RowID row : rows) {
+    if (Stopped()) return false;
+    for (long c = 0; c < columns; ++c) {
+      const ParvexValue value = CellValue(table, row, c);
+      std::string text = value.IsNull() ? "NULL" : EscapeControlBytes(value.GetSaveString().view());
+      const size_t width = DisplayWidth(text);
+      const bool right = value.IsNull() ? numeric[c] : IsNumericType(value.Type());
+      if (width > widths[c]) widths[c] = width;
+      cells.push_back({std::move(text), width, right});
+    }
+  }
+  const auto rule = [&](const char* left, const char* middle, const char* right) {
+    std::string line = left;
+    for (long c = 0; c < columns; ++c) {
+      if (c > 0) line += middle;
+      for (size_t k = 0; k < widths[c] + 2; ++k) line += "─";
+    }
+    line += right;
+    line += '\n';
+    return line;
+  };
+  const auto rowLine = [&](const Cell* row) {
+    std::string line = "│";
+    for (long c = 0; c < columns; ++c) {
+      line += ' ';
+      AppendPadded(row[c].text, row[c].width, widths[c], row[c].right, &line);
+      line += " │";
+    }
+    line += '\n';
+    return line;
+  };
+  std::string out = rule("┌", "┬", "┐");
+  if (mSettings.ShowHeaders()) {
+    out += rowLine(header.data());
+    out += rule("├", "┼", "┤");
+  }
+  mOut << out;
+  for (size_t r = 0; r < rows.size(); ++r) {
+    if (Stopped()) return false;
+    mOut << rowLine(&cells[r * static_cast<size_t>(columns)]);
+  }
+  mOut << rule("└", "┴", "┘") << rows.size() << (rows.size() == 1 ? " row\n" : " rows\n");
+  return true;
+}
+
+bool ResultPrinter::PrintDelimited(const ParvexTable& table, const SimpleVector<RowID>& rows, bool csv) {
+  const long columns = table.QtyColumns();
+  const char separator = csv ? ',' : '|';
+  const auto append = [csv](std::string_view field, std::string* line) {
+    if (csv) {
+      AppendCsvField(field, line);
+    } else {
+      line->append(field);
+    }
+  };
+  std::string line;
+  if (mSettings.ShowHeaders()) {
+    for (long c = 0; c < columns; ++c) {
+      if (c > 0) line += separator;
+      append(ColumnName(table, c).view(), &line);
+    }
+    line += '\n';
+    mOut << line;
+  }
+  for (RowID row : rows) {
+    if (Stopped()) return false;
+    line.clear();
+    for (long c = 0; c < columns; ++c) {
+      if (c > 0) line += separator;
+      append(ValueText(CellValue(table, row, c), ""), &line);
+    }
+    line += '\n';
+    mOut << line;
+  }
+  return true;
+}
+
+bool ResultPrinter::PrintJson(const ParvexTable& table, const SimpleVector<RowID>& rows) {
+  const long columns = table.QtyColumns();
+  std::vector<std::string> keys;
+  for (long c = 0; c < columns; ++c) {
+    std::string key;
+    AppendJsonString(ColumnName(table, c).view(), &key);
+    key += ':';
+    keys.push_back(std::move(key));
+  }
+  mOut << '[';
+  std::string line;
+  for (size_t r = 0; r < rows.size(); ++r) {
+    if (Stopped()) {
+      mOut << "]\n";  // keep what was written a valid document
+      return false;
+    }
+    line = r == 0 ? "{" : ",\n{";
+    for (long c = 0; c < columns; ++c) {
+      if (c > 0) line += ',';
+      line += keys[c];
+      AppendJsonValue(CellValue(table, rows[r], c), &line);
+    }
+    line += '}';
+    mOut << line;
+  }
+  mOut << "]\n";
+  return true;
+}
+
+bool ResultPrinter::PrintLine(const ParvexTable& table, const SimpleVector<RowID>& rows) {
+  const long columns = table.QtyColumns();
+  std::vector<std::string> names;
+  std::vector<size_t> nameWidths;
+  size_t widest = 0;
+  for (long c = 0; c < columns; ++c) {
+    names.push_back(EscapeControlBytes(ColumnName(table, c).view()));
+    nameWidths.push_back(DisplayWidth(names.back()));
+    if (nameWidths.back() > widest) widest = nameWidths.back();
+  }
+  std::string block;
+  for (size_t r = 0; r < rows.size(); ++r) {
+    if (Stopped()) return false;
+    block.clear();
+    if (r > 0) block += '\n';
+    for (long c = 0; c < columns; ++c) {
+      AppendPadded(names[c], nameWidths[c], widest, true, &block);
+      block += " = ";
+      block += EscapeControlBytes(ValueText(CellValue(table, rows[r], c), "NULL"));
+      block += '\n';
+    }
+    mOut << block;
+  }
+  return true;
+}
+
+}  // namespace parvex::shell

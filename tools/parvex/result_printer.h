@@ -1,0 +1,67 @@
+// ResultPrinter: writes a query's result table in one of the shell's output modes.
+//
+//   box   aligned columns inside borders; numbers right-aligned, NULL shown as
+//         NULL, control bytes escaped; a row count below ("3 rows")
+//   list  one line per row, values separated by '|'; NULL is empty
+//   csv   RFC 4180: one line per row; NULL is an empty field
+//   json  one array of objects per result, one object per row
+//   line  one "column = value" line per value, a blank line between rows
+//
+// Values print in their saved text form (GetSaveString: dates without their
+// keyword, booleans TRUE/FALSE, doubles in the shortest exact form). A header
+// line with the column names is printed in box, list and csv modes when
+// headers are on; by default they are on in every mode but list. Printing
+// stops early when the stop check says so (Ctrl-C); the result is then
+// reported as interrupted.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <ostream>
+#include <string_view>
+
+#include "core/table.h"
+
+namespace parvex::shell {
+
+enum class OutputMode { kBox, kList, kCsv, kJson, kLine };
+
+// Accepts "box", "list", "csv", "json" and "line".
+bool ParseOutputMode(std::string_view name, OutputMode* mode);
+const char* OutputModeName(OutputMode mode);
+
+struct OutputSettings {
+  OutputMode mode = OutputMode::kList;
+  std::optional<bool> headers;  // unset: the mode's default
+
+  bool ShowHeaders() const { return headers.value_or(mode != OutputMode::kList); }
+};
+
+class ResultPrinter {
+ public:
+  using StopCheck = std::function<bool()>;
+
+  ResultPrinter(const OutputSettings& settings, std::ostream& out, StopCheck stop = {})
+      : mSettings(settings), mOut(out), mStop(std::move(stop)) {}
+
+  // Prints the whole table; false when the stop check ended it early.
+  bool Print(const ParvexTable& table);
+
+ private:
+  bool Stopped() const { return mStop && mStop(); }
+  bool PrintBox(const ParvexTable& table, const SimpleVector<RowID>& rows);
+  // list ('|' between raw values) or csv (',' between quoted fields).
+  bool PrintDelimited(const ParvexTable& table, const SimpleVector<RowID>& rows, bool csv);
+  bool PrintJson(const ParvexTable& table, const SimpleVector<RowID>& rows);
+  bool PrintLine(const ParvexTable& table, const SimpleVector<RowID>& rows);
+
+  const OutputSettings& mSettings;
+  std::ostream& mOut;
+  StopCheck mStop;
+};
+
+// The text of a value as the list, csv and line modes show it; NULL gives
+// `nullText`.
+std::string ValueText(const ParvexValue& value, std::string_view nullText);
+
+}  // namespace parvex::shell

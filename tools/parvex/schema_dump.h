@@ -1,0 +1,47 @@
+// .schema, .indexes and .dump: the database described, or recreated, as SQL.
+//
+// .schema writes for each user table (or the one named) its CREATE TABLE
+// statement, rebuilt from the columns the schema describes, and a CREATE INDEX
+// statement per index. .dump writes SQL that recreates schema, data and
+// indexes: BEGIN TRANSACTION, then per table its CREATE TABLE, one INSERT per
+// row naming every column and the row's `_rowid` (so row IDs survive), its
+// CREATE INDEX statements, and COMMIT at the end. Reading the dump into a new
+// database with the shell gives the same tables, rows, row IDs and indexes, in
+// one transaction. Values that have no exact literal in the dialect (see
+// sql_text.h) are written as the closest text and counted as inexact.
+#pragma once
+
+#include <functional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "core/table.h"
+
+namespace parvex {
+class ParvexDatabase;
+}
+
+namespace parvex::shell {
+
+// The user tables to describe: all of them (`name` empty) or the one named;
+// empty with `error` set when there is no such table.
+std::vector<const ParvexTable*> TablesToDescribe(const ParvexDatabase& db, const std::string& name,
+                                                 std::string* error);
+
+// "CREATE INDEX name ON table (col, ...);" for each index of `table`.
+std::vector<std::string> CreateIndexSql(const ParvexTable& table);
+
+struct DumpReport {
+  size_t rows = 0;
+  size_t inexactValues = 0;
+  std::vector<std::string> inexactPlaces;  // the first few, as "Table.column of row N"
+  bool interrupted = false;
+};
+
+// Writes the dump of `tables` to `out`; `stop` is asked between rows. With
+// `showProgress` a progress bar runs on standard error (when it is a terminal).
+void WriteDump(const std::vector<const ParvexTable*>& tables, std::ostream& out, const std::function<bool()>& stop,
+               bool showProgress, DumpReport* report);
+
+}  // namespace parvex::shell
