@@ -159,7 +159,9 @@ typedef struct KORADatabaseEngine {
 
 /* A cursor type. Every entry receives the plug-in's cursor data, as handed to
  * KORANewDBCursor. Rows are numbered from 0; a fresh cursor stands on row 0.
- * `close` frees the cursor data; the host calls it exactly once. */
+ * `close` frees the cursor data; the host calls it exactly once. The host
+ * keeps the database object whose engine made a cursor alive until the
+ * cursor is closed (the database itself may be closed meanwhile). */
 typedef struct KORADBCursorDefinition {
   int32_t version; /* KORA_CURSOR_VERSION */
   void (*close)(void* cursor);

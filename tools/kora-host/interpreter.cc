@@ -28,6 +28,13 @@ bool ParseDouble(const std::string& text, double* out) {
   return ec == std::errc() && ptr == end;
 }
 
+int HexValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
 std::string FormatNumber(double value) {
   char buffer[64];
   auto [ptr, ec] = std::to_chars(buffer, buffer + sizeof buffer, value);
@@ -50,6 +57,7 @@ const std::map<std::string, Interpreter::Handler>& Interpreter::Commands() {
   static const std::map<std::string, Handler> commands = {
       {"new", &Interpreter::CmdNew},
       {"file", &Interpreter::CmdFile},
+      {"writefile", &Interpreter::CmdWriteFile},
       {"let", &Interpreter::CmdLet},
       {"print", &Interpreter::CmdPrint},
       {"setprop", &Interpreter::CmdSetProp},
@@ -349,6 +357,42 @@ bool Interpreter::CmdFile(ScriptLexer& lexer) {
   if (!lexer.AtEnd() && !TextArg(lexer, "path", &path)) return false;
   if (!ExpectEnd(lexer)) return false;
   BindObject(name, World().NewFolderItem(path.empty() ? "" : World().ResolvePath(path)));
+  return true;
+}
+
+// writefile PATH ITEM...: writes a host file from "strings", hex byte runs
+// (56465376) and repeated bytes (00*992), to prepare files a program meets.
+bool Interpreter::CmdWriteFile(ScriptLexer& lexer) {
+  std::string path, bytes;
+  if (!TextArg(lexer, "path", &path)) return false;
+  while (!lexer.AtEnd()) {
+    const Token token = lexer.Next();
+    if (token.kind == Token::kString) {
+      bytes += token.text;
+      continue;
+    }
+    if (token.kind != Token::kWord) return Fail("bytes expected");
+    std::string hex = token.text;
+    int32_t repeat = 1;
+    if (const size_t star = hex.find('*'); star != std::string::npos) {
+      if (!ParseInteger(hex.substr(star + 1), &repeat) || repeat < 0) return Fail("bad repeat count");
+      hex.resize(star);
+    }
+    if (hex.empty() || hex.size() % 2 != 0) return Fail("bad hex bytes \"" + token.text + "\"");
+    std::string run;
+    for (size_t i = 0; i < hex.size(); i += 2) {
+      const int hi = HexValue(hex[i]);
+      const int lo = HexValue(hex[i + 1]);
+      if (hi < 0 || lo < 0) return Fail("bad hex bytes \"" + token.text + "\"");
+      run.push_back(static_cast<char>(hi * 16 + lo));
+    }
+    for (int32_t i = 0; i < repeat; ++i) bytes += run;
+  }
+  if (!lexer.error().empty()) return Fail(lexer.error());
+  std::FILE* file = std::fopen(World().ResolvePath(path).c_str(), "wb");
+  if (!file) return Fail("can't write " + path);
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+  if (std::fclose(file) != 0 || !written) return Fail("can't write " + path);
   return true;
 }
 

@@ -77,6 +77,7 @@ class Interpreter {
   // ---- objects, methods, values (interpreter.cc)
   bool CmdNew(ScriptLexer& lexer);
   bool CmdFile(ScriptLexer& lexer);
+  bool CmdWriteFile(ScriptLexer& lexer);
   bool CmdLet(ScriptLexer& lexer);
   bool CmdPrint(ScriptLexer& lexer);
   bool CmdSetProp(ScriptLexer& lexer);
@@ -97,6 +98,8 @@ class Interpreter {
   bool CmdExecute(ScriptLexer& lexer);
   bool CmdSelect(ScriptLexer& lexer);
   bool CmdTableSchema(ScriptLexer& lexer);
+  bool TableSchemaCursor(ScriptLexer& lexer, const char* what,
+                         KORADBCursor (*KORADatabaseEngine::*entry)(KORAObject, KORAText));
   bool CmdFieldSchema(ScriptLexer& lexer);
   bool CmdIndexSchema(ScriptLexer& lexer);
   bool CmdColumnTypes(ScriptLexer& lexer);
@@ -109,6 +112,8 @@ class Interpreter {
   bool BindNewCursor(const std::string& name, KORADBCursor handle);
 
   // ---- cursors (interpreter_cursor.cc)
+  bool MoveCursor(ScriptLexer& lexer, const char* what,
+                  void (*KORADBCursorDefinition::*move)(void*));
   bool CmdFirst(ScriptLexer& lexer);
   bool CmdLast(ScriptLexer& lexer);
   bool CmdPrevious(ScriptLexer& lexer);

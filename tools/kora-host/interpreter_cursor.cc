@@ -56,25 +56,25 @@ std::string Interpreter::RowText(HostCursor* cursor, int32_t columns) {
   return line;
 }
 
-bool Interpreter::CmdFirst(ScriptLexer& lexer) {
+// first, last, previous: a move that returns nothing.
+bool Interpreter::MoveCursor(ScriptLexer& lexer, const char* what,
+                             void (*KORADBCursorDefinition::*move)(void*)) {
   HostCursor* cursor = nullptr;
   if (!CursorArg(lexer, &cursor) || !ExpectEnd(lexer)) return false;
-  CallPlugin(cursor->database, "first", [&] { cursor->definition->first(cursor->data); });
+  CallPlugin(cursor->database, what, [&] { (cursor->definition->*move)(cursor->data); });
   return true;
+}
+
+bool Interpreter::CmdFirst(ScriptLexer& lexer) {
+  return MoveCursor(lexer, "first", &KORADBCursorDefinition::first);
 }
 
 bool Interpreter::CmdLast(ScriptLexer& lexer) {
-  HostCursor* cursor = nullptr;
-  if (!CursorArg(lexer, &cursor) || !ExpectEnd(lexer)) return false;
-  CallPlugin(cursor->database, "last", [&] { cursor->definition->last(cursor->data); });
-  return true;
+  return MoveCursor(lexer, "last", &KORADBCursorDefinition::last);
 }
 
 bool Interpreter::CmdPrevious(ScriptLexer& lexer) {
-  HostCursor* cursor = nullptr;
-  if (!CursorArg(lexer, &cursor) || !ExpectEnd(lexer)) return false;
-  CallPlugin(cursor->database, "previous", [&] { cursor->definition->previous(cursor->data); });
-  return true;
+  return MoveCursor(lexer, "previous", &KORADBCursorDefinition::previous);
 }
 
 bool Interpreter::CmdNext(ScriptLexer& lexer) {

@@ -68,32 +68,28 @@ bool Interpreter::CmdTableSchema(ScriptLexer& lexer) {
   return BindNewCursor(name, handle);
 }
 
-bool Interpreter::CmdFieldSchema(ScriptLexer& lexer) {
+// fieldschema / indexschema DB CUR "TABLE": a schema cursor of one table.
+bool Interpreter::TableSchemaCursor(ScriptLexer& lexer, const char* what,
+                                    KORADBCursor (*KORADatabaseEngine::*entry)(KORAObject,
+                                                                               KORAText)) {
   HostObject* db = nullptr;
   std::string name, table;
   if (!DatabaseArg(lexer, &db) || !WordArg(lexer, "cursor name", &name) ||
       !TextArg(lexer, "table name", &table) || !ExpectEnd(lexer)) {
     return false;
   }
-  if (!db->engine->fieldSchema) return Fail("the engine does not offer fieldSchema");
+  if (!(db->engine->*entry)) return Fail(std::string("the engine does not offer ") + what);
   KORADBCursor handle = nullptr;
-  CallPlugin(db, "fieldSchema",
-             [&] { handle = db->engine->fieldSchema(Handle(db), TextView(table)); });
+  CallPlugin(db, what, [&] { handle = (db->engine->*entry)(Handle(db), TextView(table)); });
   return BindNewCursor(name, handle);
 }
 
+bool Interpreter::CmdFieldSchema(ScriptLexer& lexer) {
+  return TableSchemaCursor(lexer, "fieldSchema", &KORADatabaseEngine::fieldSchema);
+}
+
 bool Interpreter::CmdIndexSchema(ScriptLexer& lexer) {
-  HostObject* db = nullptr;
-  std::string name, table;
-  if (!DatabaseArg(lexer, &db) || !WordArg(lexer, "cursor name", &name) ||
-      !TextArg(lexer, "table name", &table) || !ExpectEnd(lexer)) {
-    return false;
-  }
-  if (!db->engine->indexSchema) return Fail("the engine does not offer indexSchema");
-  KORADBCursor handle = nullptr;
-  CallPlugin(db, "indexSchema",
-             [&] { handle = db->engine->indexSchema(Handle(db), TextView(table)); });
-  return BindNewCursor(name, handle);
+  return TableSchemaCursor(lexer, "indexSchema", &KORADatabaseEngine::indexSchema);
 }
 
 // columntypes DB: the engine's type table, one "code Name" pair per type.
