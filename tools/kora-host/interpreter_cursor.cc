@@ -1,7 +1,6 @@
 // Script commands that walk, read and edit cursors.
-#include <charconv>
-
 #include "interpreter.h"
+#include "script_format.h"
 
 namespace kora_host {
 
@@ -9,16 +8,8 @@ namespace {
 
 HostWorld& World() { return HostWorld::Get(); }
 
-std::string FormatNumber(double value) {
-  char buffer[64];
-  auto [ptr, ec] = std::to_chars(buffer, buffer + sizeof buffer, value);
-  return ec == std::errc() ? std::string(buffer, ptr) : std::string("?");
-}
-
 bool ParseColumn(const std::string& text, int32_t* column) {
-  const char* end = text.data() + text.size();
-  auto [ptr, ec] = std::from_chars(text.data(), end, *column);
-  return ec == std::errc() && ptr == end && *column >= 0;
+  return ParseInteger(text, column) && *column >= 0;
 }
 
 }  // namespace
@@ -113,9 +104,7 @@ bool Interpreter::CmdNames(ScriptLexer& lexer) {
   std::string word;
   if (!lexer.AtEnd()) {
     if (!WordArg(lexer, "column number", &word)) return false;
-    const char* end = word.data() + word.size();
-    auto [ptr, ec] = std::from_chars(word.data(), end, only);
-    if (ec != std::errc() || ptr != end) return Fail("column number expected");
+    if (!ParseInteger(word, &only)) return Fail("column number expected");
   }
   if (!ExpectEnd(lexer)) return false;
   std::string line;
@@ -151,9 +140,7 @@ bool Interpreter::CmdValue(ScriptLexer& lexer) {
   std::string word;
   int32_t column = 0;
   if (!CursorArg(lexer, &cursor) || !WordArg(lexer, "column number", &word)) return false;
-  const char* end = word.data() + word.size();
-  auto [ptr, ec] = std::from_chars(word.data(), end, column);
-  if (ec != std::errc() || ptr != end) return Fail("column number expected");
+  if (!ParseInteger(word, &column)) return Fail("column number expected");
   if (!ExpectEnd(lexer)) return false;
   Print("value " + word + " = " + ColumnValueText(cursor, column));
   return true;

@@ -1,20 +1,13 @@
 // Tokenizer of kora-host script lines.
 #include "script_lexer.h"
 
-#include <cctype>
+#include "script_format.h"
 
 namespace kora_host {
 
 namespace {
 
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
-
-int HexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
 
 }  // namespace
 
@@ -77,8 +70,8 @@ Token ScriptLexer::Next() {
         case 't': ch = '\t'; break;
         case '0': ch = '\0'; break;
         case 'x': {
-          const int hi = mPos < mLine.size() ? HexDigit(mLine[mPos]) : -1;
-          const int lo = mPos + 1 < mLine.size() ? HexDigit(mLine[mPos + 1]) : -1;
+          const int hi = mPos < mLine.size() ? HexValue(mLine[mPos]) : -1;
+          const int lo = mPos + 1 < mLine.size() ? HexValue(mLine[mPos + 1]) : -1;
           if (hi < 0 || lo < 0) {
             mError = "bad \\x escape";
             return Token();
