@@ -145,6 +145,7 @@ class PExprScalarFunc : public ParvexExpr {
   bool Evaluate(const ParvexEvalContext& context, ParvexValue* out) const override;
   string Description() const override;
   long ChooseWildcardTable(const ParvexRecSet* recSet, bool* usable) const override;
+  bool Valid() const override;  // every present argument is valid
   bool HasAggregate() const override;
 
   ParvexFuncCode func;

@@ -1,0 +1,61 @@
+// ParvexDatabase: construction, destruction, the clock texts and table lookup.
+//
+// The transaction boundary (Commit, Rollback, TransactionInProgress) and the
+// schema data exchange live with the schema and storage code that they drive.
+#include "db/database.h"
+
+#include "platform/clock.h"
+#include "platform/number_format.h"
+
+namespace parvex {
+
+ParvexDatabase::ParvexDatabase(ParvexFileAccess* access) : fileAccess(access) {
+  // Without a file access there are no data files and therefore no tables.
+  // With one, the schema table over it becomes entry 0 of `tables`; that is
+  // the schema code's constructor to call once it exists, and until then a
+  // database over a file access has no tables either.
+}
+
+ParvexDatabase::~ParvexDatabase() {
+  // Tables go from the last to the first: user tables may still refer to the
+  // schema (entry 0) while they are torn down.
+  for (size_t i = tables.size(); i > 0; --i) delete tables[i - 1];
+  tables.clear();
+  DeleteAll(droppedTables);
+  // Deleting `fileAccess` comes with the ParvexFileAccess class itself: it is
+  // only declared at this layer so far, and an incomplete type cannot be deleted.
+}
+
+namespace {
+
+// Two digits with a leading "0" below 10; larger values print in full.
+std::string TwoDigits(int value) {
+  std::string text = FormatInteger(value);
+  if (value >= 0 && value < 10) text.insert(text.begin(), '0');
+  return text;
+}
+
+}  // namespace
+
+void ParvexDatabase::SetClock(int year, int month, int day, int hour, int minute, int second) {
+  const std::string date = FormatInteger(year) + "-" + TwoDigits(month) + "-" + TwoDigits(day);
+  const std::string time = TwoDigits(hour) + ":" + TwoDigits(minute) + ":" + TwoDigits(second);
+  currentDate = string(date);
+  currentTime = string(time);
+  currentTimestamp = string(date + " " + time);
+}
+
+void ParvexDatabase::UpdateClock() {
+  LocalDateTime now;
+  if (!GetLocalDateTime(&now)) return;  // the texts keep their last values
+  SetClock(now.year, now.month, now.day, now.hour, now.minute, now.second);
+}
+
+ParvexTable* ParvexDatabase::FindTable(const string& tableName) const {
+  for (ParvexTable* table : tables) {
+    if (table && table->name.Compare(tableName) == 0) return table;
+  }
+  return nullptr;
+}
+
+}  // namespace parvex

@@ -1,0 +1,131 @@
+// Unicode case mapping of UTF-8 text, and the text encoding conversions.
+#include "platform/unicode_case.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "platform/text_encoding.h"
+
+namespace parvex {
+namespace {
+
+std::string Lower(const char* utf8) { return UTF8ToLower(string(utf8, kEncodingUTF8)).str(); }
+std::string Upper(const char* utf8) { return UTF8ToUpper(string(utf8, kEncodingUTF8)).str(); }
+
+TEST(UnicodeCaseTest, MapsLettersBeyondAscii) {
+  EXPECT_EQ(Lower("ABC xyz 123"), "abc xyz 123");
+  EXPECT_EQ(Upper("abc XYZ 123"), "ABC XYZ 123");
+  EXPECT_EQ(Lower("\xC3\x84"), "\xC3\xA4");                  // Ä -> ä
+  EXPECT_EQ(Upper("\xC3\xA4"), "\xC3\x84");                  // ä -> Ä
+  EXPECT_EQ(Lower("\xCE\xA3"), "\xCF\x83");                  // Σ -> σ
+  EXPECT_EQ(Upper("\xCF\x82\xCF\x83"), "\xCE\xA3\xCE\xA3");  // ς σ -> Σ Σ
+  EXPECT_EQ(Lower("\xD0\x96\xD0\x81"), "\xD0\xB6\xD1\x91");  // Ж Ё -> ж ё
+  EXPECT_EQ(Lower("\xF0\x90\x90\x80"), "\xF0\x90\x90\xA8");  // Deseret U+10400 -> U+10428
+  EXPECT_EQ(Upper("\xF0\x90\x90\xA8"), "\xF0\x90\x90\x80");
+  EXPECT_EQ(Lower("\xC4\x80\xC4\x81"), "\xC4\x81\xC4\x81");  // alternating pairs: Ā ā -> ā ā
+  // Simple mappings only: ß has no one-character upper case, and the byte
+  // length may change (İ lowers to the one-byte i, Ⱥ to a three-byte letter).
+  EXPECT_EQ(Upper("\xC3\x9F"), "\xC3\x9F");
+  EXPECT_EQ(Lower("\xC4\xB0"), "i");
+  EXPECT_EQ(Lower("\xC8\xBA"), "\xE2\xB1\xA5");
+  // Characters without case are kept: CJK, emoji.
+  EXPECT_EQ(Upper("\xE4\xB8\xAD\xF0\x9F\x98\x80"), "\xE4\xB8\xAD\xF0\x9F\x98\x80");
+}
+
+TEST(UnicodeCaseTest, InvalidBytesPassThrough) {
+  const char* samples[] = {
+      "\xC3",              // truncated two-byte sequence
+      "a\xE2\x82",         // truncated three-byte sequence
+      "\xC0\x81",          // overlong form of U+0001
+      "\xED\xA0\x80",      // a surrogate
+      "\xF4\x90\x80\x80",  // beyond U+10FFFF
+      "\xFF\xFE",          // bytes that never occur
+      "\x80\x41",          // a stray continuation byte, then the letter A
+  };
+  for (const char* s : samples) {
+    const std::string lowered = Lower(s);
+    std::string expected(s);
+    for (char& c : expected) {
+      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
+    }
+    EXPECT_EQ(lowered, expected);
+  }
+  EXPECT_EQ(Upper("\xC3\xC3\xA4"), "\xC3\xC3\x84");  // the valid character after a bad byte still maps
+}
+
+TEST(UnicodeCaseTest, KeepsEncodingCode) {
+  EXPECT_EQ(UTF8ToLower(string("A", kEncodingUTF8)).Encoding(), kEncodingUTF8);
+  EXPECT_EQ(UTF8ToUpper(string("")).Encoding(), kEncodingDefault);
+}
+
+// Every code point maps exactly as the installed character database says.
+TEST(UnicodeCaseTest, AgreesWithTheCharacterDatabase) {
+  std::ifstream data("/usr/share/unicode/UnicodeData.txt");
+  if (!data) GTEST_SKIP() << "UnicodeData.txt is not installed";
+  std::vector<char32_t> lower(0x110000), upper(0x110000);
+  for (char32_t c = 0; c < 0x110000; ++c) lower[c] = upper[c] = c;
+  std::string line;
+  while (std::getline(data, line)) {
+    std::vector<std::string> fields;
+    std::stringstream in(line);
+    for (std::string field; std::getline(in, field, ';');) fields.push_back(field);
+    if (fields.size() < 14) continue;
+    const char32_t code = static_cast<char32_t>(std::stoul(fields[0], nullptr, 16));
+    if (!fields[12].empty()) upper[code] = static_cast<char32_t>(std::stoul(fields[12], nullptr, 16));
+    if (!fields[13].empty()) lower[code] = static_cast<char32_t>(std::stoul(fields[13], nullptr, 16));
+  }
+  int wrong = 0;
+  for (char32_t c = 0; c < 0x110000; ++c) {
+    if (UnicodeToLower(c) != lower[c] || UnicodeToUpper(c) != upper[c]) {
+      if (++wrong < 5) ADD_FAILURE() << std::hex << "U+" << static_cast<uint32_t>(c);
+    }
+  }
+  EXPECT_EQ(wrong, 0) << "regenerate the table with scripts/gen_unicode_case.py";
+}
+
+TEST(TextEncodingTest, DecodesOnlyShortestFormScalarValues) {
+  char32_t c = 0;
+  EXPECT_EQ(DecodeUTF8("\xE2\x82\xAC", 0, &c), 3u);
+  EXPECT_EQ(c, U'\u20AC');
+  EXPECT_EQ(DecodeUTF8("\xF4\x8F\xBF\xBF", 0, &c), 4u);
+  EXPECT_EQ(c, U'\U0010FFFF');
+  EXPECT_EQ(DecodeUTF8("\xE0\x80\xAF", 0, &c), 0u);  // overlong
+  EXPECT_EQ(DecodeUTF8("\xED\xBF\xBF", 0, &c), 0u);  // surrogate
+  EXPECT_EQ(DecodeUTF8("\xE2\x82", 0, &c), 0u);      // truncated
+  EXPECT_EQ(DecodeUTF8("\xE2\x41\xAC", 0, &c), 0u);  // not a continuation
+  for (char32_t cp : {U'\u0000', U'\u007F', U'\u0080', U'\u07FF', U'\u0800', U'\uFFFF', U'\U00010000'}) {
+    std::string bytes;
+    AppendUTF8(bytes, cp);
+    char32_t back = 1;
+    EXPECT_EQ(DecodeUTF8(bytes, 0, &back), bytes.size());
+    EXPECT_EQ(back, cp);
+  }
+}
+
+TEST(TextEncodingTest, Converts) {
+  const string utf8("a\xC3\xA4\xE2\x82\xAC\xF0\x90\x90\x80", kEncodingUTF8);  // a ä € U+10400
+  const string wide = ConvertEncoding(utf8, kEncodingUTF16);
+  EXPECT_EQ(wide.Encoding(), kEncodingUTF16);
+  const std::u16string expected = u"a\u00E4\u20AC\U00010400";
+  EXPECT_EQ(wide.view(),
+            std::string_view(reinterpret_cast<const char*>(expected.data()), expected.size() * 2));
+  EXPECT_EQ(ConvertEncoding(wide, kEncodingUTF8).view(), utf8.view());
+  // Single-byte text is ISO-8859-1; what it cannot hold becomes '?'.
+  EXPECT_EQ(ConvertEncoding(utf8, kEncodingDefault).view(), "a\xE4??");
+  EXPECT_EQ(ConvertEncoding(string("\xE4"), kEncodingUTF8).view(), "\xC3\xA4");
+  // Between single-byte codes only the label changes.
+  const string relabelled = ConvertEncoding(string("\xE4"), 1280);
+  EXPECT_EQ(relabelled.view(), "\xE4");
+  EXPECT_EQ(relabelled.Encoding(), 1280u);
+  // Broken input still converts: a stray UTF-8 byte, a dangling UTF-16 byte.
+  EXPECT_EQ(ConvertEncoding(string("\xFF", kEncodingUTF8), kEncodingDefault).view(), "\xFF");
+  EXPECT_EQ(ConvertEncoding(string("a\0b", 3, kEncodingUTF16), kEncodingUTF8).view(), "a\xEF\xBF\xBD");
+}
+
+}  // namespace
+}  // namespace parvex

@@ -1,0 +1,424 @@
+// Expression nodes: values, arithmetic, comparisons, LIKE, three-valued
+// logic, scalar functions, table choice, validity and descriptions.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <memory>
+
+#include "db/database.h"
+#include "expr_test_table.h"
+#include "query/expr_nodes.h"
+
+namespace parvex {
+namespace {
+
+ParvexExprPtr Const(const ParvexValue& v) { return std::make_unique<PExprConstant>(v); }
+ParvexExprPtr Int(int32_t i) { return Const(ParvexValue::Integer(i)); }
+ParvexExprPtr Dbl(double d) { return Const(ParvexValue::Double(d)); }
+ParvexExprPtr Str(const char* s) { return Const(ParvexValue::String(string(s))); }
+ParvexExprPtr Bool(bool b) { return Const(ParvexValue::Boolean(b)); }
+ParvexExprPtr Field(long table, long column) { return std::make_unique<PExprField>(table, column); }
+// Evaluated in isolation, a field has no row: its value is unknown.
+ParvexExprPtr Unknown() { return Field(0, 0); }
+ParvexExprPtr Math(char op, ParvexExprPtr l, ParvexExprPtr r) {
+  return std::make_unique<PExprMath>(op, std::move(l), std::move(r));
+}
+ParvexExprPtr Cmp(long op, ParvexExprPtr l, ParvexExprPtr r) {
+  return std::make_unique<PExprCompare>(op, std::move(l), std::move(r));
+}
+ParvexExprPtr Like(ParvexExprPtr v, ParvexExprPtr p, ParvexExprPtr e = nullptr) {
+  return std::make_unique<PExprCompareLike>(std::move(v), std::move(p), std::move(e));
+}
+ParvexExprPtr Not(ParvexExprPtr e) { return std::make_unique<PExprNot>(std::move(e)); }
+template <typename Node, typename... Operands>
+ParvexExprPtr Junction(Operands... operands) {
+  auto node = std::make_unique<Node>();
+  (node->Add(std::move(operands)), ...);
+  return node;
+}
+ParvexExprPtr Func(ParvexFuncCode code, ParvexExprPtr a1 = nullptr, ParvexExprPtr a2 = nullptr,
+                   ParvexExprPtr a3 = nullptr) {
+  return std::make_unique<PExprScalarFunc>(code, std::move(a1), std::move(a2), std::move(a3));
+}
+
+// Counts its evaluations; evaluates to a fixed integer.
+class CountingExpr : public ParvexExpr {
+ public:
+  CountingExpr(int32_t value, int* counter) : mValue(value), mCounter(counter) {}
+  bool Evaluate(const ParvexEvalContext&, ParvexValue* out) const override {
+    ++*mCounter;
+    out->SetInteger(mValue);
+    return true;
+  }
+  string Description() const override { return string("counted"); }
+  long ChooseWildcardTable(const ParvexRecSet*, bool* usable) const override {
+    if (usable) *usable = true;
+    return -1;
+  }
+
+ private:
+  int32_t mValue;
+  int* mCounter;
+};
+
+struct Result {
+  bool ok;
+  ParvexValue value;
+};
+
+Result Isolated(const ParvexExprPtr& e, ParvexDatabase* db = nullptr) {
+  Result r{false, ParvexValue()};
+  r.ok = e->EvaluateInIsolation(&r.value, db);
+  return r;
+}
+
+int32_t IntOf(const ParvexExprPtr& e) {
+  const Result r = Isolated(e);
+  EXPECT_TRUE(r.ok) << e->Description().view();
+  EXPECT_EQ(r.value.Type(), kTypeInteger) << e->Description().view();
+  EXPECT_FALSE(r.value.IsNull());
+  return r.value.GetInteger();
+}
+
+std::string TextOf(const ParvexExprPtr& e) {
+  const Result r = Isolated(e);
+  EXPECT_TRUE(r.ok) << e->Description().view();
+  return r.value.GetString().str();
+}
+
+TEST(ExprTest, ConstantsDescribeThemselvesAsSql) {
+  EXPECT_EQ(Str("it's")->Description().view(), "'it''s'");
+  EXPECT_EQ(Int(-42)->Description().view(), "-42");
+  EXPECT_EQ(Dbl(1.5)->Description().view(), "1.5");
+  EXPECT_EQ(Bool(true)->Description().view(), "TRUE");
+  EXPECT_EQ(Const(ParvexValue())->Description().view(), "NULL");
+  EXPECT_EQ(Const(ParvexValue::Null(kTypeString))->Description().view(), "NULL");
+  EXPECT_EQ(Const(ParvexValue::Text(kTypeDate, string("2001-02-03")))->Description().view(),
+            "DATE '2001-02-03'");
+  EXPECT_EQ(Const(ParvexValue::Text(kTypeTime, string("10:11:12")))->Description().view(), "TIME '10:11:12'");
+  EXPECT_EQ(Const(ParvexValue::Text(kTypeTimestamp, string("2001-02-03 10:11:12")))->Description().view(),
+            "TIMESTAMP '2001-02-03 10:11:12'");
+  SimpleVector<ParvexTable*> none;
+  EXPECT_EQ(Str("x")->GetType(none), kTypeString);
+  EXPECT_EQ(Dbl(1)->GetType(none), kTypeDouble);
+  EXPECT_EQ(Math('+', Dbl(1), Int(1))->GetType(none), kTypeDouble);  // the left operand's type
+  EXPECT_EQ(Cmp(kCompareEqual, Str("a"), Str("b"))->GetType(none), kTypeInteger);
+}
+
+TEST(ExprTest, IntegerArithmeticWrapsAndTruncates) {
+  EXPECT_EQ(IntOf(Math('+', Int(2), Int(3))), 5);
+  EXPECT_EQ(IntOf(Math('-', Int(2), Int(3))), -1);
+  EXPECT_EQ(IntOf(Math('*', Int(-4), Int(3))), -12);
+  EXPECT_EQ(IntOf(Math('/', Int(7), Int(2))), 3);
+  EXPECT_EQ(IntOf(Math('/', Int(-7), Int(2))), -3);
+  EXPECT_EQ(IntOf(Math('+', Int(INT_MAX), Int(1))), INT_MIN);
+  EXPECT_EQ(IntOf(Math('*', Int(65536), Int(65536))), 0);
+  EXPECT_EQ(IntOf(Math('-', Int(INT_MIN), Int(1))), INT_MAX);
+  // The right operand is read as an integer whatever its type.
+  EXPECT_EQ(IntOf(Math('+', Int(1), Str("41 apples"))), 42);
+  EXPECT_EQ(IntOf(Math('+', Int(1), Dbl(2.9))), 3);
+  // No defined quotient: unknown.
+  EXPECT_FALSE(Isolated(Math('/', Int(1), Int(0))).ok);
+  EXPECT_FALSE(Isolated(Math('/', Int(INT_MIN), Int(-1))).ok);
+  EXPECT_EQ(IntOf(Math('/', Int(INT_MIN), Int(1))), INT_MIN);
+  // An unknown operand makes the result unknown.
+  EXPECT_FALSE(Isolated(Math('+', Int(1), Unknown())).ok);
+  EXPECT_FALSE(Isolated(Math('+', Unknown(), Int(1))).ok);
+}
+
+TEST(ExprTest, OnlyIntegerAndStringLeftOperandsCompute) {
+  EXPECT_EQ(TextOf(Math('+', Str("abc"), Str("def"))), "abcdef");
+  EXPECT_EQ(TextOf(Math('+', Str("n="), Int(5))), "n=5");
+  EXPECT_EQ(TextOf(Math('-', Str("abc"), Int(1))), "abc");
+  const Result d = Isolated(Math('*', Dbl(1.5), Int(2)));
+  EXPECT_TRUE(d.ok);
+  EXPECT_EQ(d.value.Type(), kTypeDouble);
+  EXPECT_EQ(d.value.GetDouble(), 1.5);
+  const Result b = Isolated(Math('+', Bool(true), Int(2)));
+  EXPECT_TRUE(b.ok);
+  EXPECT_EQ(b.value.Type(), kTypeBoolean);
+  EXPECT_EQ(Math('*', Int(1), Math('+', Int(2), Str("x")))->Description().view(), "(1 * (2 + 'x'))");
+}
+
+TEST(ExprTest, ComparisonDomainFollowsTheLeftOperand) {
+  EXPECT_EQ(IntOf(Cmp(kCompareEqual, Dbl(2.3), Dbl(2.7))), 1);    // both read as 2
+  EXPECT_EQ(IntOf(Cmp(kCompareLess, Int(10), Str("9"))), 0);      // integers: 10 < 9
+  EXPECT_EQ(IntOf(Cmp(kCompareLess, Str("10"), Int(9))), 1);      // texts: "10" < "9"
+  EXPECT_EQ(IntOf(Cmp(kCompareGreater, Str("a"), Str("B"))), 1);  // case-sensitive bytes
+  EXPECT_EQ(IntOf(Cmp(kCompareEqual, Str("a"), Str("A"))), 0);
+  EXPECT_EQ(IntOf(Cmp(kCompareGreater, Str("\xC3\xA4"), Str("z"))), 1);  // unsigned bytes
+  EXPECT_EQ(IntOf(Cmp(kCompareLess, Str("ab"), Str("abc"))), 1);
+  const ParvexValue date1 = ParvexValue::Text(kTypeDate, string("2001-02-03"));
+  const ParvexValue date2 = ParvexValue::Text(kTypeDate, string("2001-12-01"));
+  EXPECT_EQ(IntOf(Cmp(kCompareLess, Const(date1), Const(date2))), 1);
+  // Booleans coerce both sides: 'yes' is true, 'f' is false.
+  EXPECT_EQ(IntOf(Cmp(kCompareEqual, Bool(true), Str("yes"))), 1);
+  EXPECT_EQ(IntOf(Cmp(kCompareEqual, Int(5), Bool(true))), 1);
+  EXPECT_EQ(IntOf(Cmp(kCompareEqual, Str("f"), Bool(false))), 1);  // texts "FALSE" and "FALSE"
+  // NULL compares as its reading (0 / "NULL").
+  EXPECT_EQ(IntOf(Cmp(kCompareEqual, Const(ParvexValue::Null(kTypeInteger)), Int(0))), 1);
+
+  const long ops[] = {kCompareLess,      kCompareGreater, kCompareNotEqual,
+                      kCompareLessEqual, kCompareEqual,   kCompareGreaterEqual};
+  const int lessAnswers[] = {1, 0, 1, 1, 0, 0};
+  const int equalAnswers[] = {0, 0, 0, 1, 1, 1};
+  for (int i = 0; i < 6; ++i) {
+    EXPECT_EQ(IntOf(Cmp(ops[i], Int(1), Int(2))), lessAnswers[i]) << ops[i];
+    EXPECT_EQ(IntOf(Cmp(ops[i], Str("x"), Str("x"))), equalAnswers[i]) << ops[i];
+  }
+  // An unknown operator code leaves the left operand.
+  EXPECT_EQ(IntOf(Cmp('?', Int(7), Int(2))), 7);
+  EXPECT_FALSE(Isolated(Cmp(kCompareEqual, Unknown(), Int(1))).ok);
+  EXPECT_FALSE(Isolated(Cmp(kCompareEqual, Int(1), Unknown())).ok);
+  EXPECT_EQ(Cmp(kCompareGreaterEqual, Int(1), Str("a"))->Description().view(), "(1 >= 'a')");
+  EXPECT_EQ(Cmp(kCompareLess, Int(1), Int(2))->Description().view(), "(1 < 2)");
+}
+
+TEST(ExprTest, LikeAndItsEscape) {
+  EXPECT_EQ(IntOf(Like(Str("Foo"), Str("f%"))), 1);
+  EXPECT_EQ(IntOf(Like(Str("Foo"), Str("b%"))), 0);
+  EXPECT_EQ(IntOf(Like(Str("f%oo"), Str("f^%oo"), Str("^"))), 1);
+  EXPECT_EQ(IntOf(Like(Str("fxoo"), Str("f^%oo"), Str("^"))), 0);
+  EXPECT_EQ(IntOf(Like(Int(123), Str("1_3"))), 1);  // operands read as text
+  EXPECT_FALSE(Isolated(Like(Str("a"), Str("a"), Str("^^"))).ok);
+  EXPECT_FALSE(Isolated(Like(Str("a"), Str("a"), Str(""))).ok);
+  EXPECT_FALSE(Isolated(Like(Str("a"), Str("a"), Unknown())).ok);
+  EXPECT_FALSE(Isolated(Like(Unknown(), Str("a"))).ok);
+  EXPECT_FALSE(Isolated(Like(Str("a"), Unknown())).ok);
+  EXPECT_EQ(Like(Field(0, 1), Str("a%"), Str("!"))->Description().view(), "A.1 LIKE 'a%' ESCAPE '!'");
+}
+
+TEST(ExprTest, ThreeValuedLogicLeavesAValueInOut) {
+  auto expect = [](const ParvexExprPtr& e, bool ok, int32_t value) {
+    const Result r = Isolated(e);
+    EXPECT_EQ(r.ok, ok) << e->Description().view();
+    EXPECT_EQ(r.value.Type(), kTypeInteger) << e->Description().view();
+    EXPECT_EQ(r.value.GetInteger(), value) << e->Description().view();
+  };
+  expect(Junction<PExprAnd>(Unknown(), Int(0)), true, 0);
+  expect(Junction<PExprAnd>(Unknown(), Int(1)), false, 1);
+  expect(Junction<PExprAnd>(Int(2), Int(1)), true, 1);
+  expect(Junction<PExprAnd>(), true, 1);
+  expect(Junction<PExprOr>(Unknown(), Int(1)), true, 1);
+  expect(Junction<PExprOr>(Unknown(), Int(0)), false, 0);
+  expect(Junction<PExprOr>(Int(0), Int(0)), true, 0);
+  expect(Junction<PExprOr>(), true, 0);
+  expect(Not(Int(0)), true, 1);
+  expect(Not(Int(-3)), true, 0);
+  expect(Not(Junction<PExprAnd>(Unknown(), Int(0))), true, 1);
+
+  const Result notUnknown = Isolated(Not(Unknown()));
+  EXPECT_FALSE(notUnknown.ok);
+
+  // A decisive operand stops the evaluation.
+  int counted = 0;
+  ParvexExprPtr node = std::make_unique<PExprAnd>();
+  auto* andNode = static_cast<PExprAnd*>(node.get());
+  andNode->Add(std::make_unique<CountingExpr>(1, &counted));
+  andNode->Add(Int(0));
+  andNode->Add(std::make_unique<CountingExpr>(1, &counted));
+  EXPECT_TRUE(Isolated(node).ok);
+  EXPECT_EQ(counted, 1);
+
+  EXPECT_EQ(Junction<PExprAnd>(Int(1), Junction<PExprOr>(Int(2), Int(3)))->Description().view(),
+            "1 AND 2 OR 3");
+  EXPECT_EQ(Not(Int(1))->Description().view(), "NOT 1");
+}
+
+TEST(ExprTest, ScalarFunctionNode) {
+  ParvexDatabase db(nullptr);
+  db.SetClock(2007, 3, 5, 9, 4, 3);
+  EXPECT_EQ(TextOf(Func(kFuncUpper, Str("abc"))), "ABC");
+  EXPECT_EQ(TextOf(Func(kFuncSubstring, Str("Foo"), Int(2))), "oo");  // absent count: NULL
+  EXPECT_EQ(TextOf(Func(kFuncTrim, Str("  a  "))), "a");
+  EXPECT_EQ(TextOf(Func(kFuncUpper)), "NULL");  // an absent argument reads as NULL
+  const Result date = Isolated(Func(kFuncCurrentDate), &db);
+  EXPECT_TRUE(date.ok);
+  EXPECT_EQ(date.value.GetString().view(), "2007-03-05");
+  EXPECT_FALSE(Isolated(Func(kFuncCurrentDate)).ok);       // no database
+  EXPECT_FALSE(Isolated(Func(kFuncUpper, Unknown())).ok);  // unknown argument
+  EXPECT_FALSE(Isolated(Func(kFuncCount, Int(1))).ok);     // aggregates are not scalar
+  EXPECT_FALSE(Isolated(Func(kFuncSubstring, Str("ab"), Int(1), Unknown())).ok);
+
+  SimpleVector<ParvexTable*> none;
+  EXPECT_EQ(Func(kFuncUpper, Int(1))->GetType(none), kTypeString);
+  EXPECT_EQ(Func(kFuncPosition, Str("a"), Str("b"))->GetType(none), kTypeInteger);
+  EXPECT_EQ(Func(kFuncSubstring, Field(0, 1), Int(2), Int(3))->Description().view(), "SUBSTRING(A.1, 2, 3)");
+  EXPECT_EQ(Func(kFuncCurrentTime)->Description().view(), "CURRENT_TIME");
+}
+
+TEST(ExprTest, ValidityAndAggregates) {
+  EXPECT_TRUE(Math('+', Int(1), Int(2))->Valid());
+  EXPECT_FALSE(Math('+', Int(1), nullptr)->Valid());
+  EXPECT_FALSE(Cmp(kCompareEqual, nullptr, Int(1))->Valid());
+  EXPECT_FALSE(Cmp(kCompareEqual, Int(1), Math('+', Int(1), nullptr))->Valid());
+  EXPECT_TRUE(Like(Str("a"), Str("b"))->Valid());
+  EXPECT_FALSE(Like(Str("a"), nullptr)->Valid());
+  EXPECT_FALSE(Not(nullptr)->Valid());
+  EXPECT_FALSE(Junction<PExprAnd>(Int(1), Not(nullptr))->Valid());
+  EXPECT_TRUE(Junction<PExprOr>()->Valid());
+  EXPECT_TRUE(Func(kFuncCurrentDate)->Valid());
+  EXPECT_FALSE(Func(kFuncUpper, Not(nullptr))->Valid());
+  EXPECT_TRUE(PExprAggregate(kAggCount, nullptr, false).Valid());
+  EXPECT_FALSE(PExprAggregate(kAggSum, nullptr, false).Valid());
+  EXPECT_TRUE(PExprAggregate(kAggSum, Int(1), false).Valid());
+  EXPECT_FALSE(PExprAggregate(kAggSum, Not(nullptr), false).Valid());
+  // An invalid tree that is evaluated anyway is unknown, not a crash.
+  EXPECT_FALSE(Isolated(Math('+', Int(1), nullptr)).ok);
+  EXPECT_FALSE(Isolated(Junction<PExprAnd>(Int(1), nullptr)).ok);
+
+  auto count = [] { return std::make_unique<PExprAggregate>(kAggCount, nullptr, false); };
+  EXPECT_FALSE(Int(1)->HasAggregate());
+  EXPECT_FALSE(Math('+', Field(0, 1), Int(1))->HasAggregate());
+  EXPECT_TRUE(Math('+', Int(1), count())->HasAggregate());
+  EXPECT_TRUE(Cmp(kCompareEqual, count(), Int(1))->HasAggregate());
+  EXPECT_TRUE(Like(Str("a"), Str("b"), Func(kFuncUpper, count()))->HasAggregate());
+  EXPECT_TRUE(Not(Junction<PExprOr>(Int(0), count()))->HasAggregate());
+  EXPECT_TRUE(Func(kFuncTrim, Str("a"), nullptr, count())->HasAggregate());
+}
+
+// Two small tables: T(a integer, b text) with three rows, U(c integer) with two.
+class FieldTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    t.Add({ParvexValue::Integer(1), ParvexValue::String(string("one"))});
+    t.Add({ParvexValue::Integer(2), ParvexValue::Null(kTypeString)});
+    t.Add({ParvexValue::Integer(3), ParvexValue::String(string("three"))});
+    u.Add({ParvexValue::Integer(10)});
+    u.Add({ParvexValue::Integer(20)});
+    tables.push_back(&t);
+    tables.push_back(&u);
+  }
+
+  ParvexEvalContext Context(const ParvexRecSet* recSet) {
+    ParvexEvalContext c;
+    c.recSet = recSet;
+    c.tables = &tables;
+    return c;
+  }
+
+  ExprTestTable t{"T", {{"a", kTypeInteger}, {"b", kTypeString}}};
+  ExprTestTable u{"U", {{"c", kTypeInteger}}};
+  SimpleVector<ParvexTable*> tables;
+};
+
+TEST_F(FieldTest, ReadsTheBoundRow) {
+  ParvexRecSet rs(2);
+  rs[0] = 107;
+  const ParvexExprPtr b = Field(0, 1);
+  ParvexValue out;
+  EXPECT_TRUE(b->Evaluate(Context(&rs), &out));
+  EXPECT_TRUE(out.IsNull());
+  EXPECT_EQ(out.Type(), kTypeString);
+  rs[0] = 114;
+  EXPECT_TRUE(b->Evaluate(Context(&rs), &out));
+  EXPECT_EQ(out.GetString().view(), "three");
+  // Unbound table, missing row or column, no tables, in isolation: unknown.
+  EXPECT_FALSE(Field(1, 0)->Evaluate(Context(&rs), &out));
+  rs[1] = 999;
+  EXPECT_FALSE(Field(1, 0)->Evaluate(Context(&rs), &out));
+  EXPECT_FALSE(Field(0, 5)->Evaluate(Context(&rs), &out));
+  EXPECT_FALSE(Field(2, 0)->Evaluate(Context(&rs), &out));
+  EXPECT_FALSE(b->Evaluate(ParvexEvalContext{&rs, nullptr, nullptr, nullptr}, &out));
+  EXPECT_FALSE(Isolated(b).ok);
+
+  // Without a record set a field reads the group's first one.
+  ParvexRecSet first(2), second(2);
+  first[0] = 100;
+  second[0] = 114;
+  SimpleVector<ParvexRecSet*> group;
+  ParvexEvalContext c = Context(nullptr);
+  c.group = &group;
+  EXPECT_FALSE(b->Evaluate(c, &out));  // empty group
+  group.push_back(&first);
+  group.push_back(&second);
+  EXPECT_TRUE(b->Evaluate(c, &out));
+  EXPECT_EQ(out.GetString().view(), "one");
+
+  EXPECT_EQ(Field(1, 2)->Description().view(), "B.2");
+  EXPECT_EQ(Field(0, 0)->Description().view(), "A.0");
+  EXPECT_EQ(b->GetType(tables), kTypeString);
+  EXPECT_EQ(Field(1, 0)->GetType(tables), kTypeInteger);
+  EXPECT_EQ(Field(1, 7)->GetType(tables), kTypeNone);
+}
+
+TEST_F(FieldTest, ExpressionsOverRows) {
+  ParvexRecSet rs(2);
+  rs[0] = 100;
+  rs[1] = 107;
+  ParvexValue out;
+  const ParvexExprPtr e = Cmp(kCompareEqual, Math('*', Field(0, 0), Int(20)), Field(1, 0));
+  EXPECT_TRUE(e->Evaluate(Context(&rs), &out));
+  EXPECT_EQ(out.GetInteger(), 1);
+  const ParvexExprPtr like = Like(Field(0, 1), Str("O%"));
+  EXPECT_TRUE(like->Evaluate(Context(&rs), &out));
+  EXPECT_EQ(out.GetInteger(), 1);
+}
+
+TEST_F(FieldTest, ChoosingTheNextTable) {
+  ParvexRecSet none(2);
+  ParvexRecSet firstBound(2);
+  firstBound[0] = 100;
+  bool usable = false;
+
+  EXPECT_EQ(Int(1)->ChooseWildcardTable(&none, &usable), -1);
+  EXPECT_TRUE(usable);
+  EXPECT_EQ(Field(1, 0)->ChooseWildcardTable(&none, &usable), 1);
+  EXPECT_TRUE(usable);
+  EXPECT_EQ(Field(0, 0)->ChooseWildcardTable(&firstBound, &usable), -1);
+
+  // Comparison: the left side's table, usable when the right needs no other.
+  EXPECT_EQ(Cmp(kCompareEqual, Field(0, 0), Int(1))->ChooseWildcardTable(&none, &usable), 0);
+  EXPECT_TRUE(usable);
+  EXPECT_EQ(Cmp(kCompareEqual, Field(0, 0), Field(1, 0))->ChooseWildcardTable(&none, &usable), 0);
+  EXPECT_FALSE(usable);
+  EXPECT_EQ(Cmp(kCompareEqual, Field(0, 0), Field(1, 0))->ChooseWildcardTable(&firstBound, &usable), 1);
+  EXPECT_TRUE(usable);
+  // Math: usable only when some operand names a table.
+  EXPECT_EQ(Math('+', Int(1), Int(2))->ChooseWildcardTable(&none, &usable), -1);
+  EXPECT_FALSE(usable);
+  EXPECT_EQ(Math('+', Int(1), Field(1, 0))->ChooseWildcardTable(&none, &usable), 1);
+  EXPECT_TRUE(usable);
+  // LIKE.
+  EXPECT_EQ(Like(Field(0, 1), Field(1, 0))->ChooseWildcardTable(&none, &usable), 0);
+  EXPECT_FALSE(usable);
+  EXPECT_EQ(Like(Str("x"), Field(1, 0), Field(1, 0))->ChooseWildcardTable(&none, &usable), 1);
+  EXPECT_TRUE(usable);
+  EXPECT_EQ(Like(Str("x"), Str("y"), Field(1, 0))->ChooseWildcardTable(&none, &usable), 1);
+  EXPECT_TRUE(usable);
+  // Scalar functions: absent arguments count as not usable when all answers agree.
+  EXPECT_EQ(Func(kFuncUpper, Field(0, 1))->ChooseWildcardTable(&firstBound, &usable), -1);
+  EXPECT_FALSE(usable);
+  EXPECT_EQ(Func(kFuncUpper, Field(0, 1))->ChooseWildcardTable(&none, &usable), 0);
+  EXPECT_TRUE(usable);
+  EXPECT_EQ(Func(kFuncPosition, Field(0, 1), Field(1, 0))->ChooseWildcardTable(&none, &usable), 0);
+  EXPECT_FALSE(usable);
+  EXPECT_EQ(Func(kFuncTrim, Field(1, 0), Field(1, 0), Field(1, 0))->ChooseWildcardTable(&none, &usable), 1);
+  EXPECT_TRUE(usable);
+  // NOT forwards.
+  EXPECT_EQ(Not(Cmp(kCompareEqual, Field(0, 0), Field(1, 0)))->ChooseWildcardTable(&none, &usable), 0);
+  EXPECT_FALSE(usable);
+  // AND / OR: the first usable answer wins; usable only when every operand asked was.
+  EXPECT_EQ(Junction<PExprAnd>(Cmp(kCompareEqual, Field(0, 0), Field(1, 0)),
+                               Cmp(kCompareEqual, Field(1, 0), Int(3)))
+                ->ChooseWildcardTable(&none, &usable),
+            1);
+  EXPECT_FALSE(usable);
+  EXPECT_EQ(
+      Junction<PExprOr>(Cmp(kCompareEqual, Field(1, 0), Int(3)), Cmp(kCompareEqual, Field(0, 0), Field(1, 0)))
+          ->ChooseWildcardTable(&none, &usable),
+      1);
+  EXPECT_TRUE(usable);  // the search stopped before the unusable operand
+  // An unusable answer is replaced even by a later -1.
+  EXPECT_EQ(Junction<PExprAnd>(Cmp(kCompareEqual, Field(0, 0), Field(1, 0)), Int(1))
+                ->ChooseWildcardTable(&none, &usable),
+            -1);
+  EXPECT_FALSE(usable);
+  EXPECT_EQ(Junction<PExprAnd>()->ChooseWildcardTable(&none, &usable), -1);
+  EXPECT_TRUE(usable);
+  // The flag is optional.
+  EXPECT_EQ(Junction<PExprOr>(Field(0, 0))->ChooseWildcardTable(&none, nullptr), 0);
+}
+
+}  // namespace
+}  // namespace parvex
