@@ -11,7 +11,7 @@ namespace parvex {
 namespace {
 
 // What a missing value (a key column past a row's values) reads as.
-const ParvexValue kMissingValue;
+const ParvexValue kMissingValue{};
 
 }  // namespace
 

@@ -1,0 +1,211 @@
+// ParvexStorage: the rows of one table as variable-length records in a data
+// file, plus a row-position map file from row ID to record position.
+//
+// Contract:
+// - Both files are RandomAccessMechanism streams owned by the storage; the map
+//   stream may be null (index files), in which case the map lives in memory
+//   only. The layout below is kept byte for byte; numbers go through the
+//   stream's typed helpers, which the file access layer sets to big-endian
+//   with doubles swapped.
+// - A record holds only the columns that have a value: NULL values are left
+//   out when a record is written, and a NULL handed to UpdateRecord removes
+//   that column from the record.
+// - The in-memory map lists every live row exactly once, in the order rows
+//   were first added. A row that an update moves keeps its place; RemoveRow
+//   takes a deleted row out for good, so neither a saved nor a rebuilt map
+//   lists it again. Because the map is complete (loaded and checked, or
+//   rebuilt by a scan), a row missing from it does not exist.
+// - Nothing read from a file is trusted: lengths and counts are checked
+//   against the bytes that are really there before anything is allocated or
+//   read. Damage makes the operation return false and is reported through
+//   HandleError (see StorageError). A map that is "Drty", missing or damaged
+//   is rebuilt by scanning the data file; a row found live twice there (a
+//   move cut short) keeps its later copy and the earlier one is retired.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "core/table.h"
+#include "platform/memory_stream.h"
+#include "platform/parvex_string.h"
+#include "platform/random_access.h"
+#include "platform/simple_vector.h"
+#include "storage/row_map.h"
+
+namespace parvex {
+
+// Data file layout.
+constexpr uint32_t kMetadataSize = 256;          // free text at offset 0
+constexpr uint32_t kFirstRecordOffset = kMetadataSize;
+constexpr uint32_t kRecordTagLive = 0x52635374;     // "RcSt"
+constexpr uint32_t kRecordTagDeleted = 0x54727368;  // "Trsh"
+constexpr uint32_t kRecordTagOffset = 0;
+constexpr uint32_t kRecordRowIDOffset = 4;
+constexpr uint32_t kRecordLengthOffset = 8;
+constexpr uint32_t kRecordHeaderSize = 12;  // the body follows
+constexpr uint32_t kMinBodyLength = 1;
+
+// Counted integers: 0xFF adds kCountedStep, a byte below 0xFF ends the number.
+constexpr uint8_t kCountedRunByte = 0xFF;
+constexpr uint32_t kCountedStep = 254;
+
+// Value encodings (sizes without the room that follows text).
+constexpr uint32_t kTypeByteSize = 1;
+constexpr uint32_t kIntegerSize = 4;
+constexpr uint32_t kBooleanSize = 1;
+constexpr uint32_t kDoubleSize = 8;
+constexpr uint32_t kStringFixedSize = 12;  // room, length, encoding
+constexpr uint32_t kTextFixedSize = 8;     // room, length (Date, Time, Timestamp, Binary)
+
+// Row-position map file layout.
+constexpr uint32_t kMapStateReady = 0x524D6170;  // "RMap"
+constexpr uint32_t kMapStateDirty = 0x44727479;  // "Drty"
+constexpr uint32_t kMapEndMark = 0x4D456E64;     // "MEnd"
+constexpr uint32_t kMapStateOffset = 0;
+constexpr uint32_t kMapCountOffset = 4;
+constexpr uint32_t kMapPairsOffset = 8;
+constexpr uint32_t kMapPairSize = 8;  // row ID, position
+constexpr uint32_t kMapFixedSize = 12;  // state, count, end mark
+
+// The position the map yields for a row it does not hold.
+constexpr uint32_t kNoRecordPosition = 0xFFFFFFFFu;
+
+// Error numbers reported through HandleError ("ParvexStorage error " + n).
+enum StorageError : int {
+  kStorageErrorNone = 0,
+  kStorageErrorBadHeader = 1,     // tag neither "RcSt" nor "Trsh", or body length below 1
+  kStorageErrorReadFailed = 2,    // a record header could not be read whole
+  kStorageErrorPastEnd = 3,       // a record's body runs past the end of the data file
+  kStorageErrorBadBody = 4,       // counts, rooms or lengths overrun the body, or an unknown type byte
+  kStorageErrorBadMap = 5,        // map count larger than the file, no end mark, bad state word,
+                                  // or a position outside the data file; the map is rebuilt
+  kStorageErrorMapMismatch = 6,   // a map position holds another row's record; the map is rebuilt
+  kStorageErrorWriteFailed = 7,   // a stream refused a write or the file would pass 2 GB
+};
+
+// Owns the values of a list for the length of a scope.
+struct OwnedValueList {
+  OwnedValueList() = default;
+  OwnedValueList(const OwnedValueList&) = delete;
+  OwnedValueList& operator=(const OwnedValueList&) = delete;
+  ~OwnedValueList() { DeleteValues(list); }
+  ParvexValueList list;
+};
+
+class ParvexStorage {
+ public:
+  // Takes both streams (the map stream may be null). Extends a short data
+  // file to the metadata size, loads the map or rebuilds it, and goes to the
+  // first record.
+  ParvexStorage(std::unique_ptr<RandomAccessMechanism> dataFile,
+                std::unique_ptr<RandomAccessMechanism> mapFile);
+  ParvexStorage(const ParvexStorage&) = delete;
+  ParvexStorage& operator=(const ParvexStorage&) = delete;
+  // FlushToDisk, then closes both streams.
+  ~ParvexStorage();
+
+  // The number of rows the map lists.
+  long QtyRows() const { return static_cast<long>(mRowPos.QtyItems()); }
+  // Saves the map when it changed, then flushes both streams. Always true.
+  bool FlushToDisk();
+
+  // Navigation. Each positions the current record and returns false at the
+  // end of the file or on a damaged header (reported).
+  bool GoToFirstRecord();
+  bool NextRecord();
+  // Goes to the row's record through the map. With `skipDeleted`, a deleted
+  // record at the row's position moves the storage on to the next live
+  // record and the call still succeeds: compare CurrentRowID().
+  bool GoToRowID(RowID rowID, bool skipDeleted);
+  // Reads the header at the stream's position (see GoToRowID for the flag).
+  bool ReadRecHeader(bool skipDeleted);
+
+  RowID CurrentRowID() const { return mCurrentRowID; }
+  uint32_t CurrentPosition() const { return mCurrentPos; }
+  uint32_t NextRecordPosition() const { return mNextPos; }
+  bool HasCurrentRecord() const { return mHaveCurrent; }
+  bool IsCurrentDeleted() const { return mHaveCurrent && !mCurrentLive; }
+
+  // Replaces the list's contents (owned values) with the current record's
+  // values. False, with an empty list, when the body is damaged; room left
+  // after the values by an in-place rewrite is not damage.
+  bool ReadRecordValues(ParvexValueList& values);
+  // Reads the live record of `rowID` into `values`: GoToRowID +
+  // ReadRecordValues. False when the row does not exist or is damaged.
+  bool ReadRowValues(RowID rowID, ParvexValueList& values);
+
+  // Appends a record at the end of the data file and enters it in the map
+  // (an ID already listed keeps its place). The values stay the caller's.
+  bool AddNewRecord(RowID rowID, const ParvexValueList& values);
+  // Writes a record at `position` whose body ends at `end`. Values that do
+  // not fit are refused (nothing written); true only when they fill the room
+  // exactly (a shorter write leaves the rest untouched and returns false).
+  bool WriteRecordAt(uint32_t position, RowID rowID, const ParvexValueList& values, uint32_t end);
+  // Merges the values into the current live record: same column ID replaces,
+  // new columns are appended, NULL removes. A record that outgrows its room
+  // moves to the end of the file (the old one becomes "Trsh").
+  bool UpdateRecord(const ParvexValueList& values);
+  // Marks the current record "Trsh". Its map entry stays (see RemoveRow).
+  bool DeleteRecord();
+  // Takes a row out of the map and its list for good (marking its record
+  // "Trsh" when it is still live) and marks the map dirty. False when the
+  // map does not list it.
+  bool RemoveRow(RowID rowID);
+
+  // The map's view of the rows.
+  bool ContainsRow(RowID rowID) const { return mRowPos.Contains(rowID); }
+  uint32_t RowPosition(RowID rowID) const { return mRowPos.Find(rowID); }
+  RowID RowIDAt(size_t place) const { return mRowPos.IDAt(place); }
+  void GetRowIDs(SimpleVector<RowID>* ids) const { mRowPos.GetIDs(ids); }
+
+  // The body size the values need (N, column entries, values, no extra room).
+  uint32_t CalcSchemaAndDataSize(const ParvexValueList& values) const;
+
+  // The 256-byte metadata area. ReadMetadata gives all 256 bytes, padding
+  // included; WriteMetadata stores the first 256 bytes of `text`, zero-padded.
+  bool ReadMetadata(string* text);
+  bool WriteMetadata(const string& text);
+
+  bool BuildRowPosMap();
+  bool LoadRowPosMap();
+  bool SaveRowPosMap();
+  void MarkRowPosMapDirty();
+  bool IsRowPosMapChanged() const { return mMapChanged; }
+
+  // Writes "ParvexStorage error <n>" to stderr and remembers n.
+  void HandleError(int errorType);
+  int LastError() const { return mLastError; }
+
+  RandomAccessMechanism* DataFile() const { return mFile.get(); }
+  RandomAccessMechanism* MapFile() const { return mMapFile.get(); }
+
+ private:
+  bool ReadHeaderAt(uint32_t position, uint32_t* tag);
+  bool SeekData(uint32_t position);
+  bool WriteTagAt(uint32_t position, uint32_t tag);
+  // Writes a whole record; `written` receives the end of the bytes written.
+  bool WriteRecordBytes(uint32_t position, RowID rowID, const ParvexValueList& values, uint32_t end,
+                        uint32_t* written);
+  void NoteDataEnd();
+  void ForgetCurrent() { mHaveCurrent = false; }
+  void RebuildAfterMapDamage();
+
+  std::unique_ptr<RandomAccessMechanism> mFile;
+  std::unique_ptr<RandomAccessMechanism> mMapFile;
+  uint32_t mCurrentPos = kFirstRecordOffset;
+  RowID mCurrentRowID = kInvalidRowID;
+  uint32_t mNextPos = kFirstRecordOffset;
+  bool mHaveCurrent = false;
+  bool mCurrentLive = false;
+  uint32_t mDataLength = 0;  // the data file's length, kept as the storage writes
+  RowMap<uint32_t> mRowPos{RowMap<uint32_t>::kDefaultSize, kNoRecordPosition};
+  bool mMapChanged = false;
+  bool mMapFromFile = false;  // the map was loaded, not rebuilt, and is not yet proven
+  int mLastError = kStorageErrorNone;
+  uint64_t mErrorCount = 0;
+  MemoryHandle mBody;   // the body being decoded
+  FileHandle mScratch;  // a record or a batch of map pairs being encoded
+};
+
+}  // namespace parvex

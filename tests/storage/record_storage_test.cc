@@ -1,0 +1,220 @@
+// ParvexStorage behaviour: navigation, updates that stay or move, deletions
+// that never come back, crash recovery through the map's state word, and
+// write failures.
+#include <gtest/gtest.h>
+
+#include "storage/record_storage.h"
+#include "storage_test_util.h"
+
+namespace parvex {
+namespace {
+
+using testing::List;
+using testing::MemFile;
+using testing::Open;
+
+struct Files {
+  std::shared_ptr<MemFile> data = std::make_shared<MemFile>();
+  std::shared_ptr<MemFile> map = std::make_shared<MemFile>();
+  std::unique_ptr<ParvexStorage> Storage() { return std::make_unique<ParvexStorage>(Open(data), Open(map)); }
+};
+
+std::vector<RowID> RowIDs(const ParvexStorage& storage) {
+  SimpleVector<RowID> ids;
+  storage.GetRowIDs(&ids);
+  return std::vector<RowID>(ids.begin(), ids.end());
+}
+
+// Row IDs met by walking the live records in file order.
+std::vector<RowID> Walk(ParvexStorage& storage) {
+  std::vector<RowID> ids;
+  for (bool more = storage.GoToFirstRecord(); more; more = storage.NextRecord()) ids.push_back(storage.CurrentRowID());
+  return ids;
+}
+
+TEST(RecordStorageTest, FreshStorageHasOnlyTheMetadataArea) {
+  Files files;
+  auto storage = files.Storage();
+  EXPECT_EQ(files.data->bytes.GetLength(), 256);
+  EXPECT_FALSE(storage->GoToFirstRecord());
+  EXPECT_EQ(storage->QtyRows(), 0);
+  EXPECT_FALSE(storage->GoToRowID(kInvalidRowID, false));  // no current record to match
+  storage.reset();
+  EXPECT_EQ(files.map->bytes.GetLength(), 0);  // nothing to save for an empty table
+}
+
+TEST(RecordStorageTest, AddedRecordsReadBackThroughWalkAndRowID) {
+  Files files;
+  auto storage = files.Storage();
+  ASSERT_TRUE(storage->AddNewRecord(1, List().Int(1, 123456).Str(2, "two")));
+  ASSERT_TRUE(storage->GoToFirstRecord());
+  EXPECT_EQ(storage->CurrentRowID(), 1u);
+  EXPECT_FALSE(storage->NextRecord());
+
+  ASSERT_TRUE(storage->AddNewRecord(5, List().Null(1, kTypeInteger).Str(3, "five")));
+  OwnedValueList values;
+  ASSERT_TRUE(storage->ReadRowValues(5, values.list));
+  ASSERT_EQ(values.list.size(), 1u);  // the NULL was left out
+  EXPECT_EQ(values.list[0]->id, 3);
+  ASSERT_TRUE(storage->ReadRowValues(1, values.list));  // the list is reused and resized
+  ASSERT_EQ(values.list.size(), 2u);
+  EXPECT_EQ(values.list[0]->GetInteger(), 123456);
+  EXPECT_EQ(values.list[1]->RawText().view(), "two");
+  EXPECT_FALSE(storage->ReadRowValues(4, values.list));
+  EXPECT_TRUE(values.list.empty());
+  EXPECT_EQ(RowIDs(*storage), (std::vector<RowID>{1, 5}));
+}
+
+TEST(RecordStorageTest, UpdateMergesReplacesAndRemovesColumns) {
+  Files files;
+  auto storage = files.Storage();
+  ASSERT_TRUE(storage->AddNewRecord(1, List().Int(1, 1).Str(2, "keep").Int(3, 3)));
+  ASSERT_TRUE(storage->GoToRowID(1, true));
+  ASSERT_TRUE(storage->UpdateRecord(List().Int(3, 30).Null(1, kTypeInteger).Bool(4, true)));
+  OwnedValueList values;
+  ASSERT_TRUE(storage->ReadRowValues(1, values.list));
+  ASSERT_EQ(values.list.size(), 3u);
+  EXPECT_EQ(values.list[0]->id, 2);
+  EXPECT_EQ(values.list[1]->id, 3);
+  EXPECT_EQ(values.list[1]->GetInteger(), 30);
+  EXPECT_EQ(values.list[2]->id, 4);
+  EXPECT_EQ(values.list[2]->Type(), kTypeBoolean);
+}
+
+TEST(RecordStorageTest, MovedRowKeepsItsPlaceAndIsNeverListedTwice) {
+  Files files;
+  auto storage = files.Storage();
+  for (RowID id = 1; id <= 3; ++id) ASSERT_TRUE(storage->AddNewRecord(id, List().Str(1, "x")));
+  const uint32_t oldPosition = storage->RowPosition(1);
+  ASSERT_TRUE(storage->GoToRowID(1, true));
+  ASSERT_TRUE(storage->UpdateRecord(List().Str(1, "a much longer value")));
+  EXPECT_NE(storage->RowPosition(1), oldPosition);
+  EXPECT_EQ(storage->RowPosition(1), storage->CurrentPosition());
+  EXPECT_EQ(storage->NextRecordPosition(), static_cast<uint32_t>(files.data->bytes.GetLength()));
+  EXPECT_EQ(RowIDs(*storage), (std::vector<RowID>{1, 2, 3}));
+  EXPECT_EQ(Walk(*storage), (std::vector<RowID>{2, 3, 1}));  // the old copy is "Trsh"
+  EXPECT_EQ(storage->QtyRows(), 3);
+
+  // Moving it again, then reopening through the saved map keeps the order.
+  ASSERT_TRUE(storage->GoToRowID(1, true));
+  ASSERT_TRUE(storage->UpdateRecord(List().Str(1, "an even longer value than before")));
+  storage.reset();
+  storage = files.Storage();
+  EXPECT_EQ(RowIDs(*storage), (std::vector<RowID>{1, 2, 3}));
+  OwnedValueList values;
+  ASSERT_TRUE(storage->ReadRowValues(1, values.list));
+  EXPECT_EQ(values.list[0]->RawText().view(), "an even longer value than before");
+}
+
+TEST(RecordStorageTest, DeletedRowsNeverComeBack) {
+  Files files;
+  auto storage = files.Storage();
+  for (RowID id = 1; id <= 4; ++id) ASSERT_TRUE(storage->AddNewRecord(id, List().Int(1, static_cast<int32_t>(id))));
+  // DeleteRecord marks the record; the map entry stays until RemoveRow.
+  ASSERT_TRUE(storage->GoToRowID(2, true));
+  ASSERT_TRUE(storage->DeleteRecord());
+  EXPECT_TRUE(storage->ContainsRow(2));
+  EXPECT_TRUE(storage->GoToRowID(2, false));
+  EXPECT_TRUE(storage->IsCurrentDeleted());
+  // Skipping deleted records moves on to the next live one.
+  ASSERT_TRUE(storage->GoToRowID(2, true));
+  EXPECT_EQ(storage->CurrentRowID(), 3u);
+  ASSERT_TRUE(storage->RemoveRow(2));
+  // RemoveRow alone also retires a live record.
+  ASSERT_TRUE(storage->RemoveRow(4));
+  EXPECT_FALSE(storage->RemoveRow(4));
+  EXPECT_EQ(RowIDs(*storage), (std::vector<RowID>{1, 3}));
+  EXPECT_FALSE(storage->GoToRowID(4, false));
+  EXPECT_EQ(Walk(*storage), (std::vector<RowID>{1, 3}));
+  EXPECT_FALSE(storage->GoToRowID(2, true));
+
+  // Neither the saved map nor a rebuilt one lists them.
+  storage.reset();
+  storage = files.Storage();
+  EXPECT_EQ(RowIDs(*storage), (std::vector<RowID>{1, 3}));
+  storage.reset();
+  files.map->SetContents({});
+  storage = files.Storage();
+  EXPECT_EQ(RowIDs(*storage), (std::vector<RowID>{1, 3}));
+}
+
+TEST(RecordStorageTest, ChangesAfterTheLastSaveSurviveACrash) {
+  Files files;
+  auto storage = files.Storage();
+  ASSERT_TRUE(storage->AddNewRecord(1, List().Int(1, 1)));
+  ASSERT_TRUE(storage->AddNewRecord(2, List().Int(1, 2)));
+  ASSERT_TRUE(storage->FlushToDisk());
+  EXPECT_FALSE(storage->IsRowPosMapChanged());
+  ASSERT_TRUE(storage->AddNewRecord(3, List().Int(1, 3)));
+  ASSERT_TRUE(storage->GoToRowID(1, true));
+  ASSERT_TRUE(storage->UpdateRecord(List().Str(2, "moved away")));
+  // "Crash": copy the files as they are now, without the flush.
+  auto crashed = std::make_shared<MemFile>();
+  auto crashedMap = std::make_shared<MemFile>();
+  crashed->SetContents(files.data->Contents());
+  crashedMap->SetContents(files.map->Contents());
+  EXPECT_EQ(crashedMap->Contents()[0], 'D');
+
+  ParvexStorage reopened(Open(crashed), Open(crashedMap));
+  EXPECT_EQ(reopened.QtyRows(), 3);
+  OwnedValueList values;
+  ASSERT_TRUE(reopened.ReadRowValues(1, values.list));
+  EXPECT_EQ(values.list.size(), 2u);
+  EXPECT_TRUE(reopened.ContainsRow(3));
+}
+
+TEST(RecordStorageTest, WriteRecordAtRefusesOverflowAndReportsShortWrites) {
+  Files files;
+  auto storage = files.Storage();
+  ASSERT_TRUE(storage->AddNewRecord(1, List().Str(1, "abcdef")));
+  ASSERT_TRUE(storage->AddNewRecord(2, List().Int(1, 2)));
+  const uint32_t position = storage->RowPosition(1);
+  const uint32_t end = storage->RowPosition(2);
+  const auto before = files.data->Contents();
+  // Too big for the room: nothing is written, the next record is safe.
+  EXPECT_FALSE(storage->WriteRecordAt(position, 1, List().Str(1, "abcdefghijkl"), end));
+  EXPECT_EQ(files.data->Contents(), before);
+  // Exactly filling the room succeeds; a shorter write is reported.
+  EXPECT_TRUE(storage->WriteRecordAt(position, 1, List().Str(1, "ghijkl"), end));
+  EXPECT_FALSE(storage->WriteRecordAt(position, 1, List().Str(1, "mn"), end));
+  OwnedValueList values;
+  ASSERT_TRUE(storage->ReadRowValues(1, values.list));  // the room left over is fine to read
+  EXPECT_EQ(values.list[0]->RawText().view(), "mn");
+  ASSERT_TRUE(storage->ReadRowValues(2, values.list));
+  EXPECT_EQ(values.list[0]->GetInteger(), 2);
+}
+
+TEST(RecordStorageTest, WriteFailuresAreReportedAndLeaveTheMapConsistent) {
+  Files files;
+  auto storage = files.Storage();
+  ASSERT_TRUE(storage->AddNewRecord(1, List().Int(1, 1)));
+  files.data->failWrites = true;
+  EXPECT_FALSE(storage->AddNewRecord(2, List().Int(1, 2)));
+  EXPECT_EQ(storage->LastError(), kStorageErrorWriteFailed);
+  EXPECT_FALSE(storage->ContainsRow(2));
+  ASSERT_TRUE(storage->GoToRowID(1, true));
+  EXPECT_FALSE(storage->UpdateRecord(List().Str(1, "grows and must move")));
+  EXPECT_FALSE(storage->WriteMetadata("x"));
+  files.data->failWrites = false;
+  OwnedValueList values;
+  ASSERT_TRUE(storage->ReadRowValues(1, values.list));
+  EXPECT_EQ(values.list[0]->GetInteger(), 1);
+  EXPECT_EQ(RowIDs(*storage), (std::vector<RowID>{1}));
+}
+
+TEST(RecordStorageTest, StorageWithoutMapFileRebuildsItsMapFromTheData) {
+  Files files;
+  {
+    ParvexStorage storage(Open(files.data), nullptr);
+    ASSERT_TRUE(storage.AddNewRecord(kInvalidRowID, List().Int(1, 0)));
+    ASSERT_TRUE(storage.AddNewRecord(8, List().Int(1, 8)));
+    EXPECT_FALSE(storage.SaveRowPosMap());
+    EXPECT_FALSE(storage.LoadRowPosMap());
+  }
+  ParvexStorage storage(Open(files.data), nullptr);
+  EXPECT_EQ(RowIDs(storage), (std::vector<RowID>{kInvalidRowID, 8}));
+  EXPECT_TRUE(storage.GoToRowID(kInvalidRowID, true));
+}
+
+}  // namespace
+}  // namespace parvex

@@ -1,0 +1,112 @@
+// RowMap against a plain model (an ordered vector plus a hash map) under
+// random adds, overwrites and removals, and its bucket sizing.
+#include "storage/row_map.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <unordered_map>
+#include <vector>
+
+namespace parvex {
+namespace {
+
+TEST(RowMapTest, GoodBinCountIsAPrimeOtherThanThirteen) {
+  EXPECT_EQ(RowMap<int>::GoodBinCount(1000), 1009u);
+  EXPECT_EQ(RowMap<int>::GoodBinCount(1009), 1009u);
+  EXPECT_EQ(RowMap<int>::GoodBinCount(0), 17u);
+  EXPECT_EQ(RowMap<int>::GoodBinCount(13), 17u);
+  EXPECT_EQ(RowMap<int>::GoodBinCount(24), 29u);
+  EXPECT_EQ(RowMap<int>().BinCount(), 1009u);
+}
+
+TEST(RowMapTest, LookupsOrderAndNotFound) {
+  RowMap<int> map(10, -7);
+  EXPECT_EQ(map.Find(3), -7);
+  EXPECT_EQ(map.FindIndex(3), -1);
+  EXPECT_EQ(map.FindNode(3), nullptr);
+  map.AddItem(30, 1);
+  map.AddItem(kInvalidRowID, 2);  // the all-ones ID is a key like any other
+  map.AddItem(0, 3);
+  map.AddItem(30, 4);  // an overwrite keeps the place
+  EXPECT_EQ(map.QtyItems(), 3u);
+  EXPECT_EQ(map.Find(30), 4);
+  EXPECT_EQ(map.FindIndex(30), 0);
+  EXPECT_EQ(map.FindIndex(kInvalidRowID), 1);
+  EXPECT_EQ(map.IDAt(2), 0u);
+  EXPECT_TRUE(map.RemoveItem(30));
+  EXPECT_FALSE(map.RemoveItem(30));
+  EXPECT_EQ(map.FindIndex(0), 1);
+  map.AddItem(30, 5);  // back at the end
+  SimpleVector<RowID> ids;
+  map.GetIDs(&ids);
+  EXPECT_EQ(std::vector<RowID>(ids.begin(), ids.end()), (std::vector<RowID>{kInvalidRowID, 0, 30}));
+  map.RemoveAll();
+  EXPECT_TRUE(map.empty());
+  EXPECT_EQ(map.Find(0), -7);
+  map.AddItem(5, 6);
+  EXPECT_EQ(map.IDAt(0), 5u);
+}
+
+TEST(RowMapTest, GrowsItsBucketsAndKeepsNodesInPlace) {
+  RowMap<uint32_t> map(1);
+  auto* first = map.AddItem(1, 100);
+  for (RowID id = 2; id <= 20000; ++id) map.AddItem(id * 7919u, id);
+  EXPECT_EQ(map.FindNode(1), first);
+  EXPECT_EQ(first->value, 100u);
+  EXPECT_GE(map.BinCount() * RowMap<uint32_t>::kMaxLoad, map.QtyItems());
+  map.Presize(100000);
+  EXPECT_GE(map.BinCount(), 100000u);
+  EXPECT_EQ(map.Find(20000u * 7919u), 20000u);
+  EXPECT_EQ(map.FindIndex(20000u * 7919u), 19999);
+}
+
+TEST(RowMapTest, MatchesAnOrderedModelUnderRandomChanges) {
+  std::mt19937 random(20240611);
+  RowMap<int> map(4, -1);
+  std::vector<RowID> order;
+  std::unordered_map<RowID, int> values;
+  auto check = [&]() {
+    ASSERT_EQ(map.QtyItems(), order.size());
+    for (size_t i = 0; i < order.size(); ++i) {
+      ASSERT_EQ(map.IDAt(i), order[i]) << i;
+      ASSERT_EQ(map.FindIndex(order[i]), static_cast<long>(i));
+      ASSERT_EQ(map.Find(order[i]), values[order[i]]);
+    }
+    std::vector<RowID> walked;
+    map.ForEach([&](RowID id, int) { walked.push_back(id); });
+    ASSERT_EQ(walked, order);
+  };
+  for (int step = 0; step < 60000; ++step) {
+    const RowID id = random() % 3000;
+    const int op = static_cast<int>(random() % 10);
+    if (op < 6) {
+      if (!values.count(id)) order.push_back(id);
+      values[id] = step;
+      map.AddItem(id, step);
+    } else {
+      const bool present = values.erase(id) > 0;
+      if (present) order.erase(std::find(order.begin(), order.end(), id));
+      ASSERT_EQ(map.RemoveItem(id), present);
+      ASSERT_EQ(map.FindIndex(id), -1);
+    }
+    if (step % 3000 == 0) check();
+  }
+  check();
+  // Empty it entirely, in random order, then refill.
+  std::shuffle(order.begin(), order.end(), random);
+  for (RowID id : order) ASSERT_TRUE(map.RemoveItem(id));
+  EXPECT_TRUE(map.empty());
+  order.clear();
+  values.clear();
+  for (RowID id = 10; id > 0; --id) {
+    map.AddItem(id, static_cast<int>(id));
+    order.push_back(id);
+    values[id] = static_cast<int>(id);
+  }
+  check();
+}
+
+}  // namespace
+}  // namespace parvex
