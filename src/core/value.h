@@ -33,7 +33,7 @@ bool IsTextType(ParvexDataType type);
 class ParvexValue {
  public:
   // The NULL value of type None.
-  ParvexValue() = default;
+  ParvexValue() noexcept {}  // user-provided, so `const ParvexValue v;` is valid
 
   static ParvexValue Integer(int32_t value);
   static ParvexValue Boolean(bool value);

@@ -1,19 +1,20 @@
 // ParvexDatabase: construction, destruction, the clock texts and table lookup.
 //
-// The transaction boundary (Commit, Rollback, TransactionInProgress) and the
-// schema data exchange live with the schema and storage code that they drive.
+// The database owns the file access and creates the schema table over it;
+// the transaction boundary (Commit, Rollback, TransactionInProgress) and the
+// schema data exchange are in database_transaction.cc.
 #include "db/database.h"
 
+#include "db/schema.h"
 #include "platform/clock.h"
 #include "platform/number_format.h"
+#include "storage/file_access.h"
 
 namespace parvex {
 
 ParvexDatabase::ParvexDatabase(ParvexFileAccess* access) : fileAccess(access) {
   // Without a file access there are no data files and therefore no tables.
-  // With one, the schema table over it becomes entry 0 of `tables`; that is
-  // the schema code's constructor to call once it exists, and until then a
-  // database over a file access has no tables either.
+  if (fileAccess) tables.push_back(new ParvexSchema(fileAccess));
 }
 
 ParvexDatabase::~ParvexDatabase() {
@@ -22,8 +23,8 @@ ParvexDatabase::~ParvexDatabase() {
   for (size_t i = tables.size(); i > 0; --i) delete tables[i - 1];
   tables.clear();
   DeleteAll(droppedTables);
-  // Deleting `fileAccess` comes with the ParvexFileAccess class itself: it is
-  // only declared at this layer so far, and an incomplete type cannot be deleted.
+  // The tables' streams are gone; the volume closes with the file access.
+  delete fileAccess;
 }
 
 namespace {

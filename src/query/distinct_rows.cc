@@ -36,7 +36,7 @@ uint64_t HashFoldedText(const string& text) {
   return h ^ text.length();
 }
 
-const ParvexValue kNullValue;
+const ParvexValue kNullValue{};
 
 const ParvexValue& ValueOrNull(const ParvexValueWithID* value) {
   return value ? *value : kNullValue;

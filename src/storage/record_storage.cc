@@ -205,8 +205,16 @@ ParvexStorage::ParvexStorage(std::unique_ptr<RandomAccessMechanism> dataFile,
     : mFile(std::move(dataFile)), mMapFile(std::move(mapFile)) {
   assert(mFile);
   mDataLength = static_cast<uint32_t>(std::max<int32_t>(mFile->GetLength(), 0));
-  if (mDataLength < kMetadataSize && mFile->SetLength(static_cast<int32_t>(kMetadataSize))) {
-    mDataLength = kMetadataSize;
+  if (mDataLength < kMetadataSize) {
+    // Write the missing bytes as zeros rather than only setting the length:
+    // a stream may hand back stale bytes for length it never wrote (a volume
+    // file placed in a reused block), and the metadata area must read as zero.
+    const char zeros[kMetadataSize] = {};
+    const int32_t missing = static_cast<int32_t>(kMetadataSize - mDataLength);
+    if (mFile->SeekFromStart(static_cast<int32_t>(mDataLength)) &&
+        mFile->WriteData(zeros, missing)) {
+      mDataLength = kMetadataSize;
+    }
   }
   if (!LoadRowPosMap()) {
     BuildRowPosMap();

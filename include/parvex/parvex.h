@@ -1,0 +1,26 @@
+// Parvex for embedding programs: everything needed to open a database file,
+// run SQL, read results and end transactions.
+//
+//   ParvexStatus status;
+//   std::unique_ptr<ParvexDatabase> db(ParvexOpenDatabase("my.pvx", true, &status));
+//   ParvexSQLExecute("CREATE TABLE t (a Integer, b String)", *db, &status);
+//   ParvexSQLExecute("INSERT INTO t VALUES (1, 'one')", *db, &status);
+//   db->Commit();
+//   std::unique_ptr<ParvexTable> rows(
+//       ParvexSQLQuery("SELECT a, b FROM t", *db, &status, nullptr, nullptr, nullptr));
+//
+// Statements never commit by themselves: call ParvexDatabase::Commit (or run
+// COMMIT) to write changes; destroying the database object discards what was
+// not committed. Every call reports through a ParvexStatus; a failed
+// statement has an error state (IsErrorState) and a message in Description().
+// Result tables number their rows from 0 (GetRowIDs) and are owned by the
+// caller. The engine is single-threaded: use one database from one thread at
+// a time.
+#pragma once
+
+#include "core/status.h"
+#include "core/table.h"
+#include "core/value.h"
+#include "db/database.h"
+#include "db/temp_table.h"
+#include "sql/execute.h"

@@ -1,0 +1,198 @@
+// The executors that change rows: INSERT (VALUES, DEFAULT VALUES, SELECT),
+// UPDATE and DELETE. Changes stay pending in the tables' transactions.
+#include <memory>
+#include <vector>
+
+#include "query/expr_nodes.h"
+#include "query/query.h"
+#include "query/update.h"
+#include "sql/execute_internal.h"
+
+namespace parvex {
+namespace execute_internal {
+
+namespace {
+
+// The target columns of an INSERT: the named ones in statement order, or all
+// user columns in index order. Fills one NULL slot per target (tagged with
+// the column's ID) and the targets' column indexes.
+bool InsertTargets(const SQLInsertNode& node, const ParvexTable& table, OwnedValues* slots,
+                   std::vector<long>* indexes, ParvexStatus* status) {
+  if (node.columnNames.empty()) {
+    for (long i = 1; i < table.QtyColumns(); ++i) {
+      slots->list.push_back(new ParvexValueWithID(ParvexValue(), table.Column(i)->columnID));
+      indexes->push_back(i);
+    }
+    return true;
+  }
+  for (const string& columnName : node.columnNames) {
+    long index = -1;
+    const long id = FindColumn(table, columnName, &index);
+    if (id < 0) {
+      status->Set(kPXColumnNotFound, string("Error: Column ") + columnName.view() + " not found.");
+      return false;
+    }
+    slots->list.push_back(new ParvexValueWithID(ParvexValue(), id));
+    indexes->push_back(index);
+  }
+  return true;
+}
+
+void InsertDefaultValues(ParvexTable& table) {
+  OwnedValues slots;
+  for (long i = 1; i < table.QtyColumns(); ++i) {
+    const ParvexColumnInfo* column = table.Column(i);
+    slots.list.push_back(new ParvexValueWithID(column->defaultValue, column->columnID));
+  }
+  table.AddRow(slots.list, true);
+}
+
+void InsertValues(const SQLInsertNode& node, ParvexTable& table, ParvexDatabase& db, ParvexStatus* status) {
+  OwnedValues slots;
+  std::vector<long> indexes;
+  if (!InsertTargets(node, table, &slots, &indexes, status)) return;
+  if (slots.list.size() != node.values.size()) {
+    status->Set(kPXInsertValuesMismatch);
+    return;
+  }
+  // An INSERT value can't refer to columns: it is converted without tables.
+  const SimpleVector<string> noNames;
+  const SimpleVector<ParvexTable*> noTables;
+  for (size_t i = 0; i < node.values.size(); ++i) {
+    const ParvexColumnInfo* column = table.Column(indexes[i]);
+    ParvexValueWithID& slot = *slots.list[i];
+    if (node.values[i] && node.values[i]->IsKeywordDefault()) {
+      static_cast<ParvexValue&>(slot) = column->defaultValue;
+      continue;
+    }
+    if (!node.values[i]) {
+      status->Set(kPXDataException, string("Couldn't evaluate value for ") + column->name.view());
+      return;
+    }
+    std::unique_ptr<ParvexExpr> expr = Convert(*node.values[i], noNames, noTables, status);
+    if (!expr) return;
+    ParvexValue value;
+    if (!expr->Valid() || !expr->EvaluateInIsolation(&value, &db)) {
+      status->Set(kPXDataException, string("Couldn't evaluate value for ") + column->name.view());
+      return;
+    }
+    static_cast<ParvexValue&>(slot) = value;
+  }
+  if (table.AddRow(slots.list, true) == kInvalidRowID) {
+    status->Set(kPXIntegrityConstraintViolation, string("Constraint violation."));
+  }
+}
+
+void InsertSelect(const SQLInsertNode& node, ParvexTable& table, ParvexDatabase& db, ParvexStatus* status) {
+  OwnedValues slots;
+  std::vector<long> indexes;
+  if (!InsertTargets(node, table, &slots, &indexes, status)) return;
+  // Items are counted as written: a * is one item.
+  if (slots.list.size() != node.select->items.size()) {
+    status->Set(kPXInsertValuesMismatch);
+    return;
+  }
+  std::unique_ptr<ParvexTable> result(RunSelect(*node.select, db, status, nullptr, nullptr, nullptr));
+  if (!result) return;
+  SimpleVector<RowID> rows;
+  result->GetRowIDs(&rows);
+  for (RowID row : rows) {
+    for (size_t j = 0; j < slots.list.size(); ++j) {
+      ParvexValue value;
+      if (!result->GetValue(row, static_cast<long>(j), &value)) value = ParvexValue();
+      static_cast<ParvexValue&>(*slots.list[j]) = value;
+    }
+    // A row the table refuses is skipped.
+    table.AddRow(slots.list, false);
+  }
+}
+
+}  // namespace
+
+void ExecuteInsert(const SQLInsertNode& node, ParvexDatabase& db, ParvexStatus* status) {
+  ParvexTable* table = LookUpTable(db, node.tableName, status);
+  if (!table) return;
+  if (node.defaultValues) {
+    InsertDefaultValues(*table);
+  } else if (node.select) {
+    InsertSelect(node, *table, db, status);
+  } else {
+    InsertValues(node, *table, db, status);
+  }
+}
+
+void ExecuteUpdate(const SQLUpdateNode& node, ParvexDatabase& db, ParvexStatus* status) {
+  ParvexTable* table = LookUpTable(db, node.tableName, status);
+  if (!table) return;
+  SimpleVector<string> tableNames;
+  tableNames.push_back(table->name);
+  SimpleVector<ParvexTable*> tables;
+  tables.push_back(table);
+
+  ParvexUpdate update;
+  update.database = &db;
+  update.table = table;
+  for (size_t i = 0; i < node.columnNames.size(); ++i) {
+    // Unlike FindColumn, the last column of that name wins.
+    const ParvexColumnInfo* column = nullptr;
+    for (long c = table->QtyColumns() - 1; c >= 0 && !column; --c) {
+      const ParvexColumnInfo* candidate = table->Column(c);
+      if (candidate && candidate->name.Compare(node.columnNames[i]) == 0) column = candidate;
+    }
+    if (!column) {
+      status->Set(kPXColumnNotFound, string("Error: Column ") + node.columnNames[i].view() + " not found.");
+      return;
+    }
+    update.columns.push_back(*column);
+    const SQLScalarExpNode* value = i < node.values.size() ? node.values[i].get() : nullptr;
+    if (value && value->IsKeywordDefault()) {
+      update.expressions.push_back(nullptr);  // the column's default
+      continue;
+    }
+    ParvexStatus ignored;
+    std::unique_ptr<ParvexExpr> expr;
+    if (value) expr = Convert(*value, tableNames, tables, &ignored);
+    if (!expr) {
+      status->Set(kPXDataException,
+                  string("Error: Couldn't evaluate ") + (value ? value->Description().view() : "") + ".");
+      return;
+    }
+    update.expressions.push_back(std::move(expr));
+  }
+  if (node.where) {
+    update.where = Convert(*node.where, tableNames, tables, status);
+    if (!update.where || !update.where->Valid()) return;
+  }
+  if (!update.RunUpdate()) status->Set(kPXDynamicSQLError, string("Error: UPDATE failed."));
+}
+
+void ExecuteDelete(const SQLDeleteNode& node, ParvexDatabase& db, ParvexStatus* status) {
+  ParvexTable* table = LookUpTable(db, node.tableName, status);
+  if (!table) return;
+  SimpleVector<RowID> rows;
+  if (!node.where) {
+    table->GetRowIDs(&rows);
+    for (RowID row : rows) table->DeleteRow(row);
+    return;
+  }
+  ParvexQuery query;
+  query.database = &db;
+  query.tables.push_back(table);
+  auto rowID = std::make_unique<PExprField>(0, 0);
+  rowID->name = string("_rowid");
+  query.items.push_back(std::move(rowID));
+  SimpleVector<string> tableNames;
+  tableNames.push_back(table->name);
+  query.where = Convert(*node.where, tableNames, query.tables, status);
+  if (!query.where || !query.where->Valid()) return;
+  std::unique_ptr<ParvexTable> result(query.RunQuery());
+  if (!result) return;
+  result->GetRowIDs(&rows);
+  for (RowID row : rows) {
+    ParvexValue id;
+    if (result->GetValue(row, 0, &id)) table->DeleteRow(static_cast<RowID>(id.GetInteger()));
+  }
+}
+
+}  // namespace execute_internal
+}  // namespace parvex

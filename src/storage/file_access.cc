@@ -1,0 +1,164 @@
+// ParvexFileAccess: the data folder of a database file.
+#include "storage/file_access.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "platform/data_file.h"
+
+namespace parvex {
+
+namespace {
+
+string OpenFailure(const char* what, const string& path, int code) {
+  return string("Error: Cannot ") + what + " database file " + path + ": " + std::strerror(code) + ".";
+}
+
+}  // namespace
+
+ParvexFileAccess::~ParvexFileAccess() = default;
+
+bool ParvexFileAccess::CreateOrOpenDataFolder(const string& path, bool create, ParvexStatus* status) {
+  mVolume.reset();
+  mDataFolder = VFileRef();
+  mChildren.clear();
+  mChildrenKnown = false;
+  if (path.empty()) {
+    SetStatus(status, kPXInvalidParameter, "Error: No database file given.");
+    return false;
+  }
+
+  std::unique_ptr<DataFile> file = DataFile::New();
+  std::unique_ptr<VHFSVolume> volume;
+  if (file->Open(path, DataFile::kOpenReadWrite)) {
+    if (file->GetLength() == 0) {
+      if (!create) {
+        SetStatus(status, kPXDataException, string("Error: File ") + path + " is empty; it is not a database file.");
+        return false;
+      }
+      volume = VHFSVolume::Create(file.release(), true);
+    } else {
+      volume = std::make_unique<VHFSVolume>(file.release(), true);
+      if (!volume->IsValid()) {
+        SetStatus(status, kPXDataException, string("Error: File ") + path + " is not a database file.");
+        return false;
+      }
+    }
+  } else if (file->LastError() == ENOENT) {
+    if (!create) {
+      SetStatus(status, kPXInvalidParameter, string("Error: Database file ") + path + " not found.");
+      return false;
+    }
+    if (!file->Create(path)) {
+      SetStatus(status, kPXInvalidParameter, OpenFailure("create", path, file->LastError()));
+      return false;
+    }
+    volume = VHFSVolume::Create(file.release(), true);
+  } else {
+    SetStatus(status, kPXInvalidParameter, OpenFailure("open", path, file->LastError()));
+    return false;
+  }
+  if (!volume) {
+    SetStatus(status, kPXDataException, string("Error: Cannot write a new database into file ") + path + ".");
+    return false;
+  }
+  VFileRef root = volume->GetRoot();
+  if (root.type != kFolderType) {
+    SetStatus(status, kPXDataException,
+              string("Error: Database file ") + path + " is damaged: its root folder can't be read.");
+    return false;
+  }
+  mVolume = std::move(volume);
+  mDataFolder = root;
+  return true;
+}
+
+const std::vector<VFileRef>& ParvexFileAccess::Children() {
+  if (!mChildrenKnown && mVolume) {
+    mChildrenComplete = mVolume->GetChildren(mDataFolder, &mChildren);
+    mChildrenKnown = true;
+  }
+  return mChildren;
+}
+
+const VFileRef* ParvexFileAccess::FindChild(const string& name) {
+  for (const VFileRef& child : Children()) {
+    if (child.name.CompareWithCase(name.Substring(0, kItemNameMaxLength)) == 0) return &child;
+  }
+  return nullptr;
+}
+
+bool ParvexFileAccess::RemoveItems(const string& name) {
+  bool ok = true;
+  bool removed = false;
+  for (const VFileRef* child = FindChild(name); child; child = FindChild(name)) {
+    const VFileRef victim = *child;
+    // Unlinking reorders the folder's list: list it again afterwards.
+    mChildrenKnown = false;
+    if (!mVolume->DeleteFile(victim)) {
+      ok = false;
+      break;
+    }
+    removed = true;
+  }
+  mChildrenKnown = false;
+  return ok && removed;
+}
+
+std::unique_ptr<RandomAccessMechanism> ParvexFileAccess::Prepare(std::unique_ptr<VFile> file, bool readOnly) {
+  if (!file) return nullptr;
+  file->SetReadOnly(readOnly);
+  file->SetBigEndian();
+  file->SetDoubleSwap(true);
+  return file;
+}
+
+std::unique_ptr<RandomAccessMechanism> ParvexFileAccess::OpenFile(const string& name, bool create, bool readOnly) {
+  if (!mVolume) return nullptr;
+  if (const VFileRef* existing = FindChild(name)) {
+    if (existing->type != kFolderType) return Prepare(mVolume->OpenFile(*existing), readOnly);
+    if (!create || !RemoveItems(name)) return nullptr;
+  } else if (!create) {
+    return nullptr;
+  }
+  VFileRef ref = mVolume->CreateFile(mDataFolder, name, kParvexFileType);
+  if (ref.IsEmpty()) {
+    mChildrenKnown = false;  // a failure may have left a half-linked item
+    return nullptr;
+  }
+  if (mChildrenKnown) mChildren.push_back(ref);
+  return Prepare(mVolume->OpenFile(ref), readOnly);
+}
+
+bool ParvexFileAccess::CreateFile(const string& name) {
+  if (!mVolume) return false;
+  if (FindChild(name) && !RemoveItems(name)) return false;
+  VFileRef ref = mVolume->CreateFile(mDataFolder, name, kParvexFileType);
+  if (ref.IsEmpty()) {
+    mChildrenKnown = false;
+    return false;
+  }
+  if (mChildrenKnown) mChildren.push_back(ref);
+  return true;
+}
+
+bool ParvexFileAccess::DeleteFile(const string& name) { return mVolume && RemoveItems(name); }
+
+bool ParvexFileAccess::ContainsFile(const string& name) {
+  if (!mVolume) return false;
+  const VFileRef* child = FindChild(name);
+  return child && child->type != kFolderType;
+}
+
+bool ParvexFileAccess::FindFiles(const string& prefix, std::vector<string>* names) {
+  names->clear();
+  if (!mVolume) return false;
+  for (const VFileRef& child : Children()) {
+    if (child.type != kFolderType && child.name.view().starts_with(prefix.view())) names->push_back(child.name);
+  }
+  return mChildrenComplete;
+}
+
+bool ParvexFileAccess::Flush() { return mVolume && mVolume->FlushToDisk(); }
+
+}  // namespace parvex

@@ -1,0 +1,197 @@
+// ParvexTrans: a stored table inside a transaction.
+//
+// The rows live in a ParvexStorage (T.dat with its 256-byte metadata area and
+// the row-position map T.map); every change is held in memory until Commit
+// writes it or Rollback throws it away. The table also owns its indexes
+// (T.<index>.idx) and keeps them current with every pending change.
+//
+// Contract:
+// - Column 0 is the hidden `_rowid` (Integer, column ID 0); it reads as the
+//   row's ID and is never stored. User columns are described by the schema
+//   and identified by column ID in every value handed to AddRow and
+//   UpdateRow (never by position).
+// - Reads go through the pending state: a row with a pending change reads its
+//   changed values first and then its stored record; a row pending deletion
+//   does not exist. A column absent from a record reads as the NULL of the
+//   column's type.
+// - GetRowIDs lists the committed rows in row-position-map order, skipping
+//   those pending deletion, then the rows added in this transaction in the
+//   order of addition.
+// - NULL is never stored: a NULL value leaves its column out of a new record,
+//   and an update to NULL removes the column from the stored record.
+// - Committing a deletion takes the row out of the row-position map for good,
+//   so a deleted row ID never comes back. Row IDs are handed out from the
+//   last row ID counter (metadata offset 0, little-endian), which only a
+//   Commit saves; a Rollback restores it, so rolled-back IDs are reused.
+// - The stored record of the row last read is decoded once and kept, so a
+//   row visit decodes its record once, not once per column.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "core/table.h"
+#include "core/value.h"
+#include "platform/parvex_string.h"
+#include "platform/simple_vector.h"
+#include "storage/row_map.h"
+
+namespace parvex {
+
+class ParvexFileAccess;
+class ParvexIndex;
+class ParvexStorage;
+
+// Layout of the table counters at the start of the data file's metadata area.
+constexpr uint32_t kMetaLastRowIDOffset = 0;     // u32, little-endian
+constexpr uint32_t kMetaLastColumnIDOffset = 4;  // u32, little-endian
+constexpr uint32_t kMetaCountersSize = 8;        // zero bytes follow up to 256
+
+// File name pieces of a table T: T.dat, T.map, T.<index>.idx.
+constexpr const char* kDataFileSuffix = ".dat";
+constexpr const char* kMapFileSuffix = ".map";
+constexpr const char* kIndexFileSuffix = ".idx";
+constexpr const char* kIndexNameSeparator = ".";
+
+// The name of the hidden row-ID column (column 0, column ID 0).
+constexpr const char* kRowIDColumnName = "_rowid";
+constexpr long kRowIDColumnID = 0;
+
+// One pending change of a row: its ID, whether the row is already stored
+// (true) or was added in this transaction (false), and the changed values
+// (owned, identified by column ID).
+class PTChangedRow {
+ public:
+  PTChangedRow(RowID id, bool existsInStorage) : rowID(id), exists(existsInStorage) {}
+  PTChangedRow(const PTChangedRow&) = delete;
+  PTChangedRow& operator=(const PTChangedRow&) = delete;
+  ~PTChangedRow() { DeleteAll(values); }
+
+  // Fills an empty change with `values` (taken over with `takeOwnership`,
+  // which empties the caller's vector, else copied).
+  void AddValues(ParvexValueList& values, bool takeOwnership);
+  // Merges `values` in: a value replaces the one of the same column ID or is
+  // appended. A NULL means "remove": for a stored row it is kept as a marker
+  // that removes the column from the record at Commit; for a new row the
+  // column is simply dropped.
+  void UpdateValues(ParvexValueList& values, bool takeOwnership);
+  // The value of a column ID, or null when the change does not touch it.
+  const ParvexValueWithID* Find(long columnID) const;
+
+  RowID rowID;
+  bool exists;
+  ParvexValueList values;
+};
+
+// Converts a value to a column type on its way into a stored table: NULL
+// stays NULL; numbers keep their value in a Double column and text its
+// number; text types keep their bare text; a type that can't be stored
+// leaves NULL.
+void CoerceToColumnType(ParvexValue* value, ParvexDataType type);
+
+class ParvexTrans : public ParvexTable {
+ public:
+  // Opens (creating when missing) T.dat and T.map through the file access,
+  // loads every index file of the table and the counters. The file access is
+  // not owned. When the files can't be opened the table is not Valid(): it
+  // reads as empty and refuses every change.
+  ParvexTrans(ParvexFileAccess* fileAccess, const string& tableName);
+  ~ParvexTrans() override;
+
+  bool Valid() const { return mStorage != nullptr; }
+
+  // Appends a user column (the schema describes them); raises the highest
+  // column ID counter when the column's ID is larger.
+  void AddColumn(const ParvexColumnInfo& column);
+
+  long QtyColumns() const override { return static_cast<long>(mColumns.size()); }
+  const ParvexColumnInfo* Column(long index) const override;
+  // Rows as GetRowIDs lists them.
+  long QtyRows() const override;
+  void GetRowIDs(SimpleVector<RowID>* ids) const override;
+  bool GetValue(RowID row, long column, ParvexValue* out) const override;
+  // A new row takes the next unused row ID, or the ID given for `_rowid`;
+  // kInvalidRowID when that ID is taken (or none is left).
+  RowID AddRow(ParvexValueList& values, bool takeOwnership) override;
+  void UpdateRow(RowID row, ParvexValueList& values, bool takeOwnership) override;
+  void DeleteRow(RowID row) override;
+  bool AddIndex(const string& indexName, const SimpleVector<uint32_t>& columnIDs) override;
+  void GetIndexNames(SimpleVector<string>* names) const override;
+  // Moves the index (matched case-insensitively) to the dropped list until
+  // Commit deletes its file or Rollback brings it back. False when absent.
+  virtual bool DropIndex(const string& indexName);
+
+  bool ContainsRow(RowID row) const;
+  long NextUnusedColumnID() const { return static_cast<long>(mLastColumnID) + 1; }
+  RowID NextUnusedRowID() const { return mLastRowID + 1; }
+  // The counters ReloadTable carries over to a reloaded table object.
+  RowID LastRowIDCounter() const { return mLastRowID; }
+  uint32_t LastColumnIDCounter() const { return mLastColumnID; }
+  void RaiseCounters(RowID lastRowID, uint32_t lastColumnID);
+
+  // The index of the column with that ID, or -1.
+  long ColumnIndexOfID(long columnID) const;
+  // Converts a value to the type of its column (CoerceToColumnType).
+  void CoerceToCorrectType(ParvexValueWithID* value) const;
+
+  bool HasChangesToCommit() const { return !mChanges.empty() || !mDeletions.empty(); }
+  // Writes every pending change, deletion and dropped index to the files,
+  // saves the counters and flushes. False when a write failed.
+  bool Commit();
+  // Discards every pending change and restores the counters and indexes.
+  void Rollback();
+  // Writes every changed index into a new file of its own.
+  bool CommitIndices();
+  void LoadMetadata();
+  bool SaveMetadata();
+  // Removes the table's files: T.dat, T.map and every index file.
+  void DeleteStorage();
+
+  // Index upkeep (the index number is its place in the live list).
+  void AddRowToIndex(RowID row, size_t indexNumber);
+  void AddRowToIndices(RowID row);
+  void RemoveRowFromIndex(RowID row, size_t indexNumber);
+
+  ParvexFileAccess* FileAccess() const { return mFileAccess; }
+  // The live index of that name (case-insensitive), or null.
+  const ParvexIndex* FindIndex(const string& indexName) const;
+
+  // Stored records decoded since the table was opened (a diagnostic).
+  mutable unsigned long recordDecodes = 0;
+
+ private:
+  string FileName(const char* suffix) const;
+  string IndexFileName(const ParvexIndex& index) const;
+  void LoadIndexes();
+  // Points the fetch cache at a stored row; false when the row has no
+  // readable record.
+  bool FetchStoredRow(RowID row) const;
+  void ForgetFetchedRow() const;
+  // The value of a column ID of a visible row, as it reads through the
+  // pending state; false when the row does not exist.
+  bool ReadColumn(RowID row, long columnID, ParvexValue* out) const;
+  bool IndexUsesColumns(const ParvexIndex& index, const ParvexValueList& values) const;
+  // True when a Commit would write anything at all.
+  bool NeedsCommit() const;
+  void DeleteChange(RowID row);
+
+  ParvexFileAccess* mFileAccess;
+  std::unique_ptr<ParvexStorage> mStorage;
+  std::vector<std::unique_ptr<ParvexColumnInfo>> mColumns;
+  RowMap<PTChangedRow*> mChanges;   // owned values, in order of first change
+  RowMap<uint8_t> mDeletions;       // in order of deletion
+  std::vector<std::unique_ptr<ParvexIndex>> mIndexes;
+  std::vector<std::unique_ptr<ParvexIndex>> mDroppedIndexes;
+  SimpleVector<string> mAddedIndexNames;  // created in this transaction (no file yet)
+  RowID mLastRowID = 0;
+  uint32_t mLastColumnID = 0;
+  // The counters as the metadata area holds them (after a load or a save).
+  RowID mSavedLastRowID = 0;
+  uint32_t mSavedLastColumnID = 0;
+
+  mutable RowID mFetchedRowID = kInvalidRowID;
+  mutable ParvexValueList mFetchedValues;
+};
+
+}  // namespace parvex

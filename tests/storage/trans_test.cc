@@ -1,0 +1,373 @@
+// ParvexTrans against real volume files: pending changes, commit, rollback,
+// counters, NULL handling, deletions, indexes and the files a table keeps.
+#include "storage/trans.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "sql/sql_test_util.h"
+#include "storage/file_access.h"
+#include "storage/index.h"
+#include "storage/record_storage.h"
+
+namespace parvex {
+namespace {
+
+class TransTest : public ::testing::Test {
+ protected:
+  void SetUp() override { OpenVolume(); }
+
+  void OpenVolume() {
+    access = std::make_unique<ParvexFileAccess>();
+    ParvexStatus status;
+    ASSERT_TRUE(access->CreateOrOpenDataFolder(string(folder.File("trans.pvx")), true, &status))
+        << status.Description().view();
+  }
+
+  // Closes everything and opens the volume and the table again.
+  void Reopen() {
+    table.reset();
+    access.reset();
+    OpenVolume();
+    table = OpenTable();
+  }
+
+  std::unique_ptr<ParvexTrans> OpenTable() {
+    auto t = std::make_unique<ParvexTrans>(access.get(), string("T"));
+    t->AddColumn(ParvexColumnInfo(string("a"), kTypeInteger, 0, 1));
+    t->AddColumn(ParvexColumnInfo(string("b"), kTypeString, 0, 2));
+    return t;
+  }
+
+  static ParvexValueList Values(std::optional<int> a, std::optional<std::string> b) {
+    ParvexValueList values;
+    values.push_back(new ParvexValueWithID(a ? ParvexValue::Integer(*a) : ParvexValue(), 1));
+    values.push_back(new ParvexValueWithID(b ? ParvexValue::String(string(*b)) : ParvexValue(), 2));
+    return values;
+  }
+
+  RowID Add(std::optional<int> a, std::optional<std::string> b) {
+    ParvexValueList values = Values(a, b);
+    return table->AddRow(values, true);
+  }
+
+  RowID AddWithID(int id, int a) {
+    ParvexValueList values = Values(a, std::nullopt);
+    values.push_back(new ParvexValueWithID(ParvexValue::Integer(id), kRowIDColumnID));
+    return table->AddRow(values, true);
+  }
+
+  void Update(RowID row, std::optional<int> a, std::optional<std::string> b) {
+    ParvexValueList values = Values(a, b);
+    table->UpdateRow(row, values, true);
+  }
+
+  void UpdateB(RowID row, std::optional<std::string> b) {
+    ParvexValueList values;
+    values.push_back(new ParvexValueWithID(b ? ParvexValue::String(string(*b)) : ParvexValue(), 2));
+    table->UpdateRow(row, values, true);
+  }
+
+  std::vector<RowID> IDs() const {
+    SimpleVector<RowID> ids;
+    table->GetRowIDs(&ids);
+    return std::vector<RowID>(ids.begin(), ids.end());
+  }
+
+  // "rowid|a|b" as the table reads it.
+  std::string Row(RowID row) const {
+    std::string out;
+    for (long c = 0; c < table->QtyColumns(); ++c) {
+      ParvexValue v;
+      if (c) out += "|";
+      out += table->GetValue(row, c, &v) ? std::string(v.GetString().view()) : "(none)";
+    }
+    return out;
+  }
+
+  // The values of a row's stored record, read by a storage of its own.
+  std::vector<long> StoredColumnIDs(RowID row) {
+    auto data = access->OpenFile(string("T.dat"), false, true);
+    auto map = access->OpenFile(string("T.map"), false, true);
+    ParvexStorage storage(std::move(data), std::move(map));
+    ParvexValueList values;
+    std::vector<long> ids;
+    if (storage.ReadRowValues(row, values)) {
+      for (const ParvexValueWithID* v : values) ids.push_back(v->id);
+    }
+    DeleteAll(values);
+    return ids;
+  }
+
+  TempFolder folder;
+  std::unique_ptr<ParvexFileAccess> access;
+  std::unique_ptr<ParvexTrans> table;
+};
+
+TEST_F(TransTest, ReadsGoThroughPendingChangesInTheDecidedOrder) {
+  table = OpenTable();
+  for (int i = 1; i <= 4; ++i) Add(i, "v" + std::to_string(i));
+  ASSERT_TRUE(table->Commit());
+  table->DeleteRow(2);
+  Update(3, 30, std::nullopt);
+  const RowID added = Add(5, "v5");
+  UpdateB(added, "changed");
+  UpdateB(1, "first");
+  // Committed rows in map order without the deleted one, then the added rows.
+  EXPECT_EQ((std::vector<RowID>{1, 3, 4, 5}), IDs());
+  EXPECT_EQ(table->QtyRows(), 4);
+  EXPECT_EQ(Row(1), "1|1|first");
+  EXPECT_EQ(Row(2), "(none)|(none)|(none)");
+  EXPECT_EQ(Row(3), "3|30|NULL");
+  EXPECT_EQ(Row(5), "5|5|changed");
+  EXPECT_TRUE(table->HasChangesToCommit());
+  ASSERT_TRUE(table->Commit());
+  EXPECT_FALSE(table->HasChangesToCommit());
+  Reopen();
+  EXPECT_EQ((std::vector<RowID>{1, 3, 4, 5}), IDs());
+  EXPECT_EQ(Row(1), "1|1|first");
+  EXPECT_EQ(Row(3), "3|30|NULL");
+  EXPECT_EQ(Row(5), "5|5|changed");
+  // Out-of-range reads fail.
+  ParvexValue v;
+  EXPECT_FALSE(table->GetValue(1, 3, &v));
+  EXPECT_FALSE(table->GetValue(1, -1, &v));
+  EXPECT_FALSE(table->GetValue(99, 0, &v));
+}
+
+TEST_F(TransTest, AbsentColumnsReadAsTypedNullAndNullIsNeverStored) {
+  table = OpenTable();
+  const RowID row = Add(std::nullopt, "text");
+  ParvexValue a;
+  ASSERT_TRUE(table->GetValue(row, 1, &a));
+  EXPECT_TRUE(a.IsNull());
+  EXPECT_EQ(a.Type(), kTypeInteger);
+  ParvexValue id;
+  ASSERT_TRUE(table->GetValue(row, 0, &id));
+  EXPECT_EQ(id.Type(), kTypeInteger);
+  EXPECT_EQ(id.GetInteger(), static_cast<int32_t>(row));
+  ASSERT_TRUE(table->Commit());
+  EXPECT_EQ((std::vector<long>{2}), StoredColumnIDs(row));
+
+  // An update to NULL removes the column from the record.
+  Update(row, 5, std::nullopt);
+  ASSERT_TRUE(table->Commit());
+  EXPECT_EQ((std::vector<long>{1}), StoredColumnIDs(row));
+  EXPECT_EQ(Row(row), "1|5|NULL");
+  ParvexValue b;
+  ASSERT_TRUE(table->GetValue(row, 2, &b));
+  EXPECT_EQ(b.Type(), kTypeString);
+}
+
+TEST_F(TransTest, ValuesAreConvertedToTheColumnType) {
+  table = std::make_unique<ParvexTrans>(access.get(), string("C"));
+  table->AddColumn(ParvexColumnInfo(string("d"), kTypeDouble, 0, 1));
+  table->AddColumn(ParvexColumnInfo(string("s"), kTypeString, 0, 2));
+  table->AddColumn(ParvexColumnInfo(string("i"), kTypeInteger, 0, 3));
+  table->AddColumn(ParvexColumnInfo(string("dt"), kTypeDate, 0, 4));
+  ParvexValueList values;
+  values.push_back(new ParvexValueWithID(ParvexValue::Integer(3), 1));
+  values.push_back(new ParvexValueWithID(ParvexValue::Text(kTypeDate, string("2001-02-03")), 2));
+  values.push_back(new ParvexValueWithID(ParvexValue::String(string("42abc")), 3));
+  values.push_back(new ParvexValueWithID(ParvexValue::String(string("1999-12-31")), 4));
+  const RowID row = table->AddRow(values, true);
+  EXPECT_TRUE(values.empty());
+  ParvexValue v;
+  ASSERT_TRUE(table->GetValue(row, 1, &v));
+  EXPECT_EQ(v.Type(), kTypeDouble);
+  EXPECT_EQ(v.GetDouble(), 3.0);
+  ASSERT_TRUE(table->GetValue(row, 2, &v));
+  EXPECT_EQ(v.Type(), kTypeString);
+  EXPECT_EQ(v.GetString().view(), "2001-02-03");
+  ASSERT_TRUE(table->GetValue(row, 3, &v));
+  EXPECT_EQ(v.GetInteger(), 42);
+  ASSERT_TRUE(table->GetValue(row, 4, &v));
+  EXPECT_EQ(v.Type(), kTypeDate);
+  EXPECT_EQ(v.GetString().view(), "DATE 1999-12-31");
+
+  // Without the ownership flag the caller keeps its values.
+  ParvexValueList kept;
+  kept.push_back(new ParvexValueWithID(ParvexValue::String(string("2.5")), 1));
+  const RowID second = table->AddRow(kept, false);
+  ASSERT_EQ(kept.size(), 1u);
+  EXPECT_EQ(kept[0]->Type(), kTypeString);
+  DeleteAll(kept);
+  ASSERT_TRUE(table->GetValue(second, 1, &v));
+  EXPECT_EQ(v.GetDouble(), 2.5);
+}
+
+TEST_F(TransTest, CommittedDeletionsLeaveTheRowPositionMapForGood) {
+  table = OpenTable();
+  for (int i = 1; i <= 3; ++i) Add(i, "x");
+  ASSERT_TRUE(table->Commit());
+  table->DeleteRow(2);
+  ASSERT_TRUE(table->Commit());
+  EXPECT_EQ(table->QtyRows(), 2);
+  Reopen();
+  EXPECT_EQ((std::vector<RowID>{1, 3}), IDs());
+  // A map rebuilt from the data file does not list it either.
+  table.reset();
+  ASSERT_TRUE(access->DeleteFile(string("T.map")));
+  table = OpenTable();
+  EXPECT_EQ((std::vector<RowID>{1, 3}), IDs());
+  EXPECT_EQ(Add(4, "new"), 4u);
+}
+
+TEST_F(TransTest, AStoredRowDeletedAndAddedAgainUnderItsIDHasOneRecord) {
+  table = OpenTable();
+  Add(1, "old");
+  Add(2, "keep");
+  ASSERT_TRUE(table->Commit());
+  table->DeleteRow(1);
+  EXPECT_EQ(AddWithID(1, 100), 1u);
+  EXPECT_EQ((std::vector<RowID>{2, 1}), IDs());
+  EXPECT_EQ(Row(1), "1|100|NULL");
+  ASSERT_TRUE(table->Commit());
+  Reopen();
+  EXPECT_EQ(Row(1), "1|100|NULL");
+  EXPECT_EQ(IDs().size(), 2u);
+  EXPECT_EQ(table->QtyRows(), 2);
+}
+
+TEST_F(TransTest, ARowIsDecodedOncePerVisit) {
+  table = OpenTable();
+  for (int i = 1; i <= 10; ++i) Add(i, "v");
+  ASSERT_TRUE(table->Commit());
+  Reopen();
+  const unsigned long before = table->recordDecodes;
+  for (RowID row : IDs()) Row(row);
+  EXPECT_EQ(table->recordDecodes - before, 10u);
+}
+
+TEST_F(TransTest, CountersAreStoredLittleEndianAtTheStartOfTheMetadata) {
+  table = OpenTable();
+  AddWithID(0x0102, 1);
+  table->AddColumn(ParvexColumnInfo(string("c"), kTypeInteger, 0, 0x0305));
+  ASSERT_TRUE(table->Commit());
+  table.reset();
+  auto data = access->OpenFile(string("T.dat"), false, true);
+  ASSERT_NE(data, nullptr);
+  uint8_t bytes[12] = {};
+  int32_t got = 0;
+  ASSERT_TRUE(data->SeekFromStart(0));
+  ASSERT_TRUE(data->ReadData(bytes, sizeof bytes, &got));
+  const uint8_t expected[12] = {0x02, 0x01, 0x00, 0x00, 0x05, 0x03, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00};
+  EXPECT_EQ(0, memcmp(bytes, expected, sizeof expected));
+}
+
+TEST_F(TransTest, RowIDsNeverCollideOrWrapAround) {
+  table = OpenTable();
+  for (int i = 1; i <= 3; ++i) Add(i, "x");
+  ASSERT_TRUE(table->Commit());
+  table.reset();
+  {
+    // A damaged counter that lags behind the rows.
+    auto data = access->OpenFile(string("T.dat"), false, false);
+    auto map = access->OpenFile(string("T.map"), false, false);
+    ParvexStorage storage(std::move(data), std::move(map));
+    const char counters[8] = {1, 0, 0, 0, 2, 0, 0, 0};
+    ASSERT_TRUE(storage.WriteMetadata(string(counters, sizeof counters, kEncodingDefault)));
+  }
+  table = OpenTable();
+  EXPECT_EQ(Add(4, "y"), 4u);
+  EXPECT_EQ((std::vector<RowID>{1, 2, 3, 4}), IDs());
+
+  // The last ID below the invalid one can be taken; after it none is left.
+  EXPECT_EQ(AddWithID(-2, 5), 0xFFFFFFFEu);
+  EXPECT_EQ(Add(6, "z"), kInvalidRowID);
+  EXPECT_EQ(AddWithID(-1, 7), kInvalidRowID);
+  EXPECT_EQ(IDs().size(), 5u);
+}
+
+TEST_F(TransTest, IndexesFollowEveryPendingChange) {
+  table = OpenTable();
+  const RowID one = Add(1, "one");
+  SimpleVector<uint32_t> columns;
+  columns.push_back(2);
+  ASSERT_TRUE(table->AddIndex(string("byB"), columns));
+  EXPECT_FALSE(table->AddIndex(string("BYb"), columns));
+  auto lookup = [this](const char* text) {
+    ParvexValue key = ParvexValue::String(string(text));
+    const ParvexValue* keys[] = {&key};
+    return table->FindIndex(string("byb"))->Lookup(keys);
+  };
+  EXPECT_EQ(lookup("one"), one);
+  const RowID two = Add(2, "two");
+  EXPECT_EQ(lookup("two"), two);
+  table->Rollback();
+  // The index was created in the rolled-back transaction: it is gone.
+  EXPECT_EQ(table->FindIndex(string("byb")), nullptr);
+
+  Add(1, "one");
+  ASSERT_TRUE(table->AddIndex(string("byB"), columns));
+  ASSERT_TRUE(table->Commit());
+  EXPECT_TRUE(access->ContainsFile(string("T.byB.idx")));
+  const RowID added = Add(2, "two");
+  EXPECT_EQ(lookup("two"), added);
+  UpdateB(1, "uno");
+  EXPECT_EQ(lookup("one"), kInvalidRowID);
+  EXPECT_EQ(lookup("uno"), 1u);
+  table->Rollback();
+  EXPECT_EQ(lookup("two"), kInvalidRowID);
+  EXPECT_EQ(lookup("one"), 1u);
+  table->DeleteRow(1);
+  EXPECT_EQ(lookup("one"), kInvalidRowID);
+  table->Rollback();
+  EXPECT_EQ(lookup("one"), 1u);
+
+  // DropIndex: Rollback brings it back, Commit deletes its file.
+  EXPECT_TRUE(table->DropIndex(string("BYB")));
+  EXPECT_FALSE(table->DropIndex(string("byB")));
+  table->Rollback();
+  ASSERT_NE(table->FindIndex(string("byB")), nullptr);
+  EXPECT_TRUE(table->DropIndex(string("byB")));
+  ASSERT_TRUE(table->Commit());
+  EXPECT_FALSE(access->ContainsFile(string("T.byB.idx")));
+  Reopen();
+  EXPECT_EQ(table->FindIndex(string("byB")), nullptr);
+}
+
+TEST_F(TransTest, IndexesAreLoadedWithTheTableAndDeleteStorageRemovesEveryFile) {
+  table = OpenTable();
+  Add(1, "one");
+  Add(2, "two");
+  SimpleVector<uint32_t> columns;
+  columns.push_back(1);
+  columns.push_back(2);
+  ASSERT_TRUE(table->AddIndex(string("ab"), columns));
+  ASSERT_TRUE(table->Commit());
+  Reopen();
+  SimpleVector<string> names;
+  table->GetIndexNames(&names);
+  ASSERT_EQ(names.size(), 1u);
+  EXPECT_EQ(names[0].view(), "ab");
+  ParvexValue a = ParvexValue::Integer(2), b = ParvexValue::String(string("two"));
+  const ParvexValue* key[] = {&a, &b};
+  EXPECT_EQ(table->FindIndex(string("ab"))->Lookup(key), 2u);
+
+  table->DeleteStorage();
+  EXPECT_FALSE(access->ContainsFile(string("T.dat")));
+  EXPECT_FALSE(access->ContainsFile(string("T.map")));
+  EXPECT_FALSE(access->ContainsFile(string("T.ab.idx")));
+}
+
+TEST_F(TransTest, UpdatesAndDeletesOfMissingRowsChangeNothing) {
+  table = OpenTable();
+  Update(7, 1, "x");
+  table->DeleteRow(7);
+  EXPECT_FALSE(table->HasChangesToCommit());
+  // Adding and deleting a row in one transaction leaves nothing to write,
+  // but its ID stays used.
+  const RowID row = Add(1, "x");
+  table->DeleteRow(row);
+  EXPECT_FALSE(table->HasChangesToCommit());
+  EXPECT_TRUE(IDs().empty());
+  EXPECT_EQ(Add(2, "y"), row + 1);
+}
+
+}  // namespace
+}  // namespace parvex
