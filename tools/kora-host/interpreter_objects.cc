@@ -116,8 +116,7 @@ bool Interpreter::CmdPrint(ScriptLexer& lexer) {
   const ScriptValue& value = *found->second.value;
   if (value.kind == ScriptValue::kText) {
     Print(name + " = " + TextTypePrefix(value.textType) +
-          ShowText(value.text, limit < 0 ? std::string::npos : static_cast<size_t>(limit)) + " (" +
-          std::to_string(value.text.size()) + " bytes)");
+          ShowText(value.text, limit < 0 ? std::string::npos : static_cast<size_t>(limit)));
   } else {
     Print(name + " = " + ShowValue(value));
   }
@@ -275,7 +274,7 @@ bool Interpreter::CmdCall(ScriptLexer& lexer) {
         Print(shownCall + " = " + ShowText(resultText));
       } else {
         BindValue(target, text);
-        Print(shownCall + " -> " + target + " (" + std::to_string(resultText.size()) + " bytes)");
+        Print(shownCall + " -> " + target + (resultText.empty() ? " (empty)" : ""));
       }
       break;
     }

@@ -30,7 +30,11 @@ int HexValue(char c) {
 std::string FormatNumber(double value) {
   char buffer[64];
   auto [ptr, ec] = std::to_chars(buffer, buffer + sizeof buffer, value);
-  return ec == std::errc() ? std::string(buffer, ptr) : std::string("?");
+  if (ec != std::errc()) return "?";
+  std::string text(buffer, ptr);
+  // A double always shows as one: 2.0, not 2.
+  if (text.find_first_of(".ein") == std::string::npos) text += ".0";
+  return text;
 }
 
 const char* TextTypePrefix(int32_t type) {

@@ -12,7 +12,8 @@ bool ParseInteger(const std::string& text, int32_t* out);
 bool ParseDouble(const std::string& text, double* out);
 // The value of a hex digit, or -1.
 int HexValue(char c);
-// The shortest text that reads back as the same double.
+// The shortest text that reads back as the same double, with ".0" added
+// where it would look like an integer.
 std::string FormatNumber(double value);
 // "date:", "time:", "timestamp:", "binary:" for those field types, else "".
 const char* TextTypePrefix(int32_t type);
