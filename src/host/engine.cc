@@ -53,9 +53,11 @@ KORADBCursor QueryCursor(KORAObject self, ParvexDatabase& db, const string& sql)
   std::unique_ptr<ParvexTable> result(
       ParvexSQLQuery(sql, db, &status, &tableNames, &columnNames, &columnIDs));
   if (ReportIfError(self, status) || !result) return nullptr;
-  Trace("ParvexSQLQuery returned a table of " + FormatInteger(result->QtyRows()) +
-        " rows,  each from " + FormatInteger(static_cast<int64_t>(tableNames.size())) +
-        " table(s).");
+  if (TraceEnabled()) {
+    Trace("ParvexSQLQuery returned a table of " + FormatInteger(result->QtyRows()) +
+          " rows,  each from " + FormatInteger(static_cast<int64_t>(tableNames.size())) +
+          " table(s).");
+  }
   return NewHostCursor(std::make_unique<ParvexCursor>(self, std::move(result),
                                                       std::move(tableNames),
                                                       std::move(columnNames),
@@ -64,8 +66,10 @@ KORADBCursor QueryCursor(KORAObject self, ParvexDatabase& db, const string& sql)
 
 // Runs a statement that returns no rows.
 void ExecuteStatement(KORAObject self, ParvexDatabase& db, const string& sql) {
-  Trace("ParvexDatabaseDirectSQLExecute(\"" + sql.str() + "\" (encoding: " +
-        FormatInteger(sql.Encoding()) + "))");
+  if (TraceEnabled()) {
+    Trace("ParvexDatabaseDirectSQLExecute(\"" + sql.str() + "\" (encoding: " +
+          FormatInteger(sql.Encoding()) + "))");
+  }
   ParvexStatus status;
   db.UpdateClock();
   ParvexSQLExecute(sql, db, &status);

@@ -61,8 +61,6 @@ const HostServices& Host() {
   return gServices;
 }
 
-bool HostServicesResolved() { return gResolved; }
-
 string FromHostText(const KORAText& text) {
   if (!text.bytes || text.length <= 0) return string(std::string_view(), text.encoding);
   return string(text.bytes, static_cast<size_t>(text.length), text.encoding);

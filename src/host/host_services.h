@@ -41,7 +41,6 @@ struct HostServices {
 bool ResolveHostServices(KORAResolver resolve, const char** missing);
 // The resolved services. Only valid after ResolveHostServices succeeded.
 const HostServices& Host();
-bool HostServicesResolved();
 
 // Loads a global method by its declaration and casts it to its C signature.
 template <typename Proc>

@@ -15,7 +15,12 @@ HostWorld& World() { return HostWorld::Get(); }
 constexpr const char* kAbsolutePrefix = "fsi:";
 constexpr const char* kRelativePrefix = "rel:";
 
-std::string Quoted(const KORAText& text) { return "\"" + FromText(text) + "\""; }
+std::string Quoted(const KORAText& text) {
+  std::string quoted(1, '"');
+  quoted += FromText(text);
+  quoted += '"';
+  return quoted;
+}
 
 KORAObject AsHandle(HostObject* object) { return reinterpret_cast<KORAObject>(object); }
 

@@ -122,14 +122,13 @@ KORADBCursor HostWorld::NewCursor(const KORADBCursorDefinition* definition, void
   AddRef(cursor->database);
   HostCursor* raw = cursor.get();
   mCursors.push_back(std::move(cursor));
+  mCursorsByHandle.emplace(raw, raw);
   return reinterpret_cast<KORADBCursor>(raw);
 }
 
 HostCursor* HostWorld::CursorOf(KORADBCursor handle) const {
-  for (const auto& cursor : mCursors) {
-    if (reinterpret_cast<KORADBCursor>(cursor.get()) == handle) return cursor.get();
-  }
-  return nullptr;
+  const auto found = mCursorsByHandle.find(handle);
+  return found == mCursorsByHandle.end() ? nullptr : found->second;
 }
 
 void HostWorld::CloseCursor(HostCursor* cursor) {

@@ -149,7 +149,8 @@ class HostWorld {
 
   std::string mWorkFolder;
   std::unordered_map<const HostObject*, std::unique_ptr<HostObject>> mObjects;
-  std::vector<std::unique_ptr<HostCursor>> mCursors;
+  std::vector<std::unique_ptr<HostCursor>> mCursors;  // in creation order
+  std::unordered_map<const void*, HostCursor*> mCursorsByHandle;
   HostObject* mCallDatabase = nullptr;
   std::vector<ReportedError> mCallErrors;
   std::unique_ptr<std::string> mReturned;

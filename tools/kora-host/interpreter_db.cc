@@ -123,7 +123,10 @@ bool Interpreter::CmdColumnTypes(ScriptLexer& lexer) {
   }
   std::string line = db->label + ".columntypes (" + std::to_string(count) + "):";
   for (size_t i = 0; i < codeList.size(); ++i) {
-    line += " " + std::to_string(codeList[i]) + " " + nameList[i];
+    line += ' ';
+    line += std::to_string(codeList[i]);
+    line += ' ';
+    line += nameList[i];
     if (i + 1 < codeList.size()) line += ",";
   }
   Print(line);
