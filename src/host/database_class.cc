@@ -32,20 +32,23 @@ void ReportNotConnected(KORAObject self, const char* method) {
 
 // ---- methods ----------------------------------------------------------------
 
-KORABoolean Connect(KORAObject self) {
-  SessionSentry sentry;
+// Connect and CreateDatabaseFile: create-or-connect, telling the host why
+// it failed.
+KORABoolean OpenForHost(KORAObject self, bool create) {
   OpenFailure failure;
-  if (CreateOrConnect(self, false, &failure)) return 1;
+  if (CreateOrConnect(self, create, &failure)) return 1;
   ReportFailure(self, failure);
   return 0;
 }
 
+KORABoolean Connect(KORAObject self) {
+  SessionSentry sentry;
+  return OpenForHost(self, false);
+}
+
 KORABoolean CreateDatabaseFile(KORAObject self) {
   SessionSentry sentry;
-  OpenFailure failure;
-  if (CreateOrConnect(self, true, &failure)) return 1;
-  ReportFailure(self, failure);
-  return 0;
+  return OpenForHost(self, true);
 }
 
 int32_t LastRowID(KORAObject self, KORAText tableName) {

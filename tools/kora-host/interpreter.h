@@ -103,6 +103,8 @@ class Interpreter {
   bool CmdFieldSchema(ScriptLexer& lexer);
   bool CmdIndexSchema(ScriptLexer& lexer);
   bool CmdColumnTypes(ScriptLexer& lexer);
+  bool DatabaseCall(ScriptLexer& lexer, const char* what,
+                    void (*KORADatabaseEngine::*entry)(KORAObject));
   bool CmdCommit(ScriptLexer& lexer);
   bool CmdRollback(ScriptLexer& lexer);
   bool CmdClose(ScriptLexer& lexer);
@@ -118,6 +120,8 @@ class Interpreter {
   bool CmdLast(ScriptLexer& lexer);
   bool CmdPrevious(ScriptLexer& lexer);
   bool CmdNext(ScriptLexer& lexer);
+  bool CursorCount(ScriptLexer& lexer, const char* what,
+                   int32_t (*KORADBCursorDefinition::*count)(void*));
   bool CmdRowCount(ScriptLexer& lexer);
   bool CmdColumnCount(ScriptLexer& lexer);
   bool CmdNames(ScriptLexer& lexer);

@@ -77,23 +77,23 @@ bool Interpreter::CmdNext(ScriptLexer& lexer) {
   return true;
 }
 
-bool Interpreter::CmdRowCount(ScriptLexer& lexer) {
+// rowcount, columncount: a count the cursor reports.
+bool Interpreter::CursorCount(ScriptLexer& lexer, const char* what,
+                              int32_t (*KORADBCursorDefinition::*count)(void*)) {
   HostCursor* cursor = nullptr;
   if (!CursorArg(lexer, &cursor) || !ExpectEnd(lexer)) return false;
-  int32_t rows = 0;
-  CallPlugin(cursor->database, "rowCount", [&] { rows = cursor->definition->rowCount(cursor->data); });
-  Print("rowcount = " + std::to_string(rows));
+  int32_t value = 0;
+  CallPlugin(cursor->database, what, [&] { value = (cursor->definition->*count)(cursor->data); });
+  Print(std::string(what) + " = " + std::to_string(value));
   return true;
 }
 
+bool Interpreter::CmdRowCount(ScriptLexer& lexer) {
+  return CursorCount(lexer, "rowcount", &KORADBCursorDefinition::rowCount);
+}
+
 bool Interpreter::CmdColumnCount(ScriptLexer& lexer) {
-  HostCursor* cursor = nullptr;
-  if (!CursorArg(lexer, &cursor) || !ExpectEnd(lexer)) return false;
-  int32_t columns = 0;
-  CallPlugin(cursor->database, "columnCount",
-             [&] { columns = cursor->definition->columnCount(cursor->data); });
-  Print("columncount = " + std::to_string(columns));
-  return true;
+  return CursorCount(lexer, "columncount", &KORADBCursorDefinition::columnCount);
 }
 
 // names CUR [COLUMN]: every column's name, or one (any number, to probe).

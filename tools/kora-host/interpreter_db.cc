@@ -133,20 +133,22 @@ bool Interpreter::CmdColumnTypes(ScriptLexer& lexer) {
   return true;
 }
 
-bool Interpreter::CmdCommit(ScriptLexer& lexer) {
+// commit, rollback: an engine entry that takes only the database.
+bool Interpreter::DatabaseCall(ScriptLexer& lexer, const char* what,
+                               void (*KORADatabaseEngine::*entry)(KORAObject)) {
   HostObject* db = nullptr;
   if (!DatabaseArg(lexer, &db) || !ExpectEnd(lexer)) return false;
-  if (!db->engine->commit) return Fail("the engine does not offer commit");
-  CallPlugin(db, "commit", [&] { db->engine->commit(Handle(db)); });
+  if (!(db->engine->*entry)) return Fail(std::string("the engine does not offer ") + what);
+  CallPlugin(db, what, [&] { (db->engine->*entry)(Handle(db)); });
   return true;
 }
 
+bool Interpreter::CmdCommit(ScriptLexer& lexer) {
+  return DatabaseCall(lexer, "commit", &KORADatabaseEngine::commit);
+}
+
 bool Interpreter::CmdRollback(ScriptLexer& lexer) {
-  HostObject* db = nullptr;
-  if (!DatabaseArg(lexer, &db) || !ExpectEnd(lexer)) return false;
-  if (!db->engine->rollback) return Fail("the engine does not offer rollback");
-  CallPlugin(db, "rollback", [&] { db->engine->rollback(Handle(db)); });
-  return true;
+  return DatabaseCall(lexer, "rollback", &KORADatabaseEngine::rollback);
 }
 
 // close DB | close CUR: the framework's Close (the host then marks the
