@@ -113,14 +113,6 @@ ParvexTrans::ParvexTrans(ParvexFileAccess* fileAccess, const string& tableName)
   auto data = mFileAccess->OpenFile(FileName(kDataFileSuffix), true, false);
   auto map = mFileAccess->OpenFile(FileName(kMapFileSuffix), true, false);
   if (!data || !map) return;
-  // The metadata area of a new data file is written out as zeros: merely
-  // extending the file's length could show bytes that a deleted file left
-  // in the volume (and stale counters with them).
-  const int32_t length = data->GetLength();
-  if (length >= 0 && length < static_cast<int32_t>(kMetadataSize)) {
-    const std::string zeros(kMetadataSize - static_cast<uint32_t>(length), '\0');
-    if (!data->SeekFromStart(length) || !data->WriteData(zeros.data(), static_cast<int32_t>(zeros.size()))) return;
-  }
   mStorage = std::make_unique<ParvexStorage>(std::move(data), std::move(map));
   LoadIndexes();
   LoadMetadata();
