@@ -41,15 +41,20 @@ TEST_F(ShellCliTest, CsvOutputQuotesFieldsAndKeepsEmptyResultsToTheirHeader) {
 }
 
 TEST_F(ShellCliTest, StandardInputIsCutAtSemicolonsOutsideLiterals) {
-  const ShellResult r = Run({"--csv"}, {},
-                            "CREATE TABLE t (s String);\n"
-                            "INSERT INTO t (s) VALUES ('a;b'); INSERT INTO t (s)\n"
-                            "  VALUES ('it''s');\n"
-                            "SELECT s\n"
-                            "FROM t");  // the last statement needs no `;`
+  ShellResult r = Run({"--csv"}, {},
+                      "CREATE TABLE t (s String);\n"
+                      "INSERT INTO t (s) VALUES ('a;b'); INSERT INTO t (s)\n"
+                      "  VALUES ('it''s');\n"
+                      "SELECT s\n"
+                      "FROM t");  // the last statement needs no `;`
   EXPECT_EQ(r.err, "");
   EXPECT_EQ(r.out, "s\na;b\nit's\n");
   EXPECT_EQ(r.exitCode, 0);
+
+  // After SET ESCAPE the escape character keeps a quote (and a `;`) inside a literal.
+  r = Run({}, {}, "SET ESCAPE \\;\nSELECT 'it\\'s; fine', 2;\nSET ESCAPE ;\nSELECT 'a\\';\n");
+  EXPECT_EQ(r.err, "");
+  EXPECT_EQ(r.out, "it's; fine|2\na\\\n");
 }
 
 TEST_F(ShellCliTest, FailedStatementsPrintStateAndDescriptionAndSetTheExitCode) {
