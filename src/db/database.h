@@ -9,6 +9,8 @@
 // destroying the object does not commit (its owner decides).
 #pragma once
 
+#include <atomic>
+
 #include "core/status.h"
 #include "core/table.h"
 #include "platform/parvex_string.h"
@@ -46,6 +48,14 @@ class ParvexDatabase {
   // The open table named `name` (case-insensitive, first match), or null.
   ParvexTable* FindTable(const string& tableName) const;
 
+  // Asks the statement running on this database to stop at its next check
+  // (a query gives up and its statement fails with "Error: Interrupted.").
+  // Safe to call from a signal handler or another thread. The request stays
+  // until ClearInterrupt, which the caller does before its next statement.
+  void Interrupt() { mInterrupted.store(true, std::memory_order_relaxed); }
+  bool InterruptRequested() const { return mInterrupted.load(std::memory_order_relaxed); }
+  void ClearInterrupt() { mInterrupted.store(false, std::memory_order_relaxed); }
+
   SimpleVector<ParvexTable*> tables;         // owned; [0] is the schema
   SimpleVector<ParvexTable*> droppedTables;  // owned
   string currentDate;
@@ -53,6 +63,9 @@ class ParvexDatabase {
   string currentTimestamp;
   string escapeOption;
   ParvexFileAccess* fileAccess = nullptr;  // owned; null when no data files are available
+
+ private:
+  std::atomic<bool> mInterrupted{false};
 };
 
 // Opens the database in the host file at `path`, or creates it when `create`

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "db/database.h"
 #include "query/distinct_rows.h"
 
 namespace parvex {
@@ -118,12 +119,23 @@ ParvexTempTable* ParvexQuery::RunQuery() {
   // alone does not group (its rows come out one per combination).
   run.rowIDs.resize(tables.size());
 
+  interrupted = false;
+  // An interrupt request is polled every few thousand steps of enumeration.
+  constexpr unsigned kInterruptPollMask = 4095;
+  unsigned steps = 0;
+  auto shouldStop = [&]() {
+    if ((++steps & kInterruptPollMask) != 0 || !database || !database->InterruptRequested()) return false;
+    interrupted = true;
+    return true;
+  };
+
   const size_t width = tables.size();
   RecSetStack stack(width);
   ParvexRecSet current(width);  // every entry unbound
   ParvexRecSet next(width);
   stack.Push(current);
   while (!stack.empty()) {
+    if (shouldStop()) return nullptr;
     stack.Pop(&current);
     ++combinations;
     size_t firstUnbound = width;
@@ -158,6 +170,7 @@ ParvexTempTable* ParvexQuery::RunQuery() {
       tables[bind]->GetRowIDs(ids.get());
     }
     for (RowID id : *ids) {
+      if (shouldStop()) return nullptr;
       if (id == kInvalidRowID) continue;  // cannot be bound: it means "no row"
       next = current;
       next[bind] = id;

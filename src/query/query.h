@@ -65,6 +65,9 @@ class ParvexQuery {
   SimpleVector<long> orderDirections; // per key: 1 ascending, -1 descending
   bool distinct = false;
   unsigned long combinations = 0;
+  // Set when the last RunQuery gave up because the database was asked to
+  // interrupt (RunQuery then returns null).
+  bool interrupted = false;
 
  private:
   struct RunState;

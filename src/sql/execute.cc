@@ -166,6 +166,10 @@ ParvexTable* RunSelect(const SQLSelectNode& select, ParvexDatabase& db, ParvexSt
   }
 
   ParvexTable* result = query.RunQuery();
+  if (query.interrupted) {
+    status->Set(kPXDynamicSQLError, string("Error: Interrupted."));
+    return nullptr;
+  }
   if ((!result || result->QtyRows() == 0) && status->State() == kPXStateSuccess) {
     status->Set(kPXStateNoData);
   }

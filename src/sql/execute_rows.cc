@@ -163,7 +163,9 @@ void ExecuteUpdate(const SQLUpdateNode& node, ParvexDatabase& db, ParvexStatus* 
     update.where = Convert(*node.where, tableNames, tables, status);
     if (!update.where || !update.where->Valid()) return;
   }
-  if (!update.RunUpdate()) status->Set(kPXDynamicSQLError, string("Error: UPDATE failed."));
+  if (!update.RunUpdate()) {
+    status->Set(kPXDynamicSQLError, string(db.InterruptRequested() ? "Error: Interrupted." : "Error: UPDATE failed."));
+  }
 }
 
 void ExecuteDelete(const SQLDeleteNode& node, ParvexDatabase& db, ParvexStatus* status) {
@@ -186,6 +188,7 @@ void ExecuteDelete(const SQLDeleteNode& node, ParvexDatabase& db, ParvexStatus* 
   query.where = Convert(*node.where, tableNames, query.tables, status);
   if (!query.where || !query.where->Valid()) return;
   std::unique_ptr<ParvexTable> result(query.RunQuery());
+  if (query.interrupted) status->Set(kPXDynamicSQLError, string("Error: Interrupted."));
   if (!result) return;
   result->GetRowIDs(&rows);
   for (RowID row : rows) {

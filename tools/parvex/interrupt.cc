@@ -1,7 +1,10 @@
 // Signal flags of the shell.
 #include "interrupt.h"
 
+#include <atomic>
 #include <csignal>
+
+#include "db/database.h"
 
 namespace parvex::shell {
 namespace {
@@ -9,7 +12,12 @@ namespace {
 volatile std::sig_atomic_t gInterrupted = 0;
 volatile std::sig_atomic_t gResized = 0;
 
-extern "C" void OnInterrupt(int) { gInterrupted = 1; }
+std::atomic<ParvexDatabase*> gTarget{nullptr};
+
+extern "C" void OnInterrupt(int) {
+  gInterrupted = 1;
+  if (ParvexDatabase* database = gTarget.load()) database->Interrupt();  // an atomic store
+}
 extern "C" void OnResize(int) { gResized = 1; }
 
 }  // namespace
@@ -24,6 +32,8 @@ void InstallSignalHandlers() {
   action.sa_flags = SA_RESTART;
   sigaction(SIGWINCH, &action, nullptr);
 }
+
+void SetInterruptTarget(ParvexDatabase* database) { gTarget.store(database); }
 
 bool InterruptRequested() { return gInterrupted != 0; }
 

@@ -3,15 +3,21 @@
 // The handler is installed without SA_RESTART, so a blocking read (the line
 // editor, a pipe) returns early with EINTR and the shell can abandon the
 // current input. Work that takes long (printing a result, .import, .dump)
-// polls the flag and stops; the engine itself offers no way to cancel a call,
-// so a statement inside the engine runs to its end and what follows it is
-// abandoned. SIGWINCH is noted (with SA_RESTART) so the line editor can
+// polls the flag and stops; a statement running inside the engine is asked
+// to stop through the database's Interrupt (a query gives up and the
+// statement fails with "Error: Interrupted."). SIGWINCH is noted (with SA_RESTART) so the line editor can
 // follow the terminal's size.
 #pragma once
+
+namespace parvex {
+class ParvexDatabase;
+}
 
 namespace parvex::shell {
 
 void InstallSignalHandlers();
+// The database whose running statement Ctrl-C interrupts (null for none).
+void SetInterruptTarget(ParvexDatabase* database);
 
 bool InterruptRequested();
 void ClearInterrupt();

@@ -51,6 +51,7 @@ int RunShell(int argc, char** argv) {
   output.headers = commandLine.headers;
 
   InstallSignalHandlers();
+  SetInterruptTarget(database.get());
   Shell shell(std::move(database), output, commandLine.bail);
   if (!commandLine.sql.empty()) {
     for (const std::string& sql : commandLine.sql) {

@@ -63,7 +63,7 @@ std::string OneLine(std::string_view text) {
 Shell::Shell(std::unique_ptr<ParvexDatabase> database, const OutputSettings& output, bool bail)
     : mDatabase(std::move(database)), mOutput(output), mBail(bail) {}
 
-Shell::~Shell() = default;
+Shell::~Shell() { SetInterruptTarget(nullptr); }  // the database goes with the shell
 
 void Shell::Run(LineSource& input) {
   const bool interactive = input.IsInteractive();
@@ -154,6 +154,7 @@ void Shell::RunStatement(const std::string& sql) {
   if (SameWord(word, "BEGIN") && RunBegin(sql)) return;
 
   mDatabase->UpdateClock();
+  mDatabase->ClearInterrupt();
   const string text(sql, kEncodingUTF8);
   ParvexStatus status;
   const bool isQuery = SameWord(word, "SELECT");
