@@ -208,9 +208,9 @@ void ExecuteCreateIndex(const SQLCreateIndexNode& node, ParvexDatabase& db, Parv
 }
 
 void ExecuteDropIndex(const SQLDropIndexNode& node, ParvexDatabase& db, ParvexStatus* status) {
-  const std::string_view spec = node.specifier.view();
-  const size_t dot = spec.find('.');
-  if (dot == std::string_view::npos || dot == 0 || dot + 1 == spec.size()) {
+  const std::string_view specifier = node.specifier.view();
+  const size_t dot = specifier.find('.');
+  if (dot == std::string_view::npos || dot == 0 || dot + 1 == specifier.size()) {
     status->Set(kPXDynamicSQLError, string("Error: Invalid index specifier (should be TABLE.INDEX)."));
     return;
   }
