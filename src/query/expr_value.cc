@@ -131,8 +131,13 @@ bool PExprMath::Evaluate(const ParvexEvalContext& context, ParvexValue* out) con
         out->SetInteger(static_cast<int32_t>(ua * ub));
         break;
       case '/':
-        // No defined quotient: the node's value is unknown.
-        if (b == 0 || (a == std::numeric_limits<int32_t>::min() && b == -1)) return false;
+        // No defined quotient: the node's value is unknown, and what it
+        // leaves behind is NULL (not the left operand), so a caller that
+        // reads the value anyway sees no number.
+        if (b == 0 || (a == std::numeric_limits<int32_t>::min() && b == -1)) {
+          out->SetNull(kTypeInteger);
+          return false;
+        }
         out->SetInteger(a / b);
         break;
       default:

@@ -82,6 +82,11 @@ UPDATE t SET a = a + 1 WHERE zz = 1;
 ! [42S22] Error: Column zz not found.
 UPDATE t SET a = a / 0;
 ! [07000] Error: UPDATE failed.
+-- Integer division by zero (and the most negative integer by -1) is unknown:
+-- a select item shows NULL, a condition using it holds for no row.
+SELECT 7 / 0, 7 / 2, -7 / 2, a FROM t;
+> NULL | 3 | -3 | 1
+SELECT a FROM t WHERE a / 0 = 0;
 .transaction no
 
 -- DELETE.
