@@ -198,12 +198,6 @@ TEST_F(FileAccessTest, StreamsOutlivingTheFileAccessAreClosedNotDangling) {
   EXPECT_EQ(file->GetLength(), 4);  // the length reached the item header on closing
 }
 
-}  // namespace
-}  // namespace parvex
-
-namespace parvex {
-namespace {
-
 // A table file recreated in the blocks of a deleted one must start with a
 // zero metadata area, not with the deleted file's bytes.
 TEST_F(FileAccessTest, RecreatedRecordFileInReusedBlocksStartsWithZeroMetadata) {

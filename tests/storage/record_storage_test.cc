@@ -32,17 +32,6 @@ std::vector<RowID> Walk(ParvexStorage& storage) {
   return ids;
 }
 
-TEST(RecordStorageTest, FreshStorageHasOnlyTheMetadataArea) {
-  Files files;
-  auto storage = files.Storage();
-  EXPECT_EQ(files.data->bytes.GetLength(), 256);
-  EXPECT_FALSE(storage->GoToFirstRecord());
-  EXPECT_EQ(storage->QtyRows(), 0);
-  EXPECT_FALSE(storage->GoToRowID(kInvalidRowID, false));  // no current record to match
-  storage.reset();
-  EXPECT_EQ(files.map->bytes.GetLength(), 0);  // nothing to save for an empty table
-}
-
 TEST(RecordStorageTest, AddedRecordsReadBackThroughWalkAndRowID) {
   Files files;
   auto storage = files.Storage();
@@ -63,22 +52,6 @@ TEST(RecordStorageTest, AddedRecordsReadBackThroughWalkAndRowID) {
   EXPECT_FALSE(storage->ReadRowValues(4, values.list));
   EXPECT_TRUE(values.list.empty());
   EXPECT_EQ(RowIDs(*storage), (std::vector<RowID>{1, 5}));
-}
-
-TEST(RecordStorageTest, UpdateMergesReplacesAndRemovesColumns) {
-  Files files;
-  auto storage = files.Storage();
-  ASSERT_TRUE(storage->AddNewRecord(1, List().Int(1, 1).Str(2, "keep").Int(3, 3)));
-  ASSERT_TRUE(storage->GoToRowID(1, true));
-  ASSERT_TRUE(storage->UpdateRecord(List().Int(3, 30).Null(1, kTypeInteger).Bool(4, true)));
-  OwnedValueList values;
-  ASSERT_TRUE(storage->ReadRowValues(1, values.list));
-  ASSERT_EQ(values.list.size(), 3u);
-  EXPECT_EQ(values.list[0]->id, 2);
-  EXPECT_EQ(values.list[1]->id, 3);
-  EXPECT_EQ(values.list[1]->GetInteger(), 30);
-  EXPECT_EQ(values.list[2]->id, 4);
-  EXPECT_EQ(values.list[2]->Type(), kTypeBoolean);
 }
 
 TEST(RecordStorageTest, MovedRowKeepsItsPlaceAndIsNeverListedTwice) {
@@ -136,31 +109,6 @@ TEST(RecordStorageTest, DeletedRowsNeverComeBack) {
   files.map->SetContents({});
   storage = files.Storage();
   EXPECT_EQ(RowIDs(*storage), (std::vector<RowID>{1, 3}));
-}
-
-TEST(RecordStorageTest, ChangesAfterTheLastSaveSurviveACrash) {
-  Files files;
-  auto storage = files.Storage();
-  ASSERT_TRUE(storage->AddNewRecord(1, List().Int(1, 1)));
-  ASSERT_TRUE(storage->AddNewRecord(2, List().Int(1, 2)));
-  ASSERT_TRUE(storage->FlushToDisk());
-  EXPECT_FALSE(storage->IsRowPosMapChanged());
-  ASSERT_TRUE(storage->AddNewRecord(3, List().Int(1, 3)));
-  ASSERT_TRUE(storage->GoToRowID(1, true));
-  ASSERT_TRUE(storage->UpdateRecord(List().Str(2, "moved away")));
-  // "Crash": copy the files as they are now, without the flush.
-  auto crashed = std::make_shared<MemFile>();
-  auto crashedMap = std::make_shared<MemFile>();
-  crashed->SetContents(files.data->Contents());
-  crashedMap->SetContents(files.map->Contents());
-  EXPECT_EQ(crashedMap->Contents()[0], 'D');
-
-  ParvexStorage reopened(Open(crashed), Open(crashedMap));
-  EXPECT_EQ(reopened.QtyRows(), 3);
-  OwnedValueList values;
-  ASSERT_TRUE(reopened.ReadRowValues(1, values.list));
-  EXPECT_EQ(values.list.size(), 2u);
-  EXPECT_TRUE(reopened.ContainsRow(3));
 }
 
 TEST(RecordStorageTest, WriteRecordAtRefusesOverflowAndReportsShortWrites) {

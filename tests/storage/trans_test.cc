@@ -166,43 +166,6 @@ TEST_F(TransTest, AbsentColumnsReadAsTypedNullAndNullIsNeverStored) {
   EXPECT_EQ(b.Type(), kTypeString);
 }
 
-TEST_F(TransTest, ValuesAreConvertedToTheColumnType) {
-  table = std::make_unique<ParvexTrans>(access.get(), string("C"));
-  table->AddColumn(ParvexColumnInfo(string("d"), kTypeDouble, 0, 1));
-  table->AddColumn(ParvexColumnInfo(string("s"), kTypeString, 0, 2));
-  table->AddColumn(ParvexColumnInfo(string("i"), kTypeInteger, 0, 3));
-  table->AddColumn(ParvexColumnInfo(string("dt"), kTypeDate, 0, 4));
-  ParvexValueList values;
-  values.push_back(new ParvexValueWithID(ParvexValue::Integer(3), 1));
-  values.push_back(new ParvexValueWithID(ParvexValue::Text(kTypeDate, string("2001-02-03")), 2));
-  values.push_back(new ParvexValueWithID(ParvexValue::String(string("42abc")), 3));
-  values.push_back(new ParvexValueWithID(ParvexValue::String(string("1999-12-31")), 4));
-  const RowID row = table->AddRow(values, true);
-  EXPECT_TRUE(values.empty());
-  ParvexValue v;
-  ASSERT_TRUE(table->GetValue(row, 1, &v));
-  EXPECT_EQ(v.Type(), kTypeDouble);
-  EXPECT_EQ(v.GetDouble(), 3.0);
-  ASSERT_TRUE(table->GetValue(row, 2, &v));
-  EXPECT_EQ(v.Type(), kTypeString);
-  EXPECT_EQ(v.GetString().view(), "2001-02-03");
-  ASSERT_TRUE(table->GetValue(row, 3, &v));
-  EXPECT_EQ(v.GetInteger(), 42);
-  ASSERT_TRUE(table->GetValue(row, 4, &v));
-  EXPECT_EQ(v.Type(), kTypeDate);
-  EXPECT_EQ(v.GetString().view(), "DATE 1999-12-31");
-
-  // Without the ownership flag the caller keeps its values.
-  ParvexValueList kept;
-  kept.push_back(new ParvexValueWithID(ParvexValue::String(string("2.5")), 1));
-  const RowID second = table->AddRow(kept, false);
-  ASSERT_EQ(kept.size(), 1u);
-  EXPECT_EQ(kept[0]->Type(), kTypeString);
-  DeleteAll(kept);
-  ASSERT_TRUE(table->GetValue(second, 1, &v));
-  EXPECT_EQ(v.GetDouble(), 2.5);
-}
-
 TEST_F(TransTest, CommittedDeletionsLeaveTheRowPositionMapForGood) {
   table = OpenTable();
   for (int i = 1; i <= 3; ++i) Add(i, "x");
@@ -234,16 +197,6 @@ TEST_F(TransTest, AStoredRowDeletedAndAddedAgainUnderItsIDHasOneRecord) {
   EXPECT_EQ(Row(1), "1|100|NULL");
   EXPECT_EQ(IDs().size(), 2u);
   EXPECT_EQ(table->QtyRows(), 2);
-}
-
-TEST_F(TransTest, ARowIsDecodedOncePerVisit) {
-  table = OpenTable();
-  for (int i = 1; i <= 10; ++i) Add(i, "v");
-  ASSERT_TRUE(table->Commit());
-  Reopen();
-  const unsigned long before = table->recordDecodes;
-  for (RowID row : IDs()) Row(row);
-  EXPECT_EQ(table->recordDecodes - before, 10u);
 }
 
 TEST_F(TransTest, CountersAreStoredLittleEndianAtTheStartOfTheMetadata) {
@@ -292,23 +245,13 @@ TEST_F(TransTest, IndexesFollowEveryPendingChange) {
   SimpleVector<uint32_t> columns;
   columns.push_back(2);
   ASSERT_TRUE(table->AddIndex(string("byB"), columns));
-  EXPECT_FALSE(table->AddIndex(string("BYb"), columns));
   auto lookup = [this](const char* text) {
     ParvexValue key = ParvexValue::String(string(text));
     const ParvexValue* keys[] = {&key};
     return table->FindIndex(string("byb"))->Lookup(keys);
   };
   EXPECT_EQ(lookup("one"), one);
-  const RowID two = Add(2, "two");
-  EXPECT_EQ(lookup("two"), two);
-  table->Rollback();
-  // The index was created in the rolled-back transaction: it is gone.
-  EXPECT_EQ(table->FindIndex(string("byb")), nullptr);
-
-  Add(1, "one");
-  ASSERT_TRUE(table->AddIndex(string("byB"), columns));
   ASSERT_TRUE(table->Commit());
-  EXPECT_TRUE(access->ContainsFile(string("T.byB.idx")));
   const RowID added = Add(2, "two");
   EXPECT_EQ(lookup("two"), added);
   UpdateB(1, "uno");
@@ -322,16 +265,6 @@ TEST_F(TransTest, IndexesFollowEveryPendingChange) {
   table->Rollback();
   EXPECT_EQ(lookup("one"), 1u);
 
-  // DropIndex: Rollback brings it back, Commit deletes its file.
-  EXPECT_TRUE(table->DropIndex(string("BYB")));
-  EXPECT_FALSE(table->DropIndex(string("byB")));
-  table->Rollback();
-  ASSERT_NE(table->FindIndex(string("byB")), nullptr);
-  EXPECT_TRUE(table->DropIndex(string("byB")));
-  ASSERT_TRUE(table->Commit());
-  EXPECT_FALSE(access->ContainsFile(string("T.byB.idx")));
-  Reopen();
-  EXPECT_EQ(table->FindIndex(string("byB")), nullptr);
 }
 
 TEST_F(TransTest, IndexesAreLoadedWithTheTableAndDeleteStorageRemovesEveryFile) {
