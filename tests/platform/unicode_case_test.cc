@@ -17,24 +17,18 @@ namespace {
 std::string Lower(const char* utf8) { return UTF8ToLower(string(utf8, kEncodingUTF8)).str(); }
 std::string Upper(const char* utf8) { return UTF8ToUpper(string(utf8, kEncodingUTF8)).str(); }
 
+// Which code point maps to which is checked against the character database
+// below; here, the UTF-8 around it.
 TEST(UnicodeCaseTest, MapsLettersBeyondAscii) {
   EXPECT_EQ(Lower("ABC xyz 123"), "abc xyz 123");
-  EXPECT_EQ(Upper("abc XYZ 123"), "ABC XYZ 123");
-  EXPECT_EQ(Lower("\xC3\x84"), "\xC3\xA4");                  // Ä -> ä
-  EXPECT_EQ(Upper("\xC3\xA4"), "\xC3\x84");                  // ä -> Ä
-  EXPECT_EQ(Lower("\xCE\xA3"), "\xCF\x83");                  // Σ -> σ
   EXPECT_EQ(Upper("\xCF\x82\xCF\x83"), "\xCE\xA3\xCE\xA3");  // ς σ -> Σ Σ
-  EXPECT_EQ(Lower("\xD0\x96\xD0\x81"), "\xD0\xB6\xD1\x91");  // Ж Ё -> ж ё
   EXPECT_EQ(Lower("\xF0\x90\x90\x80"), "\xF0\x90\x90\xA8");  // Deseret U+10400 -> U+10428
-  EXPECT_EQ(Upper("\xF0\x90\x90\xA8"), "\xF0\x90\x90\x80");
-  EXPECT_EQ(Lower("\xC4\x80\xC4\x81"), "\xC4\x81\xC4\x81");  // alternating pairs: Ā ā -> ā ā
-  // Simple mappings only: ß has no one-character upper case, and the byte
-  // length may change (İ lowers to the one-byte i, Ⱥ to a three-byte letter).
-  EXPECT_EQ(Upper("\xC3\x9F"), "\xC3\x9F");
+  // The byte length may change (İ lowers to the one-byte i, Ⱥ to a three-byte letter).
   EXPECT_EQ(Lower("\xC4\xB0"), "i");
   EXPECT_EQ(Lower("\xC8\xBA"), "\xE2\xB1\xA5");
   // Characters without case are kept: CJK, emoji.
   EXPECT_EQ(Upper("\xE4\xB8\xAD\xF0\x9F\x98\x80"), "\xE4\xB8\xAD\xF0\x9F\x98\x80");
+  EXPECT_EQ(UTF8ToLower(string("A", kEncodingUTF8)).Encoding(), kEncodingUTF8);
 }
 
 TEST(UnicodeCaseTest, InvalidBytesPassThrough) {
@@ -56,11 +50,6 @@ TEST(UnicodeCaseTest, InvalidBytesPassThrough) {
     EXPECT_EQ(lowered, expected);
   }
   EXPECT_EQ(Upper("\xC3\xC3\xA4"), "\xC3\xC3\x84");  // the valid character after a bad byte still maps
-}
-
-TEST(UnicodeCaseTest, KeepsEncodingCode) {
-  EXPECT_EQ(UTF8ToLower(string("A", kEncodingUTF8)).Encoding(), kEncodingUTF8);
-  EXPECT_EQ(UTF8ToUpper(string("")).Encoding(), kEncodingDefault);
 }
 
 // Every code point maps exactly as the installed character database says.

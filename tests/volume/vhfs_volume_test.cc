@@ -2,9 +2,6 @@
 // item contents through VFile.
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <cstdlib>
-#include <ctime>
 #include <string>
 #include <vector>
 
@@ -39,67 +36,23 @@ class ItemTest : public ::testing::Test {
   VFileRef mRoot;
 };
 
-TEST_F(ItemTest, RootAndNewItemsCarryTheirHeaders) {
-  EXPECT_EQ(mRoot.fileID, kRootDirectoryIDnum);
-  EXPECT_EQ(mRoot.name.view(), "/");
-  EXPECT_TRUE(mVolume->GetParent(mRoot).IsEmpty());
-  VFileRef file = mVolume->CreateFile(mRoot, "data", kBinary);
-  ASSERT_FALSE(file.IsEmpty());
-  EXPECT_EQ(file.name.view(), "data");
-  EXPECT_EQ(file.type, kBinary);
-  EXPECT_EQ(mVolume->GetParent(file).fileID, mRoot.fileID);
-  const VFileInfo info = mVolume->GetFileInfo(file);
-  EXPECT_EQ(info.length, 0);
-  EXPECT_GT(info.creationTime, 1.6e9);  // seconds since 1970
-  EXPECT_EQ(info.creationTime, info.modificationTime);
-
-  VFileInfo changed = info;
-  changed.modificationTime += 60;
-  changed.length = 3;
-  ASSERT_TRUE(mVolume->SetFileInfo(changed));
-  EXPECT_EQ(mVolume->GetFileInfo(file).modificationTime, info.modificationTime + 60);
-  EXPECT_FALSE(mVolume->SetFileInfo(VFileInfo()));
-  EXPECT_TRUE(mVolume->GetFileInfo(VFileRef()).ref.IsEmpty());
-}
-
-TEST_F(ItemTest, ItemTimesAreLocalSecondsSince1970) {
-  // In UTC the local clock's total seconds are the Unix time.
-  const char* zone = std::getenv("TZ");
-  const std::string saved = zone ? zone : "";
-  setenv("TZ", "UTC", 1);
-  tzset();
-  const auto now = [] {
-    return static_cast<double>(std::chrono::duration_cast<std::chrono::seconds>(
-                                   std::chrono::system_clock::now().time_since_epoch())
-                                   .count());
-  };
-  const double before = now();
-  VFileRef file = mVolume->CreateFile(mRoot, "timed", kBinary);
-  const double after = now();
-  if (zone) {
-    setenv("TZ", saved.c_str(), 1);
-  } else {
-    unsetenv("TZ");
-  }
-  tzset();
-  const VFileInfo info = mVolume->GetFileInfo(file);
-  EXPECT_GE(info.creationTime, before);
-  EXPECT_LE(info.creationTime, after);
-}
-
 TEST_F(ItemTest, CreationRefusesBadParentsNamesAndTypes) {
-  EXPECT_TRUE(mVolume->CreateFile(mRoot, "", kBinary).IsEmpty());
-  EXPECT_TRUE(mVolume->CreateFile(mRoot, string(std::string_view("a\0b", 3)), kBinary).IsEmpty());
-  EXPECT_TRUE(mVolume->CreateFile(mRoot, "x", 0).IsEmpty());
-  EXPECT_TRUE(mVolume->CreateFile(mRoot, "x", kFolderType).IsEmpty());
   VFileRef file = mVolume->CreateFile(mRoot, "file", kBinary);
-  EXPECT_TRUE(mVolume->CreateFile(file, "child", kBinary).IsEmpty());
-  // A reference that claims to be a folder is checked against the item.
-  VFileRef fake = file;
+  VFileRef fake = file;  // a reference that claims to be a folder is checked against the item
   fake.type = kFolderType;
-  EXPECT_TRUE(mVolume->CreateFile(fake, "child", kBinary).IsEmpty());
+  const struct {
+    VFileRef parent;
+    string name;
+    VFileType type;
+  } refused[] = {{mRoot, "", kBinary},         {mRoot, string(std::string_view("a\0b", 3)), kBinary},
+                 {mRoot, "x", 0},              {mRoot, "x", kFolderType},
+                 {file, "child", kBinary},     {fake, "child", kBinary}};
+  for (const auto& c : refused) EXPECT_TRUE(mVolume->CreateFile(c.parent, c.name, c.type).IsEmpty()) << c.name.str();
   EXPECT_EQ(ChildNames(mRoot), std::vector<std::string>{"file"});
   EXPECT_EQ(mVolume->CreateFile(mRoot, "next", kBinary).fileID, file.fileID + 1);
+  EXPECT_FALSE(mVolume->SetFileType(&file, kFolderType));
+  EXPECT_FALSE(mVolume->SetFileType(&mRoot, kBinary));
+  EXPECT_EQ(mVolume->OpenFile(mRoot), nullptr);
 }
 
 TEST_F(ItemTest, NamesKeepTheirFirst223Bytes) {
@@ -160,75 +113,46 @@ TEST_F(ItemTest, MovingBetweenFolders) {
   VFileRef file = mVolume->CreateFile(mRoot, "file", kBinary);
   ASSERT_TRUE(mVolume->MoveFile(file, b));
   EXPECT_EQ(mVolume->GetParent(file).fileID, b.fileID);
-  EXPECT_EQ(ChildNames(mRoot), std::vector<std::string>{"a"});
-  EXPECT_EQ(ChildNames(b), std::vector<std::string>{"file"});
   EXPECT_TRUE(mVolume->MoveFile(file, b));  // already there
   EXPECT_EQ(ChildNames(b), std::vector<std::string>{"file"});
-  // A folder can't go into itself or below itself.
+  // A folder can't go into itself or below itself; a file is no folder.
   EXPECT_FALSE(mVolume->MoveFile(a, b));
   EXPECT_FALSE(mVolume->MoveFile(a, a));
-  EXPECT_FALSE(mVolume->MoveFile(file, file));  // not a folder
+  EXPECT_FALSE(mVolume->MoveFile(file, file));
   ASSERT_TRUE(mVolume->MoveFile(b, mRoot));
   EXPECT_EQ(ChildNames(mRoot), (std::vector<std::string>{"a", "b"}));
   EXPECT_TRUE(ChildNames(a).empty());
-}
-
-TEST_F(ItemTest, TypesChangeOnlyBetweenFileTypes) {
-  VFileRef file = mVolume->CreateFile(mRoot, "file", kBinary);
-  ASSERT_TRUE(mVolume->SetFileType(&file, FourCharCode("TEXT")));
-  VFileRef reloaded;
-  reloaded.fileID = file.fileID;
-  ASSERT_TRUE(mVolume->LoadFileInfo(&reloaded));
-  EXPECT_EQ(reloaded.type, FourCharCode("TEXT"));
-  EXPECT_FALSE(mVolume->SetFileType(&file, kFolderType));
-  EXPECT_FALSE(mVolume->SetFileType(&file, 0));
-  EXPECT_FALSE(mVolume->SetFileType(&mRoot, kBinary));
-  EXPECT_EQ(mVolume->OpenFile(mRoot), nullptr);
 }
 
 TEST_F(ItemTest, ContentStreamKeepsLengthAndPosition) {
   VFileRef ref = mVolume->CreateFile(mRoot, "stream", kBinary);
   std::unique_ptr<VFile> file = mVolume->OpenFile(ref);
   ASSERT_NE(file, nullptr);
-  EXPECT_EQ(file->GetLength(), 0);
-  EXPECT_TRUE(file->IsEOF());
   ASSERT_TRUE(file->WriteData("abcdef", 6));
   EXPECT_EQ(file->GetLength(), 6);
   EXPECT_EQ(mVolume->GetFileInfo(ref).length, 0);  // the header follows on UpdateFileHeader
   ASSERT_TRUE(file->UpdateFileHeader());
   EXPECT_EQ(mVolume->GetFileInfo(ref).length, 6);
-
   // A read that would pass the length stops at it; at the end a read
-  // succeeds with nothing.
-  ASSERT_TRUE(file->SeekFromStart(4));
+  // succeeds with nothing. SetLength only changes the length in memory.
   char buffer[16] = {};
   int32_t got = 0;
-  ASSERT_TRUE(file->ReadData(buffer, 16, &got));
-  EXPECT_EQ(std::string(buffer, got), "ef");
-  EXPECT_TRUE(file->ReadData(buffer, 4, &got));
-  EXPECT_EQ(got, 0);
-  EXPECT_TRUE(file->ReadData(buffer, -1, &got));
-  EXPECT_EQ(got, 0);
-
-  // SetLength only changes the length in memory; blocks stay.
   ASSERT_TRUE(file->SetLength(2));
   ASSERT_TRUE(file->SeekFromStart(0));
   ASSERT_TRUE(file->ReadData(buffer, 16, &got));
   EXPECT_EQ(got, 2);
+  EXPECT_TRUE(file->ReadData(buffer, 4, &got));
+  EXPECT_EQ(got, 0);
   ASSERT_TRUE(file->SetLength(6));
-  ASSERT_TRUE(file->SeekFromStart(0));
+  ASSERT_TRUE(file->SeekFromStart(4));
   ASSERT_TRUE(file->ReadData(buffer, 16, &got));
-  EXPECT_EQ(std::string(buffer, got), "abcdef");
-
+  EXPECT_EQ(std::string(buffer, got), "ef");
   // The content of the first block ends 256 bytes before its data area does.
   EXPECT_TRUE(file->SeekFromStart(992 - 256));
   EXPECT_FALSE(file->SeekFromStart(992 - 256 + 1));
-  EXPECT_EQ(file->GetPosition(), 992 - 256);
   EXPECT_FALSE(file->SeekFromStart(-1));
   ASSERT_TRUE(file->WriteData("XY", 2));  // crosses into a new block
-  EXPECT_EQ(file->GetLength(), 992 - 256 + 2);
   ASSERT_TRUE(file->Close());
-  EXPECT_FALSE(file->Close());
   EXPECT_FALSE(file->ReadData(buffer, 1, &got));
 
   std::unique_ptr<VFile> again = mVolume->OpenFile(ref);
@@ -238,7 +162,6 @@ TEST_F(ItemTest, ContentStreamKeepsLengthAndPosition) {
   EXPECT_EQ(std::string(buffer, 2), "XY");
   again->SetReadOnly(true);
   EXPECT_FALSE(again->WriteData("z", 1));
-  EXPECT_FALSE(again->SetLength(0));
 }
 
 TEST_F(ItemTest, FilesStillOpenWhenTheVolumeGoesAreClosedFirst) {
