@@ -63,11 +63,6 @@ std::string Trim(const std::string& s) {
   return s.substr(b, e - b + 1);
 }
 
-bool StartsWithNoCase(const std::string& s, const std::string& prefix) {
-  if (s.size() < prefix.size()) return false;
-  return CompareNoCase(std::string_view(s).substr(0, prefix.size()), prefix) == 0;
-}
-
 // Reads a script into steps; a malformed line is reported as a failure.
 std::vector<Step> ParseScript(const fs::path& path) {
   std::ifstream in(path);
@@ -155,22 +150,18 @@ std::vector<Step> ParseScript(const fs::path& path) {
   return steps;
 }
 
-std::string JoinRow(const ParvexTable& table, RowID row) {
+// The cells of a table row (or, for row -1, its column names) joined by " | ".
+std::string Join(const ParvexTable& table, long row) {
   std::string out;
   for (long c = 0; c < table.QtyColumns(); ++c) {
     ParvexValue value;
-    if (c) out += " | ";
-    out += table.GetValue(row, c, &value) ? std::string(value.GetString().view()) : "(missing)";
-  }
-  return out;
-}
-
-std::string JoinColumns(const ParvexTable& table) {
-  std::string out;
-  for (long c = 0; c < table.QtyColumns(); ++c) {
-    if (c) out += " | ";
     const ParvexColumnInfo* info = table.Column(c);
-    out += info ? std::string(info->name.view()) : "(missing)";
+    if (c) out += " | ";
+    if (row < 0) {
+      out += info ? std::string(info->name.view()) : "(missing)";
+    } else {
+      out += table.GetValue(static_cast<RowID>(row), c, &value) ? std::string(value.GetString().view()) : "(missing)";
+    }
   }
   return out;
 }
@@ -202,8 +193,9 @@ void RunScript(const fs::path& script) {
       case StepKind::kStatement:
         break;
     }
+    const std::string start = Trim(step.text).substr(0, 6);
     const bool query = step.entry == EntryPoint::kQuery ||
-                       (step.entry == EntryPoint::kAuto && StartsWithNoCase(Trim(step.text), "select"));
+                       (step.entry == EntryPoint::kAuto && CompareNoCase(start, "select") == 0);
     // Start from a status that no statement leaves behind, so that every path
     // must set it.
     ParvexStatus status(kPXFeatureNotSupported, string("status untouched"));
@@ -218,7 +210,7 @@ void RunScript(const fs::path& script) {
         SimpleVector<RowID> ids;
         result->GetRowIDs(&ids);
         EXPECT_EQ(static_cast<long>(ids.size()), result->QtyRows());
-        for (RowID id : ids) rows.push_back(Trim(JoinRow(*result, id)));
+        for (RowID id : ids) rows.push_back(Trim(Join(*result, static_cast<long>(id))));
       }
     } else {
       ParvexSQLExecute(string(step.text), *db, &status);
@@ -234,7 +226,7 @@ void RunScript(const fs::path& script) {
     }
     if (step.checkColumns) {
       ASSERT_NE(result, nullptr);
-      EXPECT_EQ(JoinColumns(*result), step.columns);
+      EXPECT_EQ(Join(*result, -1), step.columns);
     }
   }
 }

@@ -36,6 +36,7 @@ class TempFolder {
   TempFolder(const TempFolder&) = delete;
   TempFolder& operator=(const TempFolder&) = delete;
 
+  const std::filesystem::path& path() const { return mPath; }
   std::string File(const std::string& name) const { return (mPath / name).string(); }
 
  private:

@@ -36,44 +36,69 @@ constexpr int kS = Parser::kTokenString;
 constexpr int kE = Parser::kTokenEnd;
 constexpr int kU = Parser::kTokenUnknown;
 
-TEST(TokenizerTest, ClassesOfASimpleStatement) {
-  EXPECT_EQ(Tokens("SELECT a,'x' FROM t1 WHERE b>=2.5"),
-            (std::vector<Tok>{{kW, "SELECT"}, {kW, "a"}, {kD, ","}, {kS, "'x'"}, {kW, "FROM"}, {kW, "t1"},
-                              {kW, "WHERE"}, {kW, "b"}, {kD, ">="}, {kN, "2.5"}, {kE, ""}}));
-}
-
-TEST(TokenizerTest, OperatorsOfTwoCharacters) {
-  EXPECT_EQ(Tokens("<=<>>=<>"),
-            (std::vector<Tok>{{kD, "<="}, {kD, "<>"}, {kD, ">="}, {kD, "<>"}, {kE, ""}}));
-  // => and =< are two tokens each; != is not an operator.
-  EXPECT_EQ(Tokens("=<=>"), (std::vector<Tok>{{kD, "="}, {kD, "<="}, {kD, ">"}, {kE, ""}}));
-  EXPECT_EQ(Tokens("a!=b"), (std::vector<Tok>{{kW, "a!"}, {kD, "="}, {kW, "b"}, {kE, ""}}));
-}
-
-TEST(TokenizerTest, WordsRunToTheNextDelimiter) {
-  EXPECT_EQ(Tokens("T.A ZipCodes.City RV.foo x'y\"z _a #b"),
-            (std::vector<Tok>{{kW, "T.A"}, {kW, "ZipCodes.City"}, {kW, "RV.foo"}, {kW, "x'y\"z"},
-                              {kW, "_a"}, {kW, "#b"}, {kE, ""}}));
-  // T.* is one word; a * after anything but a dot is a delimiter.
-  EXPECT_EQ(Tokens("T.* a*b"),
-            (std::vector<Tok>{{kW, "T.*"}, {kW, "a"}, {kD, "*"}, {kW, "b"}, {kE, ""}}));
-  // Digits, dots and other non-delimiters belong to the word.
-  EXPECT_EQ(Tokens("a1.b2$c"), (std::vector<Tok>{{kW, "a1.b2$c"}, {kE, ""}}));
-}
-
-TEST(TokenizerTest, LineFeedBelongsToAWordButSeparatesOtherwise) {
-  EXPECT_EQ(Tokens("a\nb"), (std::vector<Tok>{{kW, "a\nb"}, {kE, ""}}));
-  EXPECT_EQ(Tokens("a \nb"), (std::vector<Tok>{{kW, "a"}, {kW, "b"}, {kE, ""}}));
-  EXPECT_EQ(Tokens("(\n1\n\t)"), (std::vector<Tok>{{kD, "("}, {kN, "1\n"}, {kD, ")"}, {kE, ""}}));
-}
-
-TEST(TokenizerTest, NumbersAndTheLowerCaseExponent) {
-  EXPECT_EQ(Tokens("1e-5 2.5e+3"), (std::vector<Tok>{{kN, "1e-5"}, {kN, "2.5e+3"}, {kE, ""}}));
-  EXPECT_EQ(Tokens("1E-5"), (std::vector<Tok>{{kN, "1E"}, {kD, "-"}, {kN, "5"}, {kE, ""}}));
-  // The e takes whatever follows it, a blank included, but never the end.
-  EXPECT_EQ(Tokens("1e 2"), (std::vector<Tok>{{kN, "1e 2"}, {kE, ""}}));
-  EXPECT_EQ(Tokens("1e"), (std::vector<Tok>{{kN, "1e"}, {kE, ""}}));
-  EXPECT_EQ(Tokens("12abc+1"), (std::vector<Tok>{{kN, "12abc"}, {kD, "+"}, {kN, "1"}, {kE, ""}}));
+// Every token of a text, up to the end token, and the error it leaves.
+TEST(TokenizerTest, TokensOfTexts) {
+  using namespace std::string_literals;
+  struct Case {
+    std::string text;
+    char escape;
+    std::vector<Tok> tokens;
+    long error;
+  };
+  const std::vector<Case> cases = {
+      {"SELECT a,'x' FROM t1 WHERE b>=2.5", 0,
+       {{kW, "SELECT"}, {kW, "a"}, {kD, ","}, {kS, "'x'"}, {kW, "FROM"}, {kW, "t1"}, {kW, "WHERE"}, {kW, "b"},
+        {kD, ">="}, {kN, "2.5"}, {kE, ""}}, 0},
+      // Operators of two characters; => and =< are two tokens each; != is not an operator.
+      {"<=<>>=<>", 0, {{kD, "<="}, {kD, "<>"}, {kD, ">="}, {kD, "<>"}, {kE, ""}}, 0},
+      {"=<=>", 0, {{kD, "="}, {kD, "<="}, {kD, ">"}, {kE, ""}}, 0},
+      {"a!=b", 0, {{kW, "a!"}, {kD, "="}, {kW, "b"}, {kE, ""}}, 0},
+      // Words run to the next delimiter; T.* is one word, a * after anything but a dot is a delimiter.
+      {"T.A ZipCodes.City x'y\"z _a #b a1.b2$c", 0,
+       {{kW, "T.A"}, {kW, "ZipCodes.City"}, {kW, "x'y\"z"}, {kW, "_a"}, {kW, "#b"}, {kW, "a1.b2$c"}, {kE, ""}}, 0},
+      {"T.* a*b", 0, {{kW, "T.*"}, {kW, "a"}, {kD, "*"}, {kW, "b"}, {kE, ""}}, 0},
+      // A line feed belongs to a word or number but separates otherwise.
+      {"a\nb", 0, {{kW, "a\nb"}, {kE, ""}}, 0},
+      {"a \nb", 0, {{kW, "a"}, {kW, "b"}, {kE, ""}}, 0},
+      {"(\n1\n\t)", 0, {{kD, "("}, {kN, "1\n"}, {kD, ")"}, {kE, ""}}, 0},
+      // Only a lower-case e is an exponent; it takes whatever follows it, a blank included, but never the end.
+      {"1e-5 2.5e+3", 0, {{kN, "1e-5"}, {kN, "2.5e+3"}, {kE, ""}}, 0},
+      {"1E-5", 0, {{kN, "1E"}, {kD, "-"}, {kN, "5"}, {kE, ""}}, 0},
+      {"1e 2", 0, {{kN, "1e 2"}, {kE, ""}}, 0},
+      {"1e", 0, {{kN, "1e"}, {kE, ""}}, 0},
+      {"12abc+1", 0, {{kN, "12abc"}, {kD, "+"}, {kN, "1"}, {kE, ""}}, 0},
+      // A trailing blank gives a NUL delimiter, then the end.
+      {"a  ", 0, {{kW, "a"}, {kD, std::string(1, '\0')}, {kE, ""}}, 0},
+      {"a", 0, {{kW, "a"}, {kE, ""}}, 0},
+      {"", 0, {{kE, ""}}, 0},
+      // An embedded NUL ends the text.
+      {"a\0b c"s, 0, {{kW, "a"}, {kE, ""}}, 0},
+      {"'ab\0cd'"s, 0, {{kS, "'ab"}, {kE, ""}}, 0},
+      // String literals; the N of a national literal is not part of the token.
+      {"'How''s it going?'", 0, {{kS, "'How''s it going?'"}, {kE, ""}}, 0},
+      {"N'abc' N", 0, {{kS, "'abc'"}, {kW, "N"}, {kE, ""}}, 0},
+      // Unterminated: accepted up to the end without an error.
+      {"'abc", 0, {{kS, "'abc"}, {kE, ""}}, 0},
+      {"'", 0, {{kS, "'"}, {kE, ""}}, 0},
+      {"'a'''", 0, {{kS, "'a'''"}, {kE, ""}}, 0},
+      // A closing quote must be followed by a delimiter.
+      {"'abc'(", 0, {{kS, "'abc'"}, {kD, "("}, {kE, ""}}, 0},
+      // Without an escape byte the backslash is an ordinary byte; with it an escaped quote does not end the
+      // literal, an escape byte at the very end stops there, and outside literals it is not honoured.
+      {"'a\\'b'", 0, {{kS, "'a\\'"}, {kW, "b'"}, {kE, ""}}, Parser::kErrSyntax},
+      {"'a\\'b' c", '\\', {{kS, "'a\\'b'"}, {kW, "c"}, {kE, ""}}, 0},
+      {"'ab\\", '\\', {{kS, "'ab\\"}, {kE, ""}}, 0},
+      {"a^b", '^', {{kW, "a"}, {kD, "^"}, {kW, "b"}, {kE, ""}}, 0},
+      {"\"name\"", 0, {{kE, ""}}, Parser::kErrSyntax},
+  };
+  for (const Case& c : cases) {
+    long error = -1;
+    EXPECT_EQ(Tokens(c.text, c.escape, &error), c.tokens) << c.text;
+    EXPECT_EQ(error, c.error) << c.text;
+  }
+  long error = 0;
+  Tokens("'abc'x", 0, &error);
+  EXPECT_EQ(error, Parser::kErrSyntax);
 }
 
 TEST(TokenizerTest, SemicolonEndsWithoutBeingConsumed) {
@@ -98,57 +123,6 @@ TEST(TokenizerTest, UnknownCharactersDoNotMove) {
     parser.GetToken();
     EXPECT_EQ(parser.TokenKind(), Parser::kTokenUnknown) << text;
   }
-}
-
-TEST(TokenizerTest, TrailingBlankGivesANulDelimiterThenTheEnd) {
-  auto tokens = Tokens("a  ");
-  ASSERT_EQ(tokens.size(), 3u);
-  EXPECT_EQ(tokens[1], Tok(kD, std::string(1, '\0')));
-  EXPECT_EQ(tokens[2], Tok(kE, ""));
-  // Text without trailing blanks ends directly.
-  EXPECT_EQ(Tokens("a"), (std::vector<Tok>{{kW, "a"}, {kE, ""}}));
-  EXPECT_EQ(Tokens(""), (std::vector<Tok>{{kE, ""}}));
-}
-
-TEST(TokenizerTest, EmbeddedNulEndsTheText) {
-  using namespace std::string_literals;
-  EXPECT_EQ(Tokens("a\0b c"s), (std::vector<Tok>{{kW, "a"}, {kE, ""}}));
-  EXPECT_EQ(Tokens("'ab\0cd'"s), (std::vector<Tok>{{kS, "'ab"}, {kE, ""}}));
-}
-
-TEST(TokenizerTest, StringLiterals) {
-  long error = 0;
-  EXPECT_EQ(Tokens("'How''s it going?'", 0, &error), (std::vector<Tok>{{kS, "'How''s it going?'"}, {kE, ""}}));
-  EXPECT_EQ(error, 0);
-  // National literal: the N is not part of the token.
-  EXPECT_EQ(Tokens("N'abc' N"), (std::vector<Tok>{{kS, "'abc'"}, {kW, "N"}, {kE, ""}}));
-  // Unterminated: accepted up to the end without an error.
-  EXPECT_EQ(Tokens("'abc", 0, &error), (std::vector<Tok>{{kS, "'abc"}, {kE, ""}}));
-  EXPECT_EQ(error, 0);
-  EXPECT_EQ(Tokens("'", 0, &error), (std::vector<Tok>{{kS, "'"}, {kE, ""}}));
-  EXPECT_EQ(Tokens("'a'''", 0, &error), (std::vector<Tok>{{kS, "'a'''"}, {kE, ""}}));
-  // A closing quote must be followed by a delimiter.
-  Tokens("'abc'x", 0, &error);
-  EXPECT_EQ(error, Parser::kErrSyntax);
-  Tokens("'abc'(", 0, &error);
-  EXPECT_EQ(error, 0);
-}
-
-TEST(TokenizerTest, EscapeByteInStringLiterals) {
-  // Without an escape byte the backslash is an ordinary byte.
-  EXPECT_EQ(Tokens("'a\\'b'"), (std::vector<Tok>{{kS, "'a\\'"}, {kW, "b'"}, {kE, ""}}));
-  // With it, an escaped quote does not end the literal.
-  EXPECT_EQ(Tokens("'a\\'b' c", '\\'), (std::vector<Tok>{{kS, "'a\\'b'"}, {kW, "c"}, {kE, ""}}));
-  // An escape byte at the very end stops there.
-  EXPECT_EQ(Tokens("'ab\\", '\\'), (std::vector<Tok>{{kS, "'ab\\"}, {kE, ""}}));
-  // The escape byte is honoured only inside literals.
-  EXPECT_EQ(Tokens("a^b", '^'), (std::vector<Tok>{{kW, "a"}, {kD, "^"}, {kW, "b"}, {kE, ""}}));
-}
-
-TEST(TokenizerTest, DoubleQuoteIsRefused) {
-  long error = 0;
-  EXPECT_EQ(Tokens("\"name\"", 0, &error), (std::vector<Tok>{{kE, ""}}));
-  EXPECT_EQ(error, Parser::kErrSyntax);
 }
 
 TEST(TokenizerTest, PutbackReadsTheSameTokenAgain) {

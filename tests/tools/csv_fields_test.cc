@@ -6,47 +6,46 @@
 namespace parvex::shell {
 namespace {
 
-// Converts `text` (quoted or not) to `type`; the problem text on failure.
-std::string Convert(std::string text, ParvexDataType type, ParvexValue* value, bool quoted = false) {
+TEST(CsvFieldsTest, FieldsAreCheckedAndTyped) {
+  struct Case {
+    const char* text;
+    bool quoted;
+    ParvexDataType type;
+    const char* problem;  // empty when the field converts
+    const char* saved;    // GetSaveString of the value; null for a NULL value
+  };
+  for (const Case& c : {
+           Case{" -42 ", false, kTypeInteger, "", "-42"},
+           Case{"+7", false, kTypeInteger, "", "7"},
+           Case{"2147483648", false, kTypeInteger, "'2147483648' is not an integer (-2147483648 to 2147483647)", ""},
+           Case{"12abc", false, kTypeInteger, "'12abc' is not an integer (-2147483648 to 2147483647)", ""},
+           Case{"1,5", false, kTypeDouble, "'1,5' is not a number", ""},
+           Case{"Yes", false, kTypeBoolean, "", "TRUE"},
+           Case{"F", false, kTypeBoolean, "", "FALSE"},
+           Case{"maybe", false, kTypeBoolean, "'maybe' is not a boolean (true or false)", ""},
+           // Empty and unquoted is NULL of the column's type; quoted and empty is text.
+           Case{"", false, kTypeInteger, "", nullptr},
+           Case{"", true, kTypeString, "", ""},
+           Case{" keep blanks ", false, kTypeString, "", " keep blanks "},
+           Case{"2001-02-03", false, kTypeDate, "", "2001-02-03"},
+       }) {
+    ParvexValue v;
+    std::string problem;
+    EXPECT_EQ(ConvertCsvField(CsvField{c.text, c.quoted}, c.type, &v, &problem), *c.problem == 0) << c.text;
+    EXPECT_EQ(problem, c.problem) << c.text;
+    if (*c.problem) continue;
+    EXPECT_EQ(v.Type(), c.type) << c.text;
+    EXPECT_EQ(v.IsNull(), c.saved == nullptr) << c.text;
+    if (c.saved) {
+      EXPECT_EQ(v.GetSaveString().view(), c.saved) << c.text;
+    }
+  }
+  ParvexValue v;
   std::string problem;
-  CsvField field{std::move(text), quoted};
-  if (!ConvertCsvField(field, type, value, &problem)) return problem;
-  return "";
-}
-
-TEST(CsvFieldsTest, NumbersAndBooleansAreCheckedAndTyped) {
-  ParvexValue v;
-  EXPECT_EQ(Convert(" -42 ", kTypeInteger, &v), "");
-  EXPECT_EQ(v.Type(), kTypeInteger);
-  EXPECT_EQ(v.GetInteger(), -42);
-  EXPECT_EQ(Convert("+7", kTypeInteger, &v), "");
-  EXPECT_EQ(v.GetInteger(), 7);
-  EXPECT_EQ(Convert("2147483648", kTypeInteger, &v), "'2147483648' is not an integer (-2147483648 to 2147483647)");
-  EXPECT_EQ(Convert("12abc", kTypeInteger, &v), "'12abc' is not an integer (-2147483648 to 2147483647)");
-  EXPECT_EQ(Convert("-1.5e3", kTypeDouble, &v), "");
-  EXPECT_EQ(v.Type(), kTypeDouble);
+  ASSERT_TRUE(ConvertCsvField(CsvField{"-1.5e3", false}, kTypeDouble, &v, &problem));
   EXPECT_EQ(v.GetDouble(), -1500.0);
-  EXPECT_EQ(Convert("1,5", kTypeDouble, &v), "'1,5' is not a number");
-  EXPECT_EQ(Convert("Yes", kTypeBoolean, &v), "");
-  EXPECT_EQ(v.GetInteger(), 1);
-  EXPECT_EQ(Convert("F", kTypeBoolean, &v), "");
-  EXPECT_EQ(v.GetInteger(), 0);
-  EXPECT_EQ(Convert("maybe", kTypeBoolean, &v), "'maybe' is not a boolean (true or false)");
-}
-
-TEST(CsvFieldsTest, EmptyUnquotedIsNullOfTheColumnTypeQuotedEmptyIsText) {
-  ParvexValue v;
-  EXPECT_EQ(Convert("", kTypeInteger, &v), "");
-  EXPECT_TRUE(v.IsNull());
-  EXPECT_EQ(v.Type(), kTypeInteger);
-  EXPECT_EQ(Convert("", kTypeString, &v, true), "");
-  EXPECT_FALSE(v.IsNull());
-  EXPECT_EQ(v.GetSaveString().view(), "");
-  EXPECT_EQ(Convert(" keep blanks ", kTypeString, &v), "");
-  EXPECT_EQ(v.GetSaveString().view(), " keep blanks ");
+  ASSERT_TRUE(ConvertCsvField(CsvField{"x", false}, kTypeString, &v, &problem));
   EXPECT_EQ(v.GetSaveString().Encoding(), kEncodingUTF8);
-  EXPECT_EQ(Convert("2001-02-03", kTypeDate, &v), "");
-  EXPECT_EQ(v.Type(), kTypeDate);
 }
 
 TEST(CsvFieldsTest, HeaderNamesBecomePlainUniqueWords) {

@@ -16,12 +16,11 @@ std::string Quoted(std::string_view field) {
 }
 
 TEST(CsvTest, FieldsAreQuotedOnlyWhenTheyMustBe) {
-  EXPECT_EQ(Quoted("plain text"), "plain text");
-  EXPECT_EQ(Quoted(""), "");
-  EXPECT_EQ(Quoted("a,b"), "\"a,b\"");
-  EXPECT_EQ(Quoted("say \"hi\""), "\"say \"\"hi\"\"\"");
-  EXPECT_EQ(Quoted("two\nlines"), "\"two\nlines\"");
-  EXPECT_EQ(Quoted("cr\r"), "\"cr\r\"");
+  for (const auto& [field, quoted] : std::vector<std::pair<std::string, std::string>>{
+           {"plain text", "plain text"}, {"", ""}, {"a,b", "\"a,b\""}, {"say \"hi\"", "\"say \"\"hi\"\"\""},
+           {"two\nlines", "\"two\nlines\""}, {"cr\r", "\"cr\r\""}}) {
+    EXPECT_EQ(Quoted(field), quoted) << field;
+  }
 }
 
 // Reads every record; each field is shown as its text, quoted ones in [ ].

@@ -14,7 +14,6 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
-#include <random>
 #include <stdexcept>
 
 namespace parvex::shell::testing {
@@ -41,20 +40,6 @@ int ExitCodeOf(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -1
 }  // namespace
 
 std::string ShellBinary() { return std::string(PARVEX_BINARY_DIR) + "/parvex"; }
-
-TempDir::TempDir() {
-  std::random_device random;
-  const auto base = std::filesystem::temp_directory_path();
-  for (;;) {
-    mPath = base / ("parvex-shell-test-" + std::to_string(random()));
-    if (std::filesystem::create_directory(mPath)) break;
-  }
-}
-
-TempDir::~TempDir() {
-  std::error_code ignored;
-  std::filesystem::remove_all(mPath, ignored);
-}
 
 std::string ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);

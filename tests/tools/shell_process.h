@@ -11,25 +11,15 @@
 #include <string>
 #include <vector>
 
+#include "sql/sql_test_util.h"
+
 namespace parvex::shell::testing {
 
 // build/<type>/parvex, next to the test binaries.
 std::string ShellBinary();
 
 // A fresh folder under the system's temporary folder, removed at the end.
-class TempDir {
- public:
-  TempDir();
-  ~TempDir();
-  TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
-
-  const std::filesystem::path& path() const { return mPath; }
-  std::string File(const std::string& name) const { return (mPath / name).string(); }
-
- private:
-  std::filesystem::path mPath;
-};
+using TempDir = parvex::TempFolder;
 
 struct ShellResult {
   int exitCode = -1;  // -1 when the shell did not exit normally
