@@ -33,6 +33,8 @@ constexpr StateEntry kStates[] = {
     {"25S02", "Error: Transaction in progress."},
     {"0A000", "Error: Unsupported SQL feature."},
     {"72000", "Error: Internal SQL processor error."},
+    {"58030", "Error: Input/output error."},
+    {"XX001", "Error: Database file is damaged."},
 };
 
 }  // namespace
@@ -56,6 +58,8 @@ const ParvexState kPXInvalidTransactionState = kStates[15].code;
 const ParvexState kPXTransactionInProgress = kStates[16].code;
 const ParvexState kPXFeatureNotSupported = kStates[17].code;
 const ParvexState kPXInternalSQLError = kStates[18].code;
+const ParvexState kPXIOError = kStates[19].code;
+const ParvexState kPXDataCorrupted = kStates[20].code;
 
 string ParvexStatus::Description() const {
   if (!mDescription.empty()) return mDescription;

@@ -33,6 +33,8 @@ extern const ParvexState kPXInvalidTransactionState;    // "25000"
 extern const ParvexState kPXTransactionInProgress;      // "25S02"
 extern const ParvexState kPXFeatureNotSupported;        // "0A000"
 extern const ParvexState kPXInternalSQLError;           // "72000"
+extern const ParvexState kPXIOError;                    // "58030": a file could not be read or written
+extern const ParvexState kPXDataCorrupted;              // "XX001": a database file is damaged
 
 class ParvexStatus {
  public:

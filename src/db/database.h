@@ -33,9 +33,24 @@ class ParvexDatabase {
   // Destroys the tables from the last to the first, then the file access.
   virtual ~ParvexDatabase();
 
+  // Writes every table's pending changes. Nothing at all is written while a
+  // damaged table holds changes (FindDamagedChanges).
   void Commit();
+  // Discards every pending change and reloads the tables from the schema;
+  // the files of tables created since the last commit are removed.
   void Rollback();
   bool TransactionInProgress() const;
+  // True, with `status` (when given) set to that table's damage, when a
+  // damaged table holds changes that a Commit would have to write.
+  bool FindDamagedChanges(ParvexStatus* status) const;
+  // Collects the damage notices of the open and dropped tables (see
+  // ParvexTable): true, with `status` (when given) set to the first noticed
+  // table's damage, when a table recorded damage or refused a request since
+  // the last call. Statements call it before they start and when they end.
+  bool TakeDamageNotice(ParvexStatus* status) const;
+  // Remembers a table created in the current transaction (its files exist
+  // before the commit: a rollback removes them).
+  void NoteTableCreated(const string& tableName);
   // "SCHEMADA" followed by the bytes of the schema's data file; empty with
   // the status set when refused.
   string GetSchemaData(ParvexStatus* status);
@@ -66,6 +81,7 @@ class ParvexDatabase {
 
  private:
   std::atomic<bool> mInterrupted{false};
+  SimpleVector<string> mCreatedTables;  // since the last commit or rollback
 };
 
 // Opens the database in the host file at `path`, or creates it when `create`

@@ -6,7 +6,8 @@
 // pending change and rebuilds the open tables from the rolled-back schema
 // rows (tables created in the transaction vanish, dropped ones return,
 // altered ones get their old columns). Schema data is "SCHEMADA" followed by
-// the raw bytes of the schema table's data file.
+// the raw bytes of the schema table's data file. A commit is refused as a
+// whole while a damaged table holds changes.
 #include <memory>
 
 #include "db/database.h"
@@ -25,6 +26,10 @@ string SchemaFileName() { return string(kSchemaTableName) + kDataFileSuffix; }
 }  // namespace
 
 void ParvexDatabase::Commit() {
+  // One damaged table with changes refuses the whole commit, so that no
+  // part of the transaction is written without the rest.
+  if (FindDamagedChanges(nullptr)) return;
+  mCreatedTables.clear();
   for (ParvexTable* table : tables) {
     if (auto* trans = dynamic_cast<ParvexTrans*>(table)) trans->Commit();
   }
@@ -48,7 +53,40 @@ void ParvexDatabase::Rollback() {
   tables.clear();
   tables.push_back(schemaTable);
   if (auto* schema = dynamic_cast<ParvexSchema*>(schemaTable)) schema->LoadAllTables(tables);
+  // Tables created in the transaction are gone from the schema; their files
+  // (made when they were created) go too.
+  for (const string& created : mCreatedTables) {
+    if (FindTable(created) || !fileAccess) continue;
+    fileAccess->DeleteFile(created + kDataFileSuffix);
+    fileAccess->DeleteFile(created + kMapFileSuffix);
+  }
+  mCreatedTables.clear();
 }
+
+bool ParvexDatabase::FindDamagedChanges(ParvexStatus* status) const {
+  for (const ParvexTable* table : tables) {
+    const auto* trans = dynamic_cast<const ParvexTrans*>(table);
+    if (trans && trans->IsDamaged() && trans->HasChangesToCommit()) {
+      if (status) *status = trans->DamageStatus();
+      return true;
+    }
+  }
+  return false;
+}
+
+bool ParvexDatabase::TakeDamageNotice(ParvexStatus* status) const {
+  bool found = false;
+  for (const SimpleVector<ParvexTable*>* list : {&tables, &droppedTables}) {
+    for (const ParvexTable* table : *list) {
+      if (!table || !table->TakeDamageNotice() || found) continue;
+      found = true;
+      if (status) *status = table->DamageStatus();
+    }
+  }
+  return found;
+}
+
+void ParvexDatabase::NoteTableCreated(const string& tableName) { mCreatedTables.push_back(tableName); }
 
 bool ParvexDatabase::TransactionInProgress() const {
   if (!droppedTables.empty()) return true;
@@ -120,7 +158,8 @@ void ParvexDatabase::ReplaceSchemaData(const string& data, ParvexStatus* status)
   fileAccess->DeleteFile(string(kSchemaTableName) + kMapFileSuffix);
   auto* schema = new ParvexSchema(fileAccess);
   tables.push_back(schema);
-  schema->LoadAllTables(tables);
+  // The new schema's tables see whatever data files of their names exist.
+  schema->LoadAllTables(tables, ParvexTrans::MissingFiles::kCreate);
   fileAccess->Flush();
 }
 

@@ -51,7 +51,8 @@ ParvexSchema::ParvexSchema(ParvexFileAccess* fileAccess) : ParvexTrans(fileAcces
   for (const SchemaColumn& column : kSchemaColumns) {
     AddColumn(ParvexColumnInfo(string(column.name), column.type, 0, column.id));
   }
-  if (Valid() && QtyRows() == 0) PopulateInitialSchema();
+  // A damaged schema storage is never taken for an empty one.
+  if (Valid() && !IsDamaged() && QtyRows() == 0) PopulateInitialSchema();
 }
 
 ParvexSchema::~ParvexSchema() = default;
@@ -76,10 +77,12 @@ void ParvexSchema::PopulateInitialSchema() {
   Commit();
 }
 
-std::unique_ptr<ParvexTrans> ParvexSchema::BuildTable(const string& tableName, const SimpleVector<RowID>& rows) {
+std::unique_ptr<ParvexTrans> ParvexSchema::BuildTable(const string& tableName, const SimpleVector<RowID>& rows,
+                                                      ParvexTrans::MissingFiles missing) {
   if (rows.empty()) return nullptr;
-  auto table = std::make_unique<ParvexTrans>(FileAccess(), tableName);
-  if (!table->Valid()) return nullptr;
+  auto table = std::make_unique<ParvexTrans>(FileAccess(), tableName, missing);
+  // A table whose files are damaged stays, so that using it says so.
+  if (!table->Valid() && !table->IsDamaged()) return nullptr;
   for (RowID row : rows) {
     ParvexValue id, columnName, typeCode, defaultText;
     GetValue(row, kSchemaColColumnID, &id);
@@ -94,7 +97,7 @@ std::unique_ptr<ParvexTrans> ParvexSchema::BuildTable(const string& tableName, c
   return table;
 }
 
-std::unique_ptr<ParvexTrans> ParvexSchema::LoadTable(const string& tableName) {
+std::unique_ptr<ParvexTrans> ParvexSchema::LoadTable(const string& tableName, ParvexTrans::MissingFiles missing) {
   SimpleVector<RowID> all;
   GetRowIDs(&all);
   SimpleVector<RowID> rows;
@@ -105,7 +108,7 @@ std::unique_ptr<ParvexTrans> ParvexSchema::LoadTable(const string& tableName) {
       rows.push_back(row);
     }
   }
-  return BuildTable(tableName, rows);
+  return BuildTable(tableName, rows, missing);
 }
 
 void ParvexSchema::ReloadTable(ParvexTrans** table) {
@@ -114,11 +117,11 @@ void ParvexSchema::ReloadTable(ParvexTrans** table) {
   const RowID lastRow = (*table)->LastRowIDCounter();
   const uint32_t lastColumn = (*table)->LastColumnIDCounter();
   delete *table;
-  *table = LoadTable(tableName).release();
+  *table = LoadTable(tableName, ParvexTrans::MissingFiles::kDamage).release();
   if (*table) (*table)->RaiseCounters(lastRow, lastColumn);
 }
 
-void ParvexSchema::LoadAllTables(SimpleVector<ParvexTable*>& tables) {
+void ParvexSchema::LoadAllTables(SimpleVector<ParvexTable*>& tables, ParvexTrans::MissingFiles missing) {
   // One pass over the schema groups the rows by table name (first spelling
   // wins), keeping the order of each table's first row.
   SimpleVector<RowID> all;
@@ -139,7 +142,7 @@ void ParvexSchema::LoadAllTables(SimpleVector<ParvexTable*>& tables) {
     if (it->second != SIZE_MAX) rowsOf[it->second].push_back(row);
   }
   for (size_t i = 0; i < names.size(); ++i) {
-    if (auto table = BuildTable(names[i], rowsOf[i])) tables.push_back(table.release());
+    if (auto table = BuildTable(names[i], rowsOf[i], missing)) tables.push_back(table.release());
   }
 }
 

@@ -40,21 +40,27 @@ class ParvexSchema : public ParvexTrans {
   RowID AddSchemaRow(const string& tableName, long columnID, const string& columnName, long typeCode,
                      long length, bool notNull, const string& defaultValue);
   // A new table object built from the schema rows of `tableName`, or null
-  // when the name has no rows (or its files can't be opened).
-  std::unique_ptr<ParvexTrans> LoadTable(const string& tableName);
+  // when the name has no rows. Its data file is created when missing
+  // (`missing`); otherwise a table without its files comes back damaged.
+  std::unique_ptr<ParvexTrans> LoadTable(const string& tableName,
+                                         ParvexTrans::MissingFiles missing = ParvexTrans::MissingFiles::kCreate);
   // Replaces *table with a freshly loaded object of the same name whose
   // counters are at least the old object's. *table becomes null when the
   // table has no schema rows any more.
   void ReloadTable(ParvexTrans** table);
   // Appends every user table, in the order of each table's first schema row.
-  void LoadAllTables(SimpleVector<ParvexTable*>& tables);
+  // The tables' data files must be there (a table without them is loaded
+  // damaged) unless `missing` says to create them.
+  void LoadAllTables(SimpleVector<ParvexTable*>& tables,
+                     ParvexTrans::MissingFiles missing = ParvexTrans::MissingFiles::kDamage);
   // Adds (and commits) the seven rows that describe `_schema`.
   void PopulateInitialSchema();
 
  private:
   // Builds the table named `tableName` from its schema rows (row IDs into
   // this table); null when there are none.
-  std::unique_ptr<ParvexTrans> BuildTable(const string& tableName, const SimpleVector<RowID>& rows);
+  std::unique_ptr<ParvexTrans> BuildTable(const string& tableName, const SimpleVector<RowID>& rows,
+                                          ParvexTrans::MissingFiles missing);
 };
 
 }  // namespace parvex

@@ -87,6 +87,7 @@ void ExecuteCreateTable(const SQLCreateTableNode& node, ParvexDatabase& db, Parv
                                          node.tableName.view() + ".");
     return;
   }
+  db.NoteTableCreated(table->name);
   db.tables.push_back(table.release());
 }
 
@@ -106,6 +107,11 @@ void ExecuteAlterTable(const SQLAlterTableNode& node, ParvexDatabase& db, Parvex
   }
   if (table->HasChangesToCommit()) {
     status->Set(kPXInvalidTransactionState, TableInProgressMessage(node.tableName));
+    return;
+  }
+  // Reloading would forget the damage: a damaged table is not altered.
+  if (table->IsDamaged()) {
+    *status = table->DamageStatus();
     return;
   }
   const long tableNameCol = FindColumn(*schema, string("TableName"), nullptr);

@@ -150,6 +150,11 @@ bool ParvexFileAccess::ContainsFile(const string& name) {
   return child && child->type != kFolderType;
 }
 
+bool ParvexFileAccess::IsFolderComplete() {
+  Children();
+  return mVolume && mChildrenComplete;
+}
+
 bool ParvexFileAccess::FindFiles(const string& prefix, std::vector<string>* names) {
   names->clear();
   if (!mVolume) return false;

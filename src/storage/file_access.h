@@ -59,6 +59,9 @@ class ParvexFileAccess {
   // be removed (open, or a folder with children).
   bool DeleteFile(const string& name);
   bool ContainsFile(const string& name);
+  // False when an item of the data folder can't be read (so a name it does
+  // not list may still be there, unreadable).
+  bool IsFolderComplete();
   // Replaces `names` with the file names starting with `prefix`; false when
   // the folder could not be listed completely (the names found are kept).
   bool FindFiles(const string& prefix, std::vector<string>* names);

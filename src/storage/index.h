@@ -33,8 +33,11 @@
 #include "platform/random_access.h"
 #include "platform/simple_vector.h"
 #include "storage/row_map.h"
+#include "storage/storage_fault.h"
 
 namespace parvex {
+
+class ParvexStorage;
 
 // Key values in the index's column order. Null pointers count as NULL.
 using ParvexIndexKey = std::span<const ParvexValue* const>;
@@ -91,11 +94,14 @@ class ParvexIndex {
   // write failed; the index then stays marked changed.
   bool SaveToFile(std::unique_ptr<RandomAccessMechanism> stream);
   // Replaces the index's columns and entries with an index file's. False
-  // when the file is damaged (what could be read is kept).
-  bool LoadFromFile(std::unique_ptr<RandomAccessMechanism> stream);
+  // when the file is damaged (what could be read is kept); `fault`, when
+  // given, receives the record storage's fault if there was one. A file with
+  // no record is damaged: saving always writes one.
+  bool LoadFromFile(std::unique_ptr<RandomAccessMechanism> stream, StorageFault* fault = nullptr);
 
  private:
   void Clear();
+  bool LoadEntries(ParvexStorage& storage);
   ParvexIndexEntry* AppendEntry(RowID rowID);
   void FileEntry(ParvexIndexEntry* entry);
   void UnfileEntry(const ParvexIndexEntry* entry);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <string>
 #include <utility>
 
 #include "storage/file_access.h"
@@ -104,18 +105,81 @@ const ParvexValueWithID* PTChangedRow::Find(long columnID) const {
 
 // --- ParvexTrans: opening and closing --------------------------------------------------
 
-ParvexTrans::ParvexTrans(ParvexFileAccess* fileAccess, const string& tableName)
+ParvexTrans::ParvexTrans(ParvexFileAccess* fileAccess, const string& tableName, MissingFiles missing)
     : mFileAccess(fileAccess), mChanges(RowMap<PTChangedRow*>::kDefaultSize, nullptr) {
   name = tableName;
   mColumns.push_back(std::make_unique<ParvexColumnInfo>(string(kRowIDColumnName), kTypeInteger, 0,
                                                         kRowIDColumnID));
   if (!mFileAccess) return;
-  auto data = mFileAccess->OpenFile(FileName(kDataFileSuffix), true, false);
-  auto map = mFileAccess->OpenFile(FileName(kMapFileSuffix), true, false);
-  if (!data || !map) return;
+  std::unique_ptr<RandomAccessMechanism> data, map;
+  if (!OpenFiles(missing, &data, &map)) return;
   mStorage = std::make_unique<ParvexStorage>(std::move(data), std::move(map));
+  if (TakeStorageFault()) return;
   LoadIndexes();
   LoadMetadata();
+  if (!TakeStorageFault() && !IsDamaged()) CheckCounters();
+}
+
+bool ParvexTrans::OpenFiles(MissingFiles missing, std::unique_ptr<RandomAccessMechanism>* data,
+                            std::unique_ptr<RandomAccessMechanism>* map) {
+  // A file the folder does not list is missing only when the folder could be
+  // read whole; otherwise it may be one of the items that can't be read.
+  const auto open = [&](const char* suffix, bool mayCreate, std::unique_ptr<RandomAccessMechanism>* stream) {
+    const string file = FileName(suffix);
+    if (mFileAccess->ContainsFile(file)) {
+      *stream = mFileAccess->OpenFile(file, false, false);
+      if (!*stream) Damaged(file + " can't be opened");
+    } else if (!mFileAccess->IsFolderComplete()) {
+      Damaged(file + " can't be found: the database's folder of files is damaged");
+    } else if (!mayCreate) {
+      Damaged(string("its data file ") + file + " is missing");
+    } else {
+      *stream = mFileAccess->OpenFile(file, true, false);
+    }
+    return *stream != nullptr;
+  };
+  return open(kDataFileSuffix, missing == MissingFiles::kCreate, data) && open(kMapFileSuffix, true, map);
+}
+
+void ParvexTrans::Damaged(const string& detail, bool ioError) const {
+  if (ioError) {
+    RecordDamage(ParvexStatus(kPXIOError, string("Error: Cannot read table ") + name + ": " + detail + "."));
+  } else {
+    RecordDamage(ParvexStatus(kPXDataCorrupted, string("Error: Table ") + name + " is damaged: " + detail + "."));
+  }
+  mUsable = false;
+}
+
+bool ParvexTrans::TakeStorageFault() const {
+  if (!mStorage || !mStorage->HasFault()) return false;
+  const StorageFault& fault = mStorage->Fault();
+  Damaged(DescribeStorageFault(fault, FileName(kDataFileSuffix), FileName(kMapFileSuffix)), fault.IsIOError());
+  return true;
+}
+
+bool ParvexTrans::BecomeUsable() const {
+  if (IsDamaged()) {
+    NoteDamageRefusal();
+    return false;
+  }
+  if (!mStorage) return false;
+  if (!mStorage->ProveRowPosMap()) {
+    TakeStorageFault();
+    return false;
+  }
+  mUsable = true;
+  return true;
+}
+
+void ParvexTrans::CheckCounters() {
+  SimpleVector<RowID> ids;
+  mStorage->GetRowIDs(&ids);
+  RowID largest = 0;
+  for (RowID id : ids) largest = std::max(largest, id);
+  if (mSavedLastRowID < largest) {
+    Damaged(string("its row-ID counter (") + std::to_string(mSavedLastRowID).c_str() +
+            ") is below its largest row ID (" + std::to_string(largest).c_str() + ")");
+  }
 }
 
 ParvexTrans::~ParvexTrans() {
@@ -139,20 +203,20 @@ void ParvexTrans::LoadIndexes() {
     if (f.size() <= prefix.length() + suffix.size()) continue;
     if (f.substr(f.size() - suffix.size()) != suffix) continue;
     auto stream = mFileAccess->OpenFile(file, false, true);
-    if (!stream) continue;
+    if (!stream) {
+      Damaged(string("its index file ") + file + " can't be opened");
+      return;
+    }
     const string indexName = file.Substring(prefix.length(), f.size() - prefix.length() - suffix.size());
     auto index = std::make_unique<ParvexIndex>(SimpleVector<uint32_t>(), indexName);
-    const bool loaded = index->LoadFromFile(std::move(stream));
-    if (index->GetColumnIDs().empty()) continue;  // nothing tells its columns
-    if (!loaded) {
-      // A damaged file: the index is rebuilt from the rows (and rewritten
-      // at the next commit).
-      index = std::make_unique<ParvexIndex>(index->GetColumnIDs(), indexName);
-      mIndexes.push_back(std::move(index));
-      SimpleVector<RowID> rows;
-      mStorage->GetRowIDs(&rows);
-      for (RowID row : rows) AddRowToIndex(row, mIndexes.size() - 1);
-      continue;
+    StorageFault fault;
+    if (!index->LoadFromFile(std::move(stream), &fault) || index->GetColumnIDs().empty()) {
+      if (fault.IsSet()) {
+        Damaged(DescribeStorageFault(fault, file, file), fault.IsIOError());
+      } else {
+        Damaged(string("its index file ") + file + " is not a valid index");
+      }
+      return;
     }
     mIndexes.push_back(std::move(index));
   }
@@ -187,7 +251,7 @@ void ParvexTrans::RaiseCounters(RowID lastRowID, uint32_t lastColumnID) {
 // --- reading -----------------------------------------------------------------------
 
 bool ParvexTrans::ContainsRow(RowID row) const {
-  if (!mStorage) return false;
+  if (!Usable()) return false;
   if (mChanges.Contains(row)) return true;
   if (mDeletions.Contains(row)) return false;
   return mStorage->ContainsRow(row);
@@ -197,13 +261,13 @@ bool ParvexTrans::ContainsRow(RowID row) const {
 // with an uncommitted update counts twice, and a row pending deletion still
 // counts, until Commit. GetRowIDs is the exact list of visible rows.
 long ParvexTrans::QtyRows() const {
-  if (!mStorage) return 0;
+  if (!Usable()) return 0;
   return mStorage->QtyRows() + static_cast<long>(mChanges.QtyItems());
 }
 
 void ParvexTrans::GetRowIDs(SimpleVector<RowID>* ids) const {
   ids->clear();
-  if (!mStorage) return;
+  if (!Usable()) return;
   mStorage->GetRowIDs(ids);
   if (!mDeletions.empty()) {
     size_t out = 0;
@@ -228,6 +292,7 @@ bool ParvexTrans::FetchStoredRow(RowID row) const {
   ++recordDecodes;
   if (!mStorage->ReadRowValues(row, mFetchedValues)) {
     DeleteAll(mFetchedValues);
+    TakeStorageFault();  // a row that is simply gone is no fault
     return false;
   }
   mFetchedRowID = row;
@@ -260,7 +325,7 @@ bool ParvexTrans::ReadColumn(RowID row, long columnID, ParvexValue* out) const {
 }
 
 bool ParvexTrans::GetValue(RowID row, long column, ParvexValue* out) const {
-  if (!mStorage || column < 0 || column >= QtyColumns()) return false;
+  if (!Usable() || column < 0 || column >= QtyColumns()) return false;
   if (column == 0) {
     if (!ContainsRow(row)) return false;
     out->SetInteger(static_cast<int32_t>(row));
@@ -304,7 +369,7 @@ void ParvexTrans::CoerceToCorrectType(ParvexValueWithID* value) const {
 }
 
 RowID ParvexTrans::AddRow(ParvexValueList& values, bool takeOwnership) {
-  if (!mStorage) {
+  if (!Usable()) {
     if (takeOwnership) DeleteValues(values);
     return kInvalidRowID;
   }
@@ -323,15 +388,8 @@ RowID ParvexTrans::AddRow(ParvexValueList& values, bool takeOwnership) {
     CoerceToCorrectType(&v);
     return v.IsNull();
   });
-  if (!explicitID && ContainsRow(row)) {
-    // The counter is behind the rows (a damaged metadata area): go on from
-    // the largest row ID there is.
-    SimpleVector<RowID> ids;
-    GetRowIDs(&ids);
-    for (RowID id : ids) mLastRowID = std::max(mLastRowID, id);
-    row = NextUnusedRowID();
-  }
-  // No row ID is left once the counter reaches the invalid ID.
+  // No row ID is left once the counter reaches the invalid ID. (Opening
+  // checked that the counter covers every stored row.)
   const bool exhausted = !explicitID && mLastRowID >= kInvalidRowID - 1;
   if (row == kInvalidRowID || exhausted || ContainsRow(row)) {
     DeleteAll(owned);
@@ -432,7 +490,7 @@ const ParvexIndex* ParvexTrans::FindIndex(const string& indexName) const {
 }
 
 bool ParvexTrans::AddIndex(const string& indexName, const SimpleVector<uint32_t>& columnIDs) {
-  if (!mStorage || indexName.empty() || columnIDs.empty() || columnIDs.size() > ParvexIndex::kMaxColumns ||
+  if (!Usable() || indexName.empty() || columnIDs.empty() || columnIDs.size() > ParvexIndex::kMaxColumns ||
       FindIndex(indexName)) {
     return false;
   }
@@ -453,6 +511,7 @@ void ParvexTrans::GetIndexNames(SimpleVector<string>* names) const {
 }
 
 bool ParvexTrans::DropIndex(const string& indexName) {
+  if (!Usable()) return false;
   for (size_t i = 0; i < mIndexes.size(); ++i) {
     if (mIndexes[i]->Name().Compare(indexName) != 0) continue;
     mDroppedIndexes.push_back(std::move(mIndexes[i]));
@@ -522,10 +581,12 @@ bool ParvexTrans::NeedsCommit() const {
 }
 
 bool ParvexTrans::Commit() {
-  if (!mStorage) return false;
+  if (!mStorage && !IsDamaged()) return false;
   // A table without changes is not written at all: committing one table
-  // costs nothing for the others.
+  // costs nothing for the others. A damaged one writes nothing.
+  if (IsDamaged()) return !NeedsCommit();
   if (!NeedsCommit()) return true;
+  if (!Usable()) return false;
   bool ok = true;
   ForgetFetchedRow();
   mChanges.ForEach([this, &ok](RowID id, PTChangedRow* change) {
@@ -553,11 +614,22 @@ bool ParvexTrans::Commit() {
   ok = mStorage->FlushToDisk() && ok;
   ok = CommitIndices() && ok;
   ForgetFetchedRow();
+  if (TakeStorageFault()) ok = false;  // a record read on the way was damaged
   return ok;
 }
 
 void ParvexTrans::Rollback() {
   if (!mStorage) return;
+  // Nothing pending can be read back through a damaged table.
+  if (IsDamaged()) {
+    mChanges.ForEach([](RowID, PTChangedRow* change) { delete change; });
+    mChanges.RemoveAll();
+    mDeletions.RemoveAll();
+    mDroppedIndexes.clear();
+    mAddedIndexNames.clear();
+    ForgetFetchedRow();
+    return;
+  }
   for (auto& index : mDroppedIndexes) mIndexes.push_back(std::move(index));
   mDroppedIndexes.clear();
   // Indexes created in this transaction have no file: they go.

@@ -140,8 +140,20 @@ bool VFSVolume::WriteHeader(const VFSBlockHeader& header) {
 }
 
 bool VFSVolume::ReadHeaderAt(int64_t start, VFSBlockHeader* header) {
-  if (start < kFirstBlockStart || start > INT32_MAX) return false;
-  return mStream->SeekFromStart(static_cast<int32_t>(start)) && ReadHeader(header);
+  if (start < kFirstBlockStart || start > INT32_MAX || start + kBlockHeaderSize > mStream->GetLength()) {
+    mLastFailure = kStreamDamagedError;
+    return false;
+  }
+  if (!mStream->SeekFromStart(static_cast<int32_t>(start)) || !ReadHeader(header)) {
+    NoteStreamFailure();
+    return false;
+  }
+  return true;
+}
+
+void VFSVolume::NoteStreamFailure() {
+  const int32_t code = mStream->LastError();
+  mLastFailure = code != 0 && code != kStreamDamagedError ? code : EIO;
 }
 
 bool VFSVolume::WriteHeaderAt(int64_t start, const VFSBlockHeader& header) {

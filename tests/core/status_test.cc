@@ -55,6 +55,8 @@ TEST(StatusTest, EveryStateHasItsMessageAndClass) {
       {kPXTransactionInProgress, "25S02", "Error: Transaction in progress.", true},
       {kPXFeatureNotSupported, "0A000", "Error: Unsupported SQL feature.", true},
       {kPXInternalSQLError, "72000", "Error: Internal SQL processor error.", true},
+      {kPXIOError, "58030", "Error: Input/output error.", true},
+      {kPXDataCorrupted, "XX001", "Error: Database file is damaged.", true},
   };
   for (const Case& c : cases) {
     ParvexStatus status(c.state);
