@@ -218,6 +218,7 @@ ParvexStorage::ParvexStorage(std::unique_ptr<RandomAccessMechanism> dataFile,
   }
   // A map that points outside the records is a fault, not something a scan
   // may quietly replace: the data file may have lost the rows it lists.
+  if (mAccess == StorageAccess::kInspect && !mMapFile) return;
   if (!LoadRowPosMap() && !HasFault()) {
     // A stale or damaged map file, or records that no map file lists, must
     // be replaced at the next flush; an empty table with no map stays as is.
@@ -246,6 +247,7 @@ void ParvexStorage::HandleError(int errorType) {
 void ParvexStorage::NoteFault(const StorageFault& fault) {
   HandleError(fault.error);
   if (!mFault.IsSet()) mFault = fault;
+  mLastFault = fault;
 }
 
 void ParvexStorage::NoteReadFault(uint32_t position, bool inMapFile) {

@@ -32,8 +32,10 @@
 //   a deleted ("Trsh") record of its row means that the row is deleted
 //   (other programs of this format leave such entries) and is dropped.
 // - A read-only storage (StorageAccess::kReadOnly, kInspect) never writes
-//   to either file; an inspecting one also prints no diagnostics: integrity
-//   checks and recovery read damaged files through it.
+//   to either file; an inspecting one also prints no diagnostics, and
+//   without a map file it builds no map (its records are walked with
+//   GoToPosition): integrity checks and recovery read damaged files through
+//   it.
 #pragma once
 
 #include <cstdint>
@@ -199,6 +201,8 @@ class ParvexStorage {
   // The first read-path failure (see the file comment).
   bool HasFault() const { return mFault.IsSet(); }
   const StorageFault& Fault() const { return mFault; }
+  // The most recent one (for walks that go on after damage).
+  const StorageFault& LastFault() const { return mLastFault; }
   // The length of the data file as the storage knows it.
   uint32_t DataLength() const { return mDataLength; }
 
@@ -238,6 +242,7 @@ class ParvexStorage {
   bool mMapProven = true;     // every entry leads to its row's record
   StorageAccess mAccess;
   StorageFault mFault;
+  StorageFault mLastFault;
   int mLastError = kStorageErrorNone;
   uint64_t mErrorCount = 0;
   MemoryHandle mBody;   // the body being decoded
