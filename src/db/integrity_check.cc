@@ -47,6 +47,9 @@ class DatabaseChecker {
     }
     for (const auto& [name, file] : mFiles.Files()) {
       if (!mClaimed.count(name)) mReport.Problem("schema: the file " + name + " belongs to no table");
+      if (file.type != ParvexFileAccess::kParvexFileType) {
+        mReport.Problem("schema: " + name + " is not of the type of the engine's files");
+      }
     }
   }
 

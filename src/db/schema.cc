@@ -3,6 +3,7 @@
 
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 
 namespace parvex {
 
@@ -83,12 +84,17 @@ std::unique_ptr<ParvexTrans> ParvexSchema::BuildTable(const string& tableName, c
   auto table = std::make_unique<ParvexTrans>(FileAccess(), tableName, missing);
   // A table whose files are damaged stays, so that using it says so.
   if (!table->Valid() && !table->IsDamaged()) return nullptr;
+  std::unordered_set<int32_t> ids;
   for (RowID row : rows) {
     ParvexValue id, columnName, typeCode, defaultText;
     GetValue(row, kSchemaColColumnID, &id);
     GetValue(row, kSchemaColColumnName, &columnName);
     GetValue(row, kSchemaColTypeCode, &typeCode);
     GetValue(row, kSchemaColDefaultValue, &defaultText);
+    // Two columns of one ID would read each other's values.
+    if (id.IsNull() || id.GetInteger() < 1 || !ids.insert(id.GetInteger()).second) {
+      table->ReportDamage(string("its columns in ") + kSchemaTableName + " do not have distinct column IDs");
+    }
     const auto type = static_cast<ParvexDataType>(typeCode.GetInteger());
     ParvexColumnInfo info(columnName.IsNull() ? string() : columnName.GetSaveString(), type, 0, id.GetInteger());
     info.defaultValue = DefaultFromText(defaultText, type);

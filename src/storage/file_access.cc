@@ -62,6 +62,11 @@ bool ParvexFileAccess::CreateOrOpenDataFolder(const string& path, bool create, P
     SetStatus(status, kPXDataException, string("Error: Cannot write a new database into file ") + path + ".");
     return false;
   }
+  if (!volume->FlatVolume()->EndsCleanly()) {
+    SetStatus(status, kPXDataCorrupted,
+              string("Error: Database file ") + path + " is damaged: it ends inside a block (it was cut short).");
+    return false;
+  }
   VFileRef root = volume->GetRoot();
   if (root.type != kFolderType) {
     SetStatus(status, kPXDataException,

@@ -37,7 +37,8 @@ bool SameValue(const ParvexValue& a, const ParvexValue& b) {
       return std::memcmp(&x, &y, sizeof x) == 0;
     }
     default:
-      return a.GetSaveString().CompareWithCase(b.GetSaveString()) == 0;
+      return a.GetSaveString().CompareWithCase(b.GetSaveString()) == 0 &&
+             a.RawText().Encoding() == b.RawText().Encoding();
   }
 }
 

@@ -14,7 +14,7 @@
 // - Indexes: each index file walks like a data file, its first record names
 //   the columns, it holds one entry per live row of the table (besides the
 //   placeholder of row kInvalidRowID) and each entry's values are the row's
-//   values of those columns.
+//   values of those columns (same type, same bytes, same text encoding).
 // Problems go to the report prefixed with the given label ("table T").
 #pragma once
 

@@ -128,11 +128,11 @@ bool ParvexTrans::OpenFiles(MissingFiles missing, std::unique_ptr<RandomAccessMe
     const string file = FileName(suffix);
     if (mFileAccess->ContainsFile(file)) {
       *stream = mFileAccess->OpenFile(file, false, false);
-      if (!*stream) Damaged(file + " can't be opened");
+      if (!*stream) ReportDamage(file + " can't be opened");
     } else if (!mFileAccess->IsFolderComplete()) {
-      Damaged(file + " can't be found: the database's folder of files is damaged");
+      ReportDamage(file + " can't be found: the database's folder of files is damaged");
     } else if (!mayCreate) {
-      Damaged(string("its data file ") + file + " is missing");
+      ReportDamage(string("its data file ") + file + " is missing");
     } else {
       *stream = mFileAccess->OpenFile(file, true, false);
     }
@@ -141,7 +141,7 @@ bool ParvexTrans::OpenFiles(MissingFiles missing, std::unique_ptr<RandomAccessMe
   return open(kDataFileSuffix, missing == MissingFiles::kCreate, data) && open(kMapFileSuffix, true, map);
 }
 
-void ParvexTrans::Damaged(const string& detail, bool ioError) const {
+void ParvexTrans::ReportDamage(const string& detail, bool ioError) const {
   if (ioError) {
     RecordDamage(ParvexStatus(kPXIOError, string("Error: Cannot read table ") + name + ": " + detail + "."));
   } else {
@@ -153,7 +153,7 @@ void ParvexTrans::Damaged(const string& detail, bool ioError) const {
 bool ParvexTrans::TakeStorageFault() const {
   if (!mStorage || !mStorage->HasFault()) return false;
   const StorageFault& fault = mStorage->Fault();
-  Damaged(DescribeStorageFault(fault, FileName(kDataFileSuffix), FileName(kMapFileSuffix)), fault.IsIOError());
+  ReportDamage(DescribeStorageFault(fault, FileName(kDataFileSuffix), FileName(kMapFileSuffix)), fault.IsIOError());
   return true;
 }
 
@@ -177,7 +177,7 @@ void ParvexTrans::CheckCounters() {
   RowID largest = 0;
   for (RowID id : ids) largest = std::max(largest, id);
   if (mSavedLastRowID < largest) {
-    Damaged(string("its row-ID counter (") + std::to_string(mSavedLastRowID).c_str() +
+    ReportDamage(string("its row-ID counter (") + std::to_string(mSavedLastRowID).c_str() +
             ") is below its largest row ID (" + std::to_string(largest).c_str() + ")");
   }
 }
@@ -204,7 +204,7 @@ void ParvexTrans::LoadIndexes() {
     if (f.substr(f.size() - suffix.size()) != suffix) continue;
     auto stream = mFileAccess->OpenFile(file, false, true);
     if (!stream) {
-      Damaged(string("its index file ") + file + " can't be opened");
+      ReportDamage(string("its index file ") + file + " can't be opened");
       return;
     }
     const string indexName = file.Substring(prefix.length(), f.size() - prefix.length() - suffix.size());
@@ -212,9 +212,9 @@ void ParvexTrans::LoadIndexes() {
     StorageFault fault;
     if (!index->LoadFromFile(std::move(stream), &fault) || index->GetColumnIDs().empty()) {
       if (fault.IsSet()) {
-        Damaged(DescribeStorageFault(fault, file, file), fault.IsIOError());
+        ReportDamage(DescribeStorageFault(fault, file, file), fault.IsIOError());
       } else {
-        Damaged(string("its index file ") + file + " is not a valid index");
+        ReportDamage(string("its index file ") + file + " is not a valid index");
       }
       return;
     }
@@ -294,6 +294,20 @@ bool ParvexTrans::FetchStoredRow(RowID row) const {
     DeleteAll(mFetchedValues);
     TakeStorageFault();  // a row that is simply gone is no fault
     return false;
+  }
+  // Column IDs come from the counter and are stored once each: anything
+  // else is a damaged record whose values would land in the wrong columns.
+  for (size_t i = 0; i < mFetchedValues.size(); ++i) {
+    const long id = mFetchedValues[i]->id;
+    bool repeated = false;
+    for (size_t j = 0; j < i && !repeated; ++j) repeated = mFetchedValues[j]->id == id;
+    if (id <= kRowIDColumnID || (mColumnCounterFromFile && static_cast<uint64_t>(id) > mSavedLastColumnID) ||
+        repeated) {
+      DeleteAll(mFetchedValues);
+      ReportDamage(string("the record of row ") + std::to_string(row).c_str() + " in " + FileName(kDataFileSuffix) +
+              " holds a column ID (" + std::to_string(id).c_str() + ") that is not a column of the table");
+      return false;
+    }
   }
   mFetchedRowID = row;
   return true;
@@ -547,6 +561,7 @@ void ParvexTrans::LoadMetadata() {
     mLastRowID = GetU32LE(meta.data() + kMetaLastRowIDOffset);
     mLastColumnID = GetU32LE(meta.data() + kMetaLastColumnIDOffset);
   }
+  mColumnCounterFromFile = mLastColumnID != 0;
   if (mLastRowID == 0) {
     SimpleVector<RowID> ids;
     mStorage->GetRowIDs(&ids);

@@ -173,6 +173,10 @@ class ParvexTrans : public ParvexTable {
   void RemoveRowFromIndex(RowID row, size_t indexNumber);
 
   ParvexFileAccess* FileAccess() const { return mFileAccess; }
+  // Records damage described by `detail`: "Error: Table T is damaged:
+  // <detail>." (kPXDataCorrupted), or for a read the system refused "Error:
+  // Cannot read table T: <detail>." (kPXIOError).
+  void ReportDamage(const string& detail, bool ioError = false) const;
   // The live index of that name (case-insensitive), or null.
   const ParvexIndex* FindIndex(const string& indexName) const;
 
@@ -186,8 +190,6 @@ class ParvexTrans : public ParvexTable {
   bool OpenFiles(MissingFiles missing, std::unique_ptr<RandomAccessMechanism>* data,
                  std::unique_ptr<RandomAccessMechanism>* map);
   void LoadIndexes();
-  // Records damage described by `detail` (kPXIOError for a refused read).
-  void Damaged(const string& detail, bool ioError = false) const;
   // Takes over the storage's fault, if it has one; true when it had.
   bool TakeStorageFault() const;
   // True when rows may be read and changed: the table is sound and its
@@ -224,6 +226,7 @@ class ParvexTrans : public ParvexTable {
   // The counters as the metadata area holds them (after a load or a save).
   RowID mSavedLastRowID = 0;
   uint32_t mSavedLastColumnID = 0;
+  bool mColumnCounterFromFile = false;  // the metadata area held a column counter
 
   mutable RowID mFetchedRowID = kInvalidRowID;
   mutable ParvexValueList mFetchedValues;

@@ -77,6 +77,10 @@ class VFSVolume {
   virtual ~VFSVolume();
 
   bool IsValid() const { return mValid; }
+  // False when the blocks do not lie back to back up to the end of the file
+  // exactly (found on opening): the file was cut short, or blocks the map
+  // lists lie past its end.
+  bool EndsCleanly() const { return mEndsCleanly; }
   uint32_t Version() const { return mVersion; }
   RandomAccessMechanism* Stream() const { return mStream; }
   const BlockMap& GetBlockMap() const { return mBlockMap; }
@@ -147,6 +151,7 @@ class VFSVolume {
   bool Open();
   void ApplyByteOrder();
   bool LoadBlockMapImage();
+  bool BlocksReachTheEnd();
 
   // Every change of the map goes through here, so saving knows it is due and
   // lookups remembered from the map as it was are dropped.
@@ -191,6 +196,7 @@ class VFSVolume {
   bool ReadFileNumber(int16_t handle, T* value);
 
   bool mValid = false;
+  bool mEndsCleanly = true;
   int32_t mLastFailure = 0;
   RandomAccessMechanism* mStream = nullptr;
   std::unique_ptr<RandomAccessMechanism> mOwnedStream;

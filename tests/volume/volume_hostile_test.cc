@@ -262,8 +262,51 @@ TEST(HostileVolumeTest, TruncatedVolumeKeepsWhatIsWhole) {
     int32_t got = 0;
     EXPECT_FALSE(file->ReadData(buffer.data(), 1500, &got));
     EXPECT_EQ(got, 736);
+    EXPECT_EQ(file->LastError(), kStreamDamagedError);  // damage, not an I/O error
+    EXPECT_FALSE(file->SeekFromStart(1000));
+    EXPECT_EQ(file->LastError(), kStreamDamagedError);
+    EXPECT_FALSE(volume.FlatVolume()->EndsCleanly());
   }
   EXPECT_EQ(ReadF(BytesOf(*stream)), 736);
+  // Cut at a block boundary: the map still lists the blocks that are gone.
+  bytes.resize(kFileSecond);
+  stream.reset(StreamWith(bytes));
+  EXPECT_FALSE(VFSVolume(stream.get(), false).EndsCleanly());
+  stream.reset(StreamWith(BaseVolume()));
+  EXPECT_TRUE(VFSVolume(stream.get(), false).EndsCleanly());
+}
+
+// A host stream whose reads fail from some offset on, as a disk that
+// returns EIO.
+class FailingStream : public FileHandle {
+ public:
+  explicit FailingStream(int32_t from) : mFrom(from) { Reset(); }
+  bool ReadData(void* buffer, int32_t count, int32_t* bytesRead) override {
+    if (GetPosition() + count > mFrom) {
+      if (bytesRead) *bytesRead = 0;
+      SetLastError(EIO);
+      return false;
+    }
+    return FileHandle::ReadData(buffer, count, bytesRead);
+  }
+
+ private:
+  int32_t mFrom;
+};
+
+TEST(HostileVolumeTest, ReadErrorsOfTheHostFileAreNotDamage) {
+  FailingStream stream(static_cast<int32_t>(kFileSecond + 100));
+  const std::vector<uint8_t> bytes = BaseVolume();
+  stream.WriteData(bytes.data(), static_cast<int32_t>(bytes.size()));
+  VHFSVolume volume(&stream, false);
+  std::vector<VFileRef> children;
+  ASSERT_TRUE(volume.GetChildren(volume.GetRoot(), &children));
+  std::unique_ptr<VFile> file = volume.OpenFile(children[0]);
+  ASSERT_NE(file, nullptr);
+  std::vector<uint8_t> buffer(1500);
+  int32_t got = 0;
+  EXPECT_FALSE(file->ReadData(buffer.data(), 1500, &got));
+  EXPECT_EQ(file->LastError(), EIO);
 }
 
 // Work on damaged maps is counted in stream reads: every false entry may be

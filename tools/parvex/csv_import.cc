@@ -202,7 +202,12 @@ bool ImportCsv(ParvexDatabase& db, const std::string& path, const std::string& t
     const RowID added = table->AddRow(row, true);
     DeleteValues(row);  // the table took the values; this frees any it left behind
     if (added == kInvalidRowID) {
-      *error = path + ":" + std::to_string(lines[r]) + ": the table refused the row";
+      if (table->IsDamaged()) {
+        const ParvexStatus& damage = table->DamageStatus();
+        *error = "[" + std::string(damage.Code()) + "] " + damage.Description().str();
+      } else {
+        *error = path + ":" + std::to_string(lines[r]) + ": the table refused the row";
+      }
       return false;
     }
     report->rows = r + 1;
