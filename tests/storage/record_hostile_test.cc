@@ -199,6 +199,37 @@ TEST(RecordHostileTest, MapEntryAtADeletedRecordOfItsRowMeansTheRowIsDeleted) {
   EXPECT_EQ(values.list[0]->GetInteger(), 20);
 }
 
+TEST(RecordHostileTest, FaultsSayWhereAndTellReadErrorsFromDamage) {
+  struct Case {
+    const char* what;
+    int32_t failReadsFrom;
+    std::string data;
+    const char* text;
+    bool ioError;
+  };
+  const Case cases[] = {
+      {"bad tag", -1, "Z256 41424344 00000001 00000001 00",
+       "the record header at offset 256 of T.dat is not valid", false},
+      {"past the end", -1, "Z256 52635374 00000001 00000002 00",
+       "the record at offset 256 of T.dat runs past the end of the file", false},
+      {"cut inside a header", -1, "Z256 52635374 0000", "T.dat ends inside a record, at offset 256", false},
+      {"body", -1, "Z256 52635374 00000005 00000002 05 00",
+       "the record of row 5 at offset 256 of T.dat can't be decoded", false},
+      {"read refused", 0x113 + 4, kTwoRecords, "T.dat can't be read at offset 275: Input/output error", true},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    auto data = FileOf(c.data);
+    data->failReadsFrom = c.failReadsFrom;
+    ParvexStorage storage(Open(data), nullptr);
+    OwnedValueList values;
+    for (bool more = storage.GoToFirstRecord(); more; more = storage.NextRecord()) storage.ReadRecordValues(values.list);
+    ASSERT_TRUE(storage.HasFault());
+    EXPECT_EQ(DescribeStorageFault(storage.Fault(), string("T.dat"), string("T.map")).view(), c.text);
+    EXPECT_EQ(storage.Fault().IsIOError(), c.ioError);
+  }
+}
+
 TEST(RecordHostileTest, MapListingARowTwiceKeepsOnePlace) {
   ParvexStorage storage(
       Open(FileOf(kTwoRecords)),
