@@ -138,14 +138,11 @@ bool JournaledFile::Commit(HostFileFailure* failure) {
 }
 
 bool JournaledFile::RestoreFromJournal(HostFileFailure* failure) {
-  const std::string journalName = "the journal file " + mJournal->Path();
-  ParvexHostFile* journal = mJournal->File();
-  if (!journal) return failure->Note(EIO, "reading " + journalName + " (it is not open)");
-  bool live = false;
-  JournalHeader header;
-  if (!failure->Note(ReadJournalHeader(journal, &live, &header), "reading " + journalName)) return false;
-  if (!live) return failure->Note(EIO, "reading " + journalName + " (its header is damaged)");
-  return PlayBackJournal(journal, header, mFile.get(), mPath, mJournal->Path(), mSync, failure) &&
+  // The header goes back first: should the restore stop half-way, the
+  // journal must still be live for the next attempt or the next open.
+  return mJournal->RestoreHeader(failure) &&
+         PlayBackJournal(mJournal->File(), mJournal->Header(), mFile.get(), mPath, mJournal->Path(), mSync,
+                         failure) &&
          mJournal->Invalidate(failure);
 }
 

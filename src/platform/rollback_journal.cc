@@ -93,6 +93,7 @@ void RollbackJournal::Begin(const JournalHeader& header) {
   PutU64(out + kJournalNonceOffset, header.nonce);
   PutU64(out + kJournalOriginalLengthOffset, static_cast<uint64_t>(header.originalLength));
   PutU64(out + kJournalHeaderChecksumOffset, JournalChecksum(0, out, kJournalHeaderChecksumOffset));
+  mHeaderBytes = mQueue;
   mQueueOffset = 0;
 }
 
@@ -138,6 +139,14 @@ bool RollbackJournal::Invalidate(HostFileFailure* failure) {
   if (mSync && !failure->Note(mFile->Sync(), "syncing " + name)) return false;
   mStarted = false;
   return true;
+}
+
+bool RollbackJournal::RestoreHeader(HostFileFailure* failure) {
+  if (!mFile) return failure->Note(EIO, "rewriting the journal file " + mPath + " (it is not open)");
+  const std::string name = "the journal file " + mPath;
+  mStarted = true;
+  if (!failure->Note(mFile->Write(0, mHeaderBytes.data(), mHeaderBytes.size()), "rewriting " + name)) return false;
+  return !mSync || failure->Note(mFile->Sync(), "syncing " + name);
 }
 
 void RollbackJournal::Reset() {

@@ -56,6 +56,11 @@ class RollbackJournal {
   bool Harden(HostFileFailure* failure);
   // Clears the header and syncs: the transaction's records no longer count.
   bool Invalidate(HostFileFailure* failure);
+  // Writes the transaction's header again and syncs, so that the records in
+  // the file count whatever happened to the header (a clearing that failed
+  // half-way): a rollback does this before it touches the database file.
+  bool RestoreHeader(HostFileFailure* failure);
+  const JournalHeader& Header() const { return mHeader; }
   // Forgets the transaction (after Invalidate, or when it never reached the file).
   void Reset();
   // Closes the journal and removes its file (only for a spent journal).
@@ -70,6 +75,7 @@ class RollbackJournal {
   std::unique_ptr<ParvexHostFile> mFile;
   bool mFolderSynced = false;
   JournalHeader mHeader;
+  std::vector<uint8_t> mHeaderBytes;
   std::vector<uint8_t> mQueue;
   int64_t mQueueOffset = 0;  // where the queue's first byte goes in the file
   bool mStarted = false;
