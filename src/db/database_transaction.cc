@@ -168,6 +168,7 @@ bool ParvexDatabase::TransactionInProgress() const {
 }
 
 string ParvexDatabase::GetSchemaData(ParvexStatus* status) {
+  if (!CheckUsable(status)) return string();
   if (tables.empty() || !tables[0]) {
     SetStatus(status, kPXTableNotFound, string("Schema table not found."));
     return string();

@@ -220,6 +220,5 @@ bool ParvexFileAccess::FindFiles(const string& prefix, std::vector<string>* name
   return mChildrenComplete;
 }
 
-bool ParvexFileAccess::Flush() { return mVolume && mVolume->FlushToDisk(); }
 
 }  // namespace parvex

@@ -76,8 +76,6 @@ class ParvexFileAccess {
   // Replaces `names` with the file names starting with `prefix`; false when
   // the folder could not be listed completely (the names found are kept).
   bool FindFiles(const string& prefix, std::vector<string>* names);
-  // Saves the block map into the host file's transaction (no I/O needed).
-  bool Flush();
   // True when the host file was written since the last Commit or Rollback.
   bool InTransaction() const { return mFile && mFile->InTransaction(); }
   // Saves the block map and commits the host file. On failure nothing was
