@@ -165,7 +165,7 @@ bool JournaledFile::ReadData(void* buffer, int32_t count, int32_t* bytesRead) {
     const auto number = static_cast<uint32_t>(mPosition / kPage);
     const int64_t offset = mPosition % kPage;
     const int64_t n = std::min(wanted - done, kPage - offset);
-    CachedPage* page = FetchPage(number, false);
+    CachedPage* page = FetchPage(number);
     if (!page) {
       ok = false;
       break;
@@ -184,6 +184,9 @@ bool JournaledFile::WriteData(const void* buffer, int32_t count) {
   if (count < 0) return Fail(EINVAL);
   if (mReadOnly) return Fail(EROFS);
   if (mNeedsRestore) return Fail(EIO);
+  // A failed transaction takes no more changes: they could only pile up in
+  // memory until the rollback.
+  if (mFailure.Failed() && !mDiscarding) return Fail(mFailure.error);
   if (!mInTransaction) BeginTransaction();
   if (mPosition + count > kMaxHostFileLength) return NoteFailure(EFBIG, "writing " + DatabaseFileName(mPath));
   const auto* in = static_cast<const uint8_t*>(buffer);
@@ -192,7 +195,7 @@ bool JournaledFile::WriteData(const void* buffer, int32_t count) {
     const auto number = static_cast<uint32_t>(mPosition / kPage);
     const int64_t offset = mPosition % kPage;
     const int64_t n = std::min<int64_t>(count - done, kPage - offset);
-    CachedPage* page = FetchPage(number, true);
+    CachedPage* page = FetchPage(number);
     if (!page) return false;
     uint8_t* target = page->bytes.get() + offset;
     // Bytes the page already holds change nothing: no journal record, no write.
@@ -212,6 +215,7 @@ bool JournaledFile::SetLength(int32_t length) {
   if (length < 0) return Fail(EINVAL);
   if (mReadOnly) return Fail(EROFS);
   if (mNeedsRestore) return Fail(EIO);
+  if (mFailure.Failed() && !mDiscarding) return Fail(mFailure.error);
   if (length == mLength) return true;
   if (!mInTransaction) BeginTransaction();
   if (length > mLength) {
@@ -223,7 +227,7 @@ bool JournaledFile::SetLength(int32_t length) {
   const auto oldPages = static_cast<uint32_t>((mLength + kPage - 1) / kPage);
   for (uint32_t number = keptPages; number < oldPages; ++number) {
     if (number < mOriginalPages && mJournaled.count(number) == 0) {
-      CachedPage* page = FetchPage(number, true);
+      CachedPage* page = FetchPage(number);
       if (!page || (!page->dirty && !MakeDirty(number, *page))) return false;
     }
     const auto found = mPages.find(number);
@@ -235,7 +239,7 @@ bool JournaledFile::SetLength(int32_t length) {
   mLastNumber = UINT32_MAX;
   mLastPage = nullptr;
   if (length % kPage != 0) {
-    CachedPage* page = FetchPage(static_cast<uint32_t>(length / kPage), true);
+    CachedPage* page = FetchPage(static_cast<uint32_t>(length / kPage));
     if (!page || (!page->dirty && !MakeDirty(static_cast<uint32_t>(length / kPage), *page))) return false;
     std::memset(page->bytes.get() + length % kPage, 0, static_cast<size_t>(kPage - length % kPage));
   }
@@ -247,7 +251,7 @@ bool JournaledFile::SetLength(int32_t length) {
 
 // --- the page cache ---------------------------------------------------------------------
 
-JournaledFile::CachedPage* JournaledFile::FetchPage(uint32_t number, bool forWrite) {
+JournaledFile::CachedPage* JournaledFile::FetchPage(uint32_t number) {
   if (number == mLastNumber) return mLastPage;
   auto found = mPages.find(number);
   if (found == mPages.end()) {
@@ -258,8 +262,10 @@ JournaledFile::CachedPage* JournaledFile::FetchPage(uint32_t number, bool forWri
       return nullptr;
     }
     if (!LoadPage(number, page.bytes.get())) {
-      // A page that can't be read for a change can't be journaled either.
-      if (forWrite) mFailure.Note(LastError(), "reading " + DatabaseFileName(mPath));
+      // A transaction that met a read error is not committed: a page read
+      // for a change can't be journaled, and what was read for the commit's
+      // own work may be missing.
+      if (mInTransaction) mFailure.Note(LastError(), "reading " + DatabaseFileName(mPath));
       return nullptr;
     }
     found = mPages.emplace(number, std::move(page)).first;

@@ -116,7 +116,7 @@ class JournaledFile final : public RandomAccessMechanism {
   bool NoteFailure(int code, const std::string& action);
 
   // The cache (journaled_file.cc).
-  CachedPage* FetchPage(uint32_t number, bool forWrite);
+  CachedPage* FetchPage(uint32_t number);
   bool LoadPage(uint32_t number, uint8_t* bytes);
   bool MakeDirty(uint32_t number, CachedPage& page);
   bool TrimCache();
