@@ -263,5 +263,36 @@ TEST(CommitSafetyTest, AFullDiskFailsTheCommitWithAStatusAndARetrySucceeds) {
   EXPECT_EQ(Dump(*db), states.newDump);
 }
 
+// The disk fails for good in the middle of writing the file: the commit
+// fails and so does the restore. The database then refuses work, saying why,
+// until the disk recovers; the next statement restores the file.
+TEST(CommitSafetyTest, AFileThatCantBeRestoredIsRestoredOnceTheDiskRecovers) {
+  const States& states = TheStates();
+  auto disk = states.oldDisk.AfterProcessCrash();
+  FaultInjectingFileSystem faults(disk.get());
+  ParvexStatus status;
+  auto db = OpenOn(&faults, false, &status);
+  RunAll(*db, Transaction());
+  // From the sixth write or sync on (the journal is created, written and
+  // synced, its folder synced, the file has received pages), every one fails.
+  faults.FailAt(FaultInjectingFileSystem::kWriteOrSync, 6, EIO, true);
+  db->Commit(&status);
+  EXPECT_EQ(status.State(), kPXIOError);
+  EXPECT_NE(status.Description().view().find("nothing was committed, but the file is not restored yet"),
+            std::string_view::npos)
+      << status.Description().view();
+  EXPECT_EQ(Rows(*db, "SELECT k FROM c", &status), std::vector<std::string>{"(null)"});
+  EXPECT_EQ(status.Description().view().substr(0, 39), "Error: I/O error while rolling back: re");
+
+  faults.ClearFaults();
+  EXPECT_EQ(Rows(*db, "SELECT COUNT(*) FROM c"), std::vector<std::string>{"30"});
+  EXPECT_EQ(disk->Contents(kPath), states.oldBytes);
+  EXPECT_EQ(Dump(*db), states.oldDump);
+  RunAll(*db, Transaction());
+  db->Commit(&status);
+  EXPECT_EQ(status.State(), kPXStateSuccess) << status.Description().view();
+  EXPECT_EQ(Dump(*db), states.newDump);
+}
+
 }  // namespace
 }  // namespace parvex
