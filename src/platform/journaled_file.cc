@@ -200,7 +200,7 @@ bool JournaledFile::WriteData(const void* buffer, int32_t count) {
     uint8_t* target = page->bytes.get() + offset;
     // Bytes the page already holds change nothing: no journal record, no write.
     if (page->dirty || std::memcmp(target, in + done, static_cast<size_t>(n)) != 0) {
-      if (!page->dirty && !MakeDirty(number, *page)) return false;
+      if (!page->dirty) MakeDirty(number, *page);
       std::memcpy(target, in + done, static_cast<size_t>(n));
     }
     done += n;
@@ -228,7 +228,8 @@ bool JournaledFile::SetLength(int32_t length) {
   for (uint32_t number = keptPages; number < oldPages; ++number) {
     if (number < mOriginalPages && mJournaled.count(number) == 0) {
       CachedPage* page = FetchPage(number);
-      if (!page || (!page->dirty && !MakeDirty(number, *page))) return false;
+      if (!page) return false;
+      if (!page->dirty) MakeDirty(number, *page);
     }
     const auto found = mPages.find(number);
     if (found != mPages.end()) {
@@ -239,8 +240,10 @@ bool JournaledFile::SetLength(int32_t length) {
   mLastNumber = UINT32_MAX;
   mLastPage = nullptr;
   if (length % kPage != 0) {
-    CachedPage* page = FetchPage(static_cast<uint32_t>(length / kPage));
-    if (!page || (!page->dirty && !MakeDirty(static_cast<uint32_t>(length / kPage), *page))) return false;
+    const auto last = static_cast<uint32_t>(length / kPage);
+    CachedPage* page = FetchPage(last);
+    if (!page) return false;
+    if (!page->dirty) MakeDirty(last, *page);
     std::memset(page->bytes.get() + length % kPage, 0, static_cast<size_t>(kPage - length % kPage));
   }
   mLength = length;
@@ -299,14 +302,13 @@ bool JournaledFile::LoadPage(uint32_t number, uint8_t* bytes) {
   return true;
 }
 
-bool JournaledFile::MakeDirty(uint32_t number, CachedPage& page) {
+void JournaledFile::MakeDirty(uint32_t number, CachedPage& page) {
   // The page still holds what the file held when the transaction began: a
   // clean page was either read from the file or written out after it was
   // journaled.
   if (number < mOriginalPages && mJournaled.insert(number).second) mJournal->Append(number, page.bytes.get());
   page.dirty = true;
   ++mDirtyPages;
-  return true;
 }
 
 bool JournaledFile::TrimCache() {

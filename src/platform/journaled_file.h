@@ -118,7 +118,8 @@ class JournaledFile final : public RandomAccessMechanism {
   // The cache (journaled_file.cc).
   CachedPage* FetchPage(uint32_t number);
   bool LoadPage(uint32_t number, uint8_t* bytes);
-  bool MakeDirty(uint32_t number, CachedPage& page);
+  // Marks a clean page changed, queueing its original for the journal.
+  void MakeDirty(uint32_t number, CachedPage& page);
   bool TrimCache();
   void DropCleanPages();
   void DropAllPages();

@@ -52,7 +52,7 @@ TEST(JournaledFileTest, AgreesWithAModelThroughCommitsRollbacksAndCrashes) {
   std::string current;
   auto file = OpenFile(&disk);
   ASSERT_NE(file, nullptr);
-  for (int step = 0; step < 3000; ++step) {
+  for (int step = 0; step < 2000; ++step) {
     const int action = static_cast<int>(random() % 100);
     if (action < 60) {
       const size_t offset = random() % (current.size() + 5000);
