@@ -33,7 +33,12 @@ extern const ParvexState kPXInvalidTransactionState;    // "25000"
 extern const ParvexState kPXTransactionInProgress;      // "25S02"
 extern const ParvexState kPXFeatureNotSupported;        // "0A000"
 extern const ParvexState kPXInternalSQLError;           // "72000"
-extern const ParvexState kPXIOError;                    // "58030": a file could not be read or written
+// The database file and its host.
+extern const ParvexState kPXReadOnlyDatabase;           // "25006"
+extern const ParvexState kPXDiskFull;                   // "53100"
+extern const ParvexState kPXProgramLimitExceeded;       // "54000"
+extern const ParvexState kPXDatabaseLocked;             // "55006"
+extern const ParvexState kPXIOError;                    // "58030"
 extern const ParvexState kPXDataCorrupted;              // "XX001": a database file is damaged
 
 class ParvexStatus {

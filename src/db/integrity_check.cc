@@ -13,7 +13,6 @@
 #include "db/database.h"
 #include "db/schema.h"
 #include "db/scanned_database.h"
-#include "platform/data_file.h"
 #include "storage/file_access.h"
 #include "storage/storage_check.h"
 #include "storage/trans.h"
@@ -154,16 +153,10 @@ bool CheckStream(RandomAccessMechanism& stream, const string& label, CheckReport
 
 }  // namespace
 
-bool ParvexCheckDatabase(const string& path, CheckReport* report, ParvexStatus* status) {
-  std::unique_ptr<DataFile> file = DataFile::New();
-  if (!file->Open(path, DataFile::kOpenReadOnly)) {
-    SetStatus(status, kPXInvalidParameter,
-              string("Error: Cannot open database file ") + path + ": " + std::strerror(file->LastError()) + ".");
-    return false;
-  }
-  const bool ran = CheckStream(*file, path, report, status);
-  file->Close();
-  return ran;
+bool ParvexCheckDatabase(const string& path, CheckReport* report, ParvexStatus* status,
+                         ParvexFileSystem* fileSystem) {
+  std::unique_ptr<JournaledFile> file = OpenDatabaseFileForReading(path, fileSystem, status);
+  return file && CheckStream(*file, path, report, status);
 }
 
 bool ParvexCheckDatabase(ParvexDatabase& db, CheckReport* report, ParvexStatus* status) {
@@ -172,13 +165,13 @@ bool ParvexCheckDatabase(ParvexDatabase& db, CheckReport* report, ParvexStatus* 
               string("Error: The check reads the file as committed; commit or roll back first."));
     return false;
   }
-  VHFSVolume* volume = db.fileAccess ? db.fileAccess->Volume() : nullptr;
-  if (!volume || !volume->FlatVolume() || !volume->FlatVolume()->Stream()) {
+  // Without a transaction the host file holds exactly what was committed.
+  JournaledFile* file = db.fileAccess ? db.fileAccess->HostFile() : nullptr;
+  if (!file) {
     SetStatus(status, kPXTableNotFound, string("Data files not available."));
     return false;
   }
-  db.fileAccess->Flush();
-  return CheckStream(*volume->FlatVolume()->Stream(), string("the open database"), report, status);
+  return CheckStream(*file, string("the open database"), report, status);
 }
 
 }  // namespace parvex

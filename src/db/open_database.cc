@@ -6,7 +6,8 @@
 // database as it is). A file that is not a volume is refused untouched, and
 // so is a database whose schema is damaged (its tables could not all be
 // known); damaged user tables open damaged and fail the statements that use
-// them.
+// them. A new database is committed before the open returns, so it exists as
+// a whole or not at all.
 #include <memory>
 #include <vector>
 
@@ -17,11 +18,18 @@
 
 namespace parvex {
 
-ParvexDatabase* ParvexOpenDatabase(const string& path, bool create, ParvexStatus* status) {
+ParvexDatabase* ParvexOpenDatabase(const string& path, const ParvexOpenOptions& options, ParvexStatus* status) {
   ParvexStatus local;
   if (!status) status = &local;
+  HostFileOptions fileOptions;
+  fileOptions.fileSystem = options.fileSystem;
+  fileOptions.readOnly = options.readOnly;
+  fileOptions.create = options.create && !options.readOnly;
+  fileOptions.sync = !options.noSync;
+  fileOptions.lockTimeoutMs = options.lockTimeoutMs;
+  fileOptions.cachePages = options.cachePages;
   auto access = std::make_unique<ParvexFileAccess>();
-  if (!access->CreateOrOpenDataFolder(path, create, status)) {
+  if (!access->CreateOrOpenDataFolder(path, fileOptions, status)) {
     if (!IsErrorState(status->State())) {
       status->Set(kPXDynamicSQLError, string("Error: Unable to open the database file ") + path.view() + ".");
     }
@@ -38,11 +46,12 @@ ParvexDatabase* ParvexOpenDatabase(const string& path, bool create, ParvexStatus
                                         " is damaged: its schema file " + schemaFile.view() + " can't be found.");
       return nullptr;
     }
-    if (!create || (access->FindFiles(string(), &files), !files.empty())) {
+    if (!fileOptions.create || (access->FindFiles(string(), &files), !files.empty())) {
       status->Set(kPXTableNotFound, string("Error: ") + path.view() + " is not a database (it has no schema).");
       return nullptr;
     }
   }
+  ParvexFileAccess* fileAccess = access.get();
   auto db = std::make_unique<ParvexDatabase>(access.release());
   auto* schema = db->tables.empty() ? nullptr : dynamic_cast<ParvexSchema*>(db->tables[0]);
   if (schema && !schema->IsDamaged()) schema->LoadAllTables(db->tables);
@@ -55,8 +64,23 @@ ParvexDatabase* ParvexOpenDatabase(const string& path, bool create, ParvexStatus
     status->Set(kPXTableNotFound, string("Error: Unable to open the schema of ") + path.view() + ".");
     return nullptr;
   }
+  // A new database (or what opening repaired) is committed now.
+  if (!options.readOnly && fileAccess->InTransaction()) {
+    HostFileFailure failure;
+    if (!fileAccess->Commit(&failure)) {
+      const std::string work = "opening " + path.str();
+      *status = HostFailureStatus(failure, work.c_str(), "the database was not opened");
+      return nullptr;
+    }
+  }
   status->Set(kPXStateSuccess);
   return db.release();
+}
+
+ParvexDatabase* ParvexOpenDatabase(const string& path, bool create, ParvexStatus* status) {
+  ParvexOpenOptions options;
+  options.create = create;
+  return ParvexOpenDatabase(path, options, status);
 }
 
 }  // namespace parvex

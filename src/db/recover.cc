@@ -2,6 +2,7 @@
 // be read, copied into a new database.
 #include "db/recover.h"
 
+#include <cerrno>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -12,7 +13,6 @@
 #include "db/database.h"
 #include "db/scanned_database.h"
 #include "db/schema.h"
-#include "platform/data_file.h"
 #include "storage/record_walker.h"
 #include "storage/trans.h"
 #include "volume/volume_check.h"
@@ -50,7 +50,13 @@ class Recoverer {
       return false;
     }
     ReadSchema(*schema);
-    for (const TableDef& table : mTables) CopyTable(table);
+    for (const TableDef& table : mTables) {
+      CopyTable(table);
+      if (IsErrorState(mWriteFailure.State())) {
+        *status = mWriteFailure;  // the new database can't be written
+        return false;
+      }
+    }
     for (const auto& [name, file] : mFiles.Files()) {
       if (!mClaimed.count(name)) Skipped("file " + name + " belongs to no table; it was not copied");
     }
@@ -59,6 +65,11 @@ class Recoverer {
   }
 
  private:
+  bool Commit() {
+    mDb.Commit(&mWriteFailure);
+    return !IsErrorState(mWriteFailure.State());
+  }
+
   void Line(std::string text) { mReport.lines.push_back(std::move(text)); }
   void Skipped(std::string text) {
     ++mReport.skipped;
@@ -126,7 +137,7 @@ class Recoverer {
     } else {
       CopyRows(label, *data, table);
     }
-    mDb.Commit();
+    if (!Commit()) return;
     CopyIndexes(def.name, label, table);
   }
 
@@ -215,7 +226,7 @@ class Recoverer {
         Skipped(label + ": index " + indexName + " can't be read; it was not created");
         continue;
       }
-      mDb.Commit();
+      if (!Commit()) return;
       ++mReport.indexes;
       Line(label + ": index " + indexName + " created again");
     }
@@ -223,6 +234,7 @@ class Recoverer {
 
   ScannedDatabase mFiles;
   ParvexDatabase& mDb;
+  ParvexStatus mWriteFailure;
   RecoverReport& mReport;
   std::set<std::string> mClaimed;
   ScannedDatabase::SchemaRows mSchema;
@@ -238,13 +250,10 @@ std::string RecoverReport::Summary(const std::string& target) const {
   return text;
 }
 
-bool ParvexRecoverDatabase(const string& from, const string& to, RecoverReport* report, ParvexStatus* status) {
-  std::unique_ptr<DataFile> source = DataFile::New();
-  if (!source->Open(from, DataFile::kOpenReadOnly)) {
-    SetStatus(status, kPXInvalidParameter,
-              string("Error: Cannot open database file ") + from + ": " + std::strerror(source->LastError()) + ".");
-    return false;
-  }
+bool ParvexRecoverDatabase(const string& from, const string& to, RecoverReport* report, ParvexStatus* status,
+                           ParvexFileSystem* fileSystem) {
+  std::unique_ptr<JournaledFile> source = OpenDatabaseFileForReading(from, fileSystem, status);
+  if (!source) return false;
   VolumeScan scan(*source);
   const VolumeScan::Outcome outcome = scan.Run();
   if (outcome == VolumeScan::Outcome::kUnreadable) {
@@ -256,13 +265,20 @@ bool ParvexRecoverDatabase(const string& from, const string& to, RecoverReport* 
     SetStatus(status, kPXDataCorrupted, string("Error: ") + from + " is not a Parvex database; there is nothing to recover.");
     return false;
   }
-  std::unique_ptr<DataFile> existing = DataFile::New();
-  if (existing->Open(to, DataFile::kOpenReadOnly) && existing->GetLength() != 0) {
+  // A new file only: an existing one (even unreadable) is never written over.
+  ParvexFileSystem& files = fileSystem ? *fileSystem : OperatingSystemFileSystem();
+  std::unique_ptr<ParvexHostFile> existing;
+  int64_t length = 0;
+  const int opened = files.Open(to.str(), ParvexFileSystem::OpenMode::kReadOnly, &existing);
+  if (opened != ENOENT && (opened != 0 || existing->GetSize(&length) != 0 || length != 0)) {
     SetStatus(status, kPXInvalidParameter, string("Error: ") + to + " already exists; recovery writes a new database.");
     return false;
   }
   existing.reset();
-  std::unique_ptr<ParvexDatabase> db(ParvexOpenDatabase(to, true, status));
+  ParvexOpenOptions options;
+  options.create = true;
+  options.fileSystem = fileSystem;
+  std::unique_ptr<ParvexDatabase> db(ParvexOpenDatabase(to, options, status));
   if (!db) return false;
   return Recoverer(scan, *db, *report).Run(status);
 }

@@ -1,7 +1,8 @@
 // ParvexRecoverDatabase: copies what can still be read of a damaged
 // database into a new one.
 //
-// The damaged file is only read (opened read-only) and surveyed block by
+// The damaged file is only read (opened read-only, with a shared lock, as
+// last committed) and surveyed block by
 // block (volume/volume_scan.h), so files whose block chains are broken are
 // still read in sequence order, and items are found by their headers even
 // when the root folder's list is damaged. The schema's rows name the tables
@@ -25,6 +26,7 @@
 #include <vector>
 
 #include "core/status.h"
+#include "platform/file_system.h"
 #include "platform/parvex_string.h"
 
 namespace parvex {
@@ -45,6 +47,8 @@ struct RecoverReport {
 // false, with the status set, when recovery could not run: the damaged file
 // can't be opened or read, is not a database, its schema can't be read at
 // all, or the new file exists or can't be created.
-bool ParvexRecoverDatabase(const string& from, const string& to, RecoverReport* report, ParvexStatus* status);
+// A null file system is the operating system's.
+bool ParvexRecoverDatabase(const string& from, const string& to, RecoverReport* report, ParvexStatus* status,
+                           ParvexFileSystem* fileSystem = nullptr);
 
 }  // namespace parvex

@@ -1,8 +1,12 @@
 // ScannedDatabase: files by name, index files, schema rows.
 #include "db/scanned_database.h"
 
+#include <cerrno>
+#include <cstring>
+
 #include "db/schema.h"
 #include "platform/text_encoding.h"
+#include "storage/file_access.h"
 #include "storage/record_walker.h"
 #include "storage/trans.h"
 #include "volume/volume_format.h"
@@ -59,6 +63,26 @@ ScannedDatabase::SchemaRows ScannedDatabase::ReadSchemaRows(const VolumeItem& sc
     }
   }
   return result;
+}
+
+std::unique_ptr<JournaledFile> OpenDatabaseFileForReading(const string& path, ParvexFileSystem* fileSystem,
+                                                          ParvexStatus* status) {
+  HostFileOptions options;
+  options.fileSystem = fileSystem;
+  options.readOnly = true;
+  HostFileFailure failure;
+  std::unique_ptr<JournaledFile> file = JournaledFile::Open(path.str(), options, &failure);
+  if (file) return file;
+  if (failure.error == EWOULDBLOCK) {
+    SetStatus(status, kPXDatabaseLocked);
+  } else if (failure.action.starts_with("opening the database file")) {
+    SetStatus(status, kPXInvalidParameter,
+              string("Error: Cannot open database file ") + path + ": " + std::strerror(failure.error) + ".");
+  } else {
+    const std::string work = "reading " + path.str();
+    if (status) *status = HostFailureStatus(failure, work.c_str(), "nothing was read");
+  }
+  return nullptr;
 }
 
 }  // namespace parvex

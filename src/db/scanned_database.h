@@ -10,8 +10,11 @@
 #include <utility>
 #include <vector>
 
+#include "core/status.h"
 #include "core/table.h"
 #include "core/value.h"
+#include "platform/file_system.h"
+#include "platform/journaled_file.h"
 #include "platform/random_access.h"
 #include "volume/volume_check.h"
 #include "volume/volume_scan.h"
@@ -46,5 +49,13 @@ class ScannedDatabase {
 
 // ASCII lower case: how table names are told apart.
 std::string FoldedName(std::string name);
+
+// Opens a database file to be read, never written: a shared lock (so no
+// writer works on it meanwhile), and the file as last committed even when a
+// crash left a transaction unfinished. Null with the status set when it
+// can't be opened (kPXDatabaseLocked when a writer holds it). A null file
+// system is the operating system's.
+std::unique_ptr<JournaledFile> OpenDatabaseFileForReading(const string& path, ParvexFileSystem* fileSystem,
+                                                          ParvexStatus* status);
 
 }  // namespace parvex

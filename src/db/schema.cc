@@ -5,6 +5,8 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include "storage/file_access.h"
+
 namespace parvex {
 
 const char* const kSchemaTableName = "_schema";
@@ -52,8 +54,9 @@ ParvexSchema::ParvexSchema(ParvexFileAccess* fileAccess) : ParvexTrans(fileAcces
   for (const SchemaColumn& column : kSchemaColumns) {
     AddColumn(ParvexColumnInfo(string(column.name), column.type, 0, column.id));
   }
-  // A damaged schema storage is never taken for an empty one.
-  if (Valid() && !IsDamaged() && QtyRows() == 0) PopulateInitialSchema();
+  // A read-only file without schema rows is read as it is; a damaged schema
+  // storage is never taken for an empty one.
+  if (Valid() && !IsDamaged() && QtyRows() == 0 && !FileAccess()->ReadOnly()) PopulateInitialSchema();
 }
 
 ParvexSchema::~ParvexSchema() = default;

@@ -87,7 +87,6 @@ void ExecuteCreateTable(const SQLCreateTableNode& node, ParvexDatabase& db, Parv
                                          node.tableName.view() + ".");
     return;
   }
-  db.NoteTableCreated(table->name);
   db.tables.push_back(table.release());
 }
 

@@ -40,13 +40,13 @@ bool ParvexStorage::LoadRowPosMap() {
   };
   uint32_t state = 0;
   uint32_t count = 0;
-  if (length < static_cast<int32_t>(kMapFixedSize)) {
+  if (length < static_cast<int32_t>(sizeof state)) {
     HandleError(kStorageErrorBadMap);  // too short to be a map
     return false;
   }
   if (!mMapFile->SeekFromStart(0) || !mMapFile->ReadLong(&state)) return readFault();
   if (state == kMapStateDirty) return false;  // a change was never saved: rebuild silently
-  if (state != kMapStateReady) {
+  if (state != kMapStateReady || length < static_cast<int32_t>(kMapFixedSize)) {
     HandleError(kStorageErrorBadMap);
     return false;
   }

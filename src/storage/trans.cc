@@ -106,18 +106,23 @@ const ParvexValueWithID* PTChangedRow::Find(long columnID) const {
 // --- ParvexTrans: opening and closing --------------------------------------------------
 
 ParvexTrans::ParvexTrans(ParvexFileAccess* fileAccess, const string& tableName, MissingFiles missing)
-    : mFileAccess(fileAccess), mChanges(RowMap<PTChangedRow*>::kDefaultSize, nullptr) {
+    : mFileAccess(fileAccess), mMissing(missing), mChanges(RowMap<PTChangedRow*>::kDefaultSize, nullptr) {
   name = tableName;
   mColumns.push_back(std::make_unique<ParvexColumnInfo>(string(kRowIDColumnName), kTypeInteger, 0,
                                                         kRowIDColumnID));
-  if (!mFileAccess) return;
+  OpenStorage();
+}
+
+bool ParvexTrans::OpenStorage() {
+  if (!mFileAccess) return false;
   std::unique_ptr<RandomAccessMechanism> data, map;
-  if (!OpenFiles(missing, &data, &map)) return;
+  if (!OpenFiles(mMissing, &data, &map)) return false;
   mStorage = std::make_unique<ParvexStorage>(std::move(data), std::move(map));
-  if (TakeStorageFault()) return;
+  if (TakeStorageFault()) return false;
   LoadIndexes();
   LoadMetadata();
   if (!TakeStorageFault() && !IsDamaged()) CheckCounters();
+  return !IsDamaged();
 }
 
 bool ParvexTrans::OpenFiles(MissingFiles missing, std::unique_ptr<RandomAccessMechanism>* data,
@@ -178,8 +183,26 @@ void ParvexTrans::CheckCounters() {
   for (RowID id : ids) largest = std::max(largest, id);
   if (mSavedLastRowID < largest) {
     ReportDamage(string("its row-ID counter (") + std::to_string(mSavedLastRowID).c_str() +
-            ") is below its largest row ID (" + std::to_string(largest).c_str() + ")");
+                 ") is below its largest row ID (" + std::to_string(largest).c_str() + ")");
   }
+}
+
+void ParvexTrans::CloseStorage() {
+  Rollback();
+  mChanges.ForEach([](RowID, PTChangedRow* change) { delete change; });
+  mChanges.RemoveAll();
+  mDeletions.RemoveAll();
+  ForgetFetchedRow();
+  mIndexes.clear();
+  mDroppedIndexes.clear();
+  mAddedIndexNames.clear();
+  mStorage.reset();
+  mUsable = false;
+}
+
+bool ParvexTrans::ReopenStorage() {
+  CloseStorage();
+  return OpenStorage();
 }
 
 ParvexTrans::~ParvexTrans() {
@@ -361,8 +384,10 @@ void CoerceToColumnType(ParvexValue* value, ParvexDataType type) {
   }
   if (value->Type() == type) return;
   if (IsTextType(type)) {
-    // Text keeps its bare form (no DATE prefix); other values their text.
-    value->SetText(type, IsTextType(value->Type()) ? value->RawText() : value->GetString());
+    // A value of another type takes the text GetString gives it, keyword
+    // included: DATE '2001-02-03' stored into a String column is the text
+    // "DATE 2001-02-03", which still equals the literal it came from.
+    value->CoerceToType(type);
   } else if (type == kTypeDouble) {
     if (value->Type() == kTypeInteger || value->Type() == kTypeBoolean) {
       value->SetDouble(static_cast<double>(value->GetInteger()));

@@ -57,31 +57,31 @@ void BuildDatabase(const std::string& path) {
                  std::to_string(10 + i) + "-0" + std::to_string(1 + i % 9) + "-1" + std::to_string(i % 10) +
                  "', " + (i % 3 ? "'England'" : "NULL") + ")");
   }
-  db->Commit();
+  Run(*db, "COMMIT");
   Run(*db, "CREATE TABLE Books (title String, authorID Integer, price Double, pages Integer, inPrint Boolean)");
   Run(*db, "CREATE INDEX byAuthor ON Books (authorID)");
   for (int i = 1; i <= 300; ++i) {
     Run(*db, "INSERT INTO Books VALUES ('" + Title(i) + "', " + std::to_string(1 + i % 40) + ", " +
                  std::to_string(i % 50) + ".25, " + std::to_string(100 + i) + ", " + (i % 2 ? "TRUE" : "FALSE") + ")");
-    if (i % 100 == 0) db->Commit();
+    if (i % 100 == 0) Run(*db, "COMMIT");
   }
   Run(*db, "CREATE INDEX byTitle ON Books (title, pages)");
-  db->Commit();
+  Run(*db, "COMMIT");
   // Rows that outgrow their records move; others are deleted or shrink in place.
   for (int i = 7; i <= 300; i += 7) {
     Run(*db, "UPDATE Books SET title = '" + Title(i) + ", revised and enlarged' WHERE _rowid = " + std::to_string(i));
   }
   Run(*db, "DELETE FROM Books WHERE pages > 380 AND pages < 395");
   Run(*db, "UPDATE Books SET price = NULL WHERE pages > 200 AND pages < 210");
-  db->Commit();
+  Run(*db, "COMMIT");
   Run(*db, "CREATE TABLE Notes (body String, stamp Timestamp, weight Double)");
   for (int i = 1; i <= 30; ++i) {
     Run(*db, "INSERT INTO Notes VALUES ('" + std::string(200 + 7 * i, static_cast<char>('a' + i % 26)) +
                  "', TIMESTAMP '2020-01-0" + std::to_string(1 + i % 9) + " 10:00:00', " + std::to_string(i) + ".5)");
   }
-  db->Commit();
+  Run(*db, "COMMIT");
   Run(*db, "DELETE FROM Notes WHERE weight < 5");
-  db->Commit();
+  Run(*db, "COMMIT");
 }
 
 // A table's rows: row ID -> one text per column (NULL as "<null>").
@@ -490,7 +490,7 @@ void CorruptionTest::RunCase(const Damage& damage, const Layout& layout, Tally* 
     if (Exec(*db, insert).substr(0, 8) == "[00000] " && Exec(*db, "COMMIT").substr(0, 8) == "[00000] ") {
       acknowledged.push_back(t);
     } else {
-      db->Rollback();
+      db->Rollback(nullptr);
     }
   }
   db.reset();

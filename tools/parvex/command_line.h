@@ -8,6 +8,7 @@
 // usage and exit with code 2.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,6 +24,9 @@ struct CommandLine {
   std::optional<bool> headers;
   bool bail = false;
   bool help = false;
+  bool readOnly = false;
+  bool noSync = false;
+  int32_t timeoutMs = 0;
   bool check = false;    // --check: check FILE and exit
   bool recover = false;  // --recover: copy FILE into sql[0] and exit
 };
