@@ -9,6 +9,13 @@
 
 namespace parvex {
 
+namespace {
+
+// Bytes of the data file read at a time while proving a map.
+constexpr uint32_t kProofWindow = 64 * 1024;
+
+}  // namespace
+
 bool ParvexStorage::BuildRowPosMap() {
   mRowPos.RemoveAll();
   mMapFromFile = false;
@@ -87,15 +94,56 @@ bool ParvexStorage::LoadRowPosMap() {
 bool ParvexStorage::ProveRowPosMap() {
   if (mMapProven) return !HasFault();
   mMapProven = true;
+  // Headers are read through a window over the data file: the map lists
+  // rows mostly in the order of their records, so the window moves forward
+  // and the data file is read about once, in large pieces.
+  std::vector<uint8_t> window;
+  uint32_t windowStart = 0;
+  const bool bigEndian = mFile->IsBigEndian();
+  const auto number = [&](uint32_t at) {
+    const uint8_t* b = window.data() + (at - windowStart);
+    return bigEndian ? (uint32_t{b[0]} << 24) | (uint32_t{b[1]} << 16) | (uint32_t{b[2]} << 8) | b[3]
+                     : (uint32_t{b[3]} << 24) | (uint32_t{b[2]} << 16) | (uint32_t{b[1]} << 8) | b[0];
+  };
   std::vector<RowID> deleted;
-  for (size_t place = 0; place < mRowPos.QtyItems(); ++place) {
-    const RowID rowID = mRowPos.IDAt(place);
-    if (!GoToRowID(rowID, false)) return false;
-    if (!mCurrentLive) deleted.push_back(rowID);
-  }
+  bool proven = true;
+  mRowPos.ForEach([&](RowID rowID, uint32_t position) {
+    if (!proven) return;
+    StorageFault fault;
+    fault.rowID = rowID;
+    fault.position = position;
+    if (position < windowStart || uint64_t{position} + kRecordHeaderSize > windowStart + window.size()) {
+      // Positions were checked against the data file's length on loading.
+      windowStart = position;
+      window.resize(std::min<uint32_t>(kProofWindow, mDataLength - position));
+      int32_t got = 0;
+      if (!SeekData(position) || !mFile->ReadData(window.data(), static_cast<int32_t>(window.size()), &got) ||
+          got != static_cast<int32_t>(window.size())) {
+        NoteReadFault(position, false);
+        proven = false;
+        return;
+      }
+    }
+    const uint32_t tag = number(position + kRecordTagOffset);
+    const uint32_t length = number(position + kRecordLengthOffset);
+    fault.foundRowID = number(position + kRecordRowIDOffset);
+    if ((tag != kRecordTagLive && tag != kRecordTagDeleted) || length < kMinBodyLength) {
+      fault.error = kStorageErrorBadHeader;
+    } else if (uint64_t{position} + kRecordHeaderSize + length > mDataLength) {
+      fault.error = kStorageErrorPastEnd;
+    } else if (fault.foundRowID != rowID) {
+      fault.error = kStorageErrorMapMismatch;
+    } else if (tag == kRecordTagDeleted) {
+      deleted.push_back(rowID);
+    }
+    if (fault.IsSet()) {
+      NoteFault(fault);
+      proven = false;
+    }
+  });
+  if (!proven) return false;
   // Entries at deleted records of their own rows: those rows are deleted.
   for (RowID rowID : deleted) mRowPos.RemoveItem(rowID);
-  ForgetCurrent();
   return true;
 }
 

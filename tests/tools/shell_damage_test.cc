@@ -120,6 +120,12 @@ TEST_F(ShellDamageTest, DamagedRecordFailsWhatReadsItAndNothingIsCommittedOverIt
   EXPECT_TRUE(Matches(r.err, "ParvexStorage error 4\n(\\[XX001\\] " + damage + "\n){2}")) << r.err;
   EXPECT_EQ(RunShell({db, "SELECT COUNT(*) FROM Authors"}).out, "5\n");
 
+  // A dump stops at the damaged table, without the COMMIT that would make it look whole.
+  r = RunShell({db, ".dump Books"});
+  EXPECT_EQ(r.exitCode, 1);
+  EXPECT_EQ(r.out.find("COMMIT;"), std::string::npos);
+  EXPECT_TRUE(Matches(r.err, "ParvexStorage error 4\n\\[XX001\\] " + damage + "\n")) << r.err;
+
   r = RunShell({"--check", db});
   EXPECT_EQ(r.exitCode, 1);
   EXPECT_NE(r.out.find("table Books: the record of row " + std::to_string(row) + " at offset "), std::string::npos)

@@ -222,6 +222,10 @@ void DotCommands::Dump(const Args& args) {
   // Written to the terminal, the dump is its own progress.
   WriteDump(tables, std::cout, [] { return InterruptRequested(); }, isatty(STDOUT_FILENO) == 0, &report);
   std::cout << std::flush;
+  if (report.damaged) {
+    mShell.ReportStatus(report.damaged->DamageStatus());
+    return;
+  }
   if (report.inexactValues > 0) {
     std::string places;
     for (const std::string& place : report.inexactPlaces) places += (places.empty() ? "" : ", ") + place;

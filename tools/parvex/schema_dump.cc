@@ -105,6 +105,11 @@ void WriteDump(const std::vector<const ParvexTable*>& tables, std::ostream& out,
       out << line;
       progress.Update(++report->rows);
     }
+    // A damaged table reads as empty: a dump without its rows must not look complete.
+    if (table->IsDamaged()) {
+      report->damaged = table;
+      return;
+    }
     for (const std::string& index : CreateIndexSql(*table)) out << index << '\n';
   }
   out << "COMMIT;\n";
