@@ -21,7 +21,8 @@
 //   HandleError (see StorageError) and, the first time, is kept as the
 //   storage's Fault(): a bad or unreadable record, a scan that stops before
 //   the end of the data file, a map entry outside the data file or at
-//   another row's record, a read the stream refused. Reaching the end of the
+//   another row's record, a map listing a row twice, a read the stream
+//   refused. Reaching the end of the
 //   records is not a fault. A storage with a fault never saves its map (it
 //   may be incomplete).
 // - A map that is "Drty", missing, or fails to parse (state word, count, end
@@ -30,7 +31,8 @@
 //   map loaded from its file is proven once (ProveRowPosMap) before its rows
 //   are relied on: every entry must lead to a record of its row; an entry at
 //   a deleted ("Trsh") record of its row means that the row is deleted
-//   (other programs of this format leave such entries) and is dropped.
+//   (other programs of this format leave such entries) and is dropped,
+//   once a scan has made sure the row has no live record elsewhere.
 // - A read-only storage (StorageAccess::kReadOnly, kInspect) never writes
 //   to either file; an inspecting one also prints no diagnostics, and
 //   without a map file it builds no map (its records are walked with

@@ -3,6 +3,7 @@
 // (Saving the map and marking it dirty are in record_storage.cc.)
 #include <algorithm>
 #include <cstdint>
+#include <unordered_set>
 #include <vector>
 
 #include "storage/record_storage.h"
@@ -67,9 +68,12 @@ bool ParvexStorage::LoadRowPosMap() {
     RowID rowID = 0;
     uint32_t position = 0;
     if (!mMapFile->ReadLong(&rowID) || !mMapFile->ReadLong(&position)) return readFault();
-    if (position < kFirstRecordOffset || uint64_t{position} + kRecordHeaderSize > mDataLength) {
+    // A map saved whole lists each row once, inside the data file: anything
+    // else means rows the data file may have lost, or rows the map lost.
+    const bool repeated = mRowPos.Contains(rowID);
+    if (repeated || position < kFirstRecordOffset || uint64_t{position} + kRecordHeaderSize > mDataLength) {
       StorageFault fault;
-      fault.error = kStorageErrorBadMap;
+      fault.error = repeated ? kStorageErrorMapRepeats : kStorageErrorBadMap;
       fault.rowID = rowID;
       fault.position = position;
       NoteFault(fault);
@@ -142,7 +146,26 @@ bool ParvexStorage::ProveRowPosMap() {
     }
   });
   if (!proven) return false;
-  // Entries at deleted records of their own rows: those rows are deleted.
+  // Entries at deleted records of their own rows: those rows are deleted,
+  // unless a live record of the row is elsewhere (the entry was damaged into
+  // pointing at an old copy). This engine never saves such entries, so the
+  // scan that makes sure costs only files written by other programs.
+  if (!deleted.empty()) {
+    const std::unordered_set<RowID> gone(deleted.begin(), deleted.end());
+    for (bool more = GoToFirstRecord(); more; more = NextRecord()) {
+      if (!gone.count(mCurrentRowID)) continue;
+      StorageFault fault;
+      fault.error = kStorageErrorMapMismatch;
+      fault.rowID = mCurrentRowID;
+      fault.position = mRowPos.Find(mCurrentRowID);
+      fault.foundRowID = mCurrentRowID;
+      NoteFault(fault);
+      ForgetCurrent();
+      return false;
+    }
+    ForgetCurrent();
+    if (HasFault()) return false;
+  }
   for (RowID rowID : deleted) mRowPos.RemoveItem(rowID);
   return true;
 }

@@ -50,11 +50,14 @@ string DescribeStorageFault(const StorageFault& fault, const string& dataFileNam
       text = std::string(mapFileName.view()) + " puts row " + Number(fault.rowID) + " at offset " +
              Number(fault.position) + ", outside the records of " + std::string(dataFileName.view());
       break;
+    case kStorageErrorMapRepeats:
+      text = std::string(mapFileName.view()) + " lists row " + Number(fault.rowID) + " twice";
+      break;
     case kStorageErrorMapMismatch:
       text = std::string(mapFileName.view()) + " puts row " + Number(fault.rowID) + " at " +
              At(fault.position, dataFileName) +
-             (fault.foundRowID == kInvalidRowID ? std::string(", where no record starts")
-                                                : ", which holds row " + Number(fault.foundRowID));
+             (fault.foundRowID == fault.rowID ? std::string(", a deleted copy of the row, which lives on elsewhere")
+                                              : ", which holds row " + Number(fault.foundRowID));
       break;
     default:
       text = "the storage of " + std::string(dataFileName.view()) + " failed";

@@ -26,6 +26,7 @@ enum StorageError : int {
                                   // (the map is rebuilt), or a position outside the data file
   kStorageErrorMapMismatch = 6,   // a map position holds another row's record, or no record
   kStorageErrorWriteFailed = 7,   // a stream refused a write or the file would pass 2 GB
+  kStorageErrorMapRepeats = 8,    // the map lists a row twice (so another row is missing from it)
 };
 
 struct StorageFault {

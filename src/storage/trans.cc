@@ -185,8 +185,9 @@ bool ParvexTrans::FetchStoredRow(RowID row) const {
     if (id <= kRowIDColumnID || (mColumnCounterFromFile && static_cast<uint64_t>(id) > mSavedLastColumnID) ||
         repeated) {
       DeleteAll(mFetchedValues);
-      ReportDamage(string("the record of row ") + std::to_string(row).c_str() + " in " + FileName(kDataFileSuffix) +
-              " holds a column ID (" + std::to_string(id).c_str() + ") that is not a column of the table");
+      ReportDamage(string("the record of row ") + std::to_string(row).c_str() + " in " +
+                   FileName(kDataFileSuffix) + " holds a column ID (" + std::to_string(id).c_str() +
+                   ") that is not a column of the table");
       return false;
     }
   }
