@@ -35,6 +35,7 @@ RecordWalker::Step RecordWalker::Next(ParvexValueList& values) {
     // The header looked right but the body does not decode: go on after it
     // when a record follows there, else search.
     step.kind = Step::Kind::kDamage;
+    step.headerValid = true;
     step.fault = mStorage.LastFault();
     const uint32_t end = step.end;
     OwnedValueList probe;

@@ -30,6 +30,9 @@ class RecordWalker {
     RowID rowID = kInvalidRowID;
     bool live = false;
     StorageFault fault;     // for kDamage
+    // For kDamage: the record's header was valid (rowID and live tell it);
+    // its body is what could not be decoded.
+    bool headerValid = false;
   };
 
   explicit RecordWalker(std::unique_ptr<RandomAccessMechanism> data);

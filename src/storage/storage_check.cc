@@ -102,11 +102,15 @@ void CheckDataFile(std::unique_ptr<RandomAccessMechanism> stream, const std::str
   std::unordered_map<RowID, std::vector<std::vector<ParvexValue>>> keys;  // per live row, per index
   RowID largest = 0;
   size_t duplicates = 0;
+  std::unordered_set<RowID> undecodable;
   for (RecordWalker::Step step = walker.Next(values.list); step.kind != RecordWalker::Step::Kind::kEnd;
        step = walker.Next(values.list)) {
     if (step.kind == RecordWalker::Step::Kind::kDamage) {
       report->Problem(label + ": " + Describe(step.fault, fileName));
-      continue;
+      if (!step.headerValid) continue;
+      // The row is there, only its values can't be read: it is not missing
+      // from the map or the indexes (and has no values to compare).
+      undecodable.insert(step.rowID);
     }
     survey->records[step.position] = {step.rowID, step.live};
     if (!step.live) continue;
@@ -148,6 +152,7 @@ void CheckDataFile(std::unique_ptr<RandomAccessMechanism> stream, const std::str
         Detail(report, &details, what + " has no entry for row " + Num(row));
         continue;
       }
+      if (undecodable.count(row)) continue;
       const std::vector<ParvexValue>& key = keys[row][i];
       bool same = key.size() == entry->second.size();
       for (size_t k = 0; same && k < key.size(); ++k) same = SameValue(key[k], entry->second[k]);
