@@ -17,6 +17,7 @@
 // would need under it, and takes the earliest entry found.
 #include "storage/index.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -168,6 +169,28 @@ void ParvexIndex::Clear() {
   mRows.RemoveAll();
   mKeys.clear();
   mKinds.clear();
+  mTypeCounts.clear();
+  mNonNullCounts.clear();
+}
+
+void ParvexIndex::CountValues(const ParvexIndexEntry& entry, int delta) {
+  if (mTypeCounts.size() < entry.values.size()) {
+    mTypeCounts.resize(entry.values.size(), std::array<size_t, kTypeSlots>{});
+    mNonNullCounts.resize(entry.values.size(), 0);
+  }
+  for (size_t place = 0; place < entry.values.size(); ++place) {
+    const ParvexValue& v = entry.values[place];
+    if (v.IsNull()) continue;
+    const size_t slot = std::min<size_t>(v.Type(), kTypeSlots - 1);
+    mTypeCounts[place][slot] += static_cast<size_t>(delta);
+    mNonNullCounts[place] += static_cast<size_t>(delta);
+  }
+}
+
+bool ParvexIndex::AllValuesOfType(size_t place, ParvexDataType type) const {
+  if (place >= mNonNullCounts.size()) return true;
+  if (type >= kTypeSlots - 1) return mNonNullCounts[place] == 0;
+  return mTypeCounts[place][type] == mNonNullCounts[place];
 }
 
 ParvexIndexEntry* ParvexIndex::AppendEntry(RowID rowID) {
@@ -202,6 +225,7 @@ void ParvexIndex::Add(ParvexIndexKey values, RowID rowID) {
   ParvexIndexEntry* entry = mRows.Find(rowID);
   if (entry) {
     UnfileEntry(entry);
+    CountValues(*entry, -1);
   } else {
     entry = AppendEntry(rowID);
   }
@@ -210,6 +234,7 @@ void ParvexIndex::Add(ParvexIndexKey values, RowID rowID) {
     entry->values[i] = v ? *v : ParvexValue();
   }
   FileEntry(entry);
+  CountValues(*entry, 1);
   mChanged = true;
 }
 
@@ -217,14 +242,14 @@ void ParvexIndex::Delete(ParvexIndexKey, RowID rowID) {
   ParvexIndexEntry* entry = mRows.Find(rowID);
   if (!entry) return;
   UnfileEntry(entry);
+  CountValues(*entry, -1);
   mRows.RemoveItem(rowID);
   delete entry;
   mChanged = true;
 }
 
-RowID ParvexIndex::Lookup(ParvexIndexKey values) const {
-  RowID best = kInvalidRowID;
-  uint64_t bestSequence = std::numeric_limits<uint64_t>::max();
+template <typename F>
+void ParvexIndex::ForEachMatchingKey(ParvexIndexKey values, F&& f) const {
   std::string probe;
   for (const auto& [kinds, count] : mKinds) {
     if (values.size() < kinds.size()) continue;
@@ -235,14 +260,33 @@ RowID ParvexIndex::Lookup(ParvexIndexKey values) const {
     }
     if (!possible) continue;
     const auto found = mKeys.find(probe);
-    if (found == mKeys.end()) continue;
-    const auto& [sequence, rowID] = *found->second.begin();
+    if (found != mKeys.end()) f(found->second);
+  }
+}
+
+RowID ParvexIndex::Lookup(ParvexIndexKey values) const {
+  RowID best = kInvalidRowID;
+  uint64_t bestSequence = std::numeric_limits<uint64_t>::max();
+  ForEachMatchingKey(values, [&](const std::map<uint64_t, RowID>& filed) {
+    const auto& [sequence, rowID] = *filed.begin();
     if (sequence < bestSequence) {
       bestSequence = sequence;
       best = rowID;
     }
-  }
+  });
   return best;
+}
+
+std::vector<RowID> ParvexIndex::LookupAll(ParvexIndexKey values) const {
+  std::vector<std::pair<uint64_t, RowID>> found;
+  ForEachMatchingKey(values, [&found](const std::map<uint64_t, RowID>& filed) {
+    found.insert(found.end(), filed.begin(), filed.end());
+  });
+  std::sort(found.begin(), found.end());
+  std::vector<RowID> rows;
+  rows.reserve(found.size());
+  for (const auto& [sequence, rowID] : found) rows.push_back(rowID);
+  return rows;
 }
 
 bool ParvexIndex::GetColumnValue(RowID rowID, size_t i, ParvexValue* out) const {
@@ -308,6 +352,7 @@ bool ParvexIndex::LoadFromFile(std::unique_ptr<RandomAccessMechanism> stream) {
       }
     }
     FileEntry(entry);
+    CountValues(*entry, 1);
   }
   return ok && storage.LastError() == kStorageErrorNone;
 }

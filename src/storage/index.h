@@ -11,6 +11,10 @@
 //   at the same place; kInvalidRowID when none does. It does not scan: every
 //   entry is filed under a key that two values share exactly when Equals
 //   holds, and a lookup probes that key once per kind of entry present.
+//   LookupAll gives every matching row, in entry order.
+// - The index counts its non-NULL values by type at each key place, so that a
+//   query can tell whether equality on the index agrees with the comparison
+//   it wants to answer (AllValuesOfType).
 // - A key value list shorter than the index's columns matches nothing;
 //   entries always hold one value per column (missing ones are NULL).
 // - The index file is a record file (no map file): one record per entry with
@@ -20,12 +24,14 @@
 //   the file always tells the columns; loading skips it.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <span>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "core/table.h"
 #include "core/value.h"
@@ -79,6 +85,11 @@ class ParvexIndex {
   // Removes the row's entry; the row ID decides, the values are not compared.
   void Delete(ParvexIndexKey values, RowID rowID);
   RowID Lookup(ParvexIndexKey values) const;
+  // The rows of every entry that matches, in entry order.
+  std::vector<RowID> LookupAll(ParvexIndexKey values) const;
+  // True when every non-NULL value at key place `place` has type `type`
+  // (also when there is none).
+  bool AllValuesOfType(size_t place, ParvexDataType type) const;
   // Copies the i-th key value of the row's entry; false when there is none.
   bool GetColumnValue(RowID rowID, size_t i, ParvexValue* out) const;
   // Calls f(entry) for every entry, in order.
@@ -99,6 +110,12 @@ class ParvexIndex {
   ParvexIndexEntry* AppendEntry(RowID rowID);
   void FileEntry(ParvexIndexEntry* entry);
   void UnfileEntry(const ParvexIndexEntry* entry);
+  // Calls f(entries filed under the key) for each kind combination present
+  // under which `values` can match.
+  template <typename F>
+  void ForEachMatchingKey(ParvexIndexKey values, F&& f) const;
+  // Adds (delta 1) or removes (delta -1) the entry's values in the type counts.
+  void CountValues(const ParvexIndexEntry& entry, int delta);
 
   string mName;
   SimpleVector<uint32_t> mColumnIDs;
@@ -107,6 +124,11 @@ class ParvexIndex {
   std::unordered_map<std::string, std::map<uint64_t, RowID>> mKeys;
   // Column kinds of the filed entries -> how many entries have them.
   std::map<std::string, size_t> mKinds;
+  // Per key place: non-NULL values by type (types past the table's end share
+  // its last slot), and all non-NULL values.
+  static constexpr size_t kTypeSlots = 16;
+  std::vector<std::array<size_t, kTypeSlots>> mTypeCounts;
+  std::vector<size_t> mNonNullCounts;
   uint64_t mNextSequence = 0;
   bool mChanged = true;
 };
