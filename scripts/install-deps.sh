@@ -14,6 +14,7 @@ declare -A probe=(
   [libgtest-dev]=/usr/include/gtest/gtest.h
   [libgmock-dev]=/usr/include/gmock/gmock.h
   [libbenchmark-dev]=/usr/include/benchmark/benchmark.h
+  [libsqlite3-dev]=/usr/include/sqlite3.h
   [libedit-dev]=/usr/include/histedit.h
   [clang]=/usr/bin/clang++
   [libclang-rt-dev]=/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a

@@ -78,7 +78,8 @@ void ColumnHash::Candidates(const ParvexValue& value, bool columnOnLeft, std::ve
   }
 
   // The matching runs (each ascending, the runs disjoint), then merged.
-  std::vector<std::pair<const uint32_t*, const uint32_t*>> runs;
+  std::vector<std::pair<const uint32_t*, const uint32_t*>>& runs = mRuns;
+  runs.clear();
   for (const EqualityKey& key : mKeys) {
     const Buckets& buckets = BucketsOf(key.rowClass, key.reading);
     const uint32_t id = buckets.keys.Find(key.key);

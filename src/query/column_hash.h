@@ -33,6 +33,9 @@ class ColumnHash {
   // Replaces `positions` with the ascending scan positions of the rows to
   // visit for `column = value` (`columnOnLeft`) or `value = column`.
   void Candidates(const ParvexValue& value, bool columnOnLeft, std::vector<uint32_t>* positions);
+  // Whether the comparison is known to hold for a position Candidates gave
+  // (true unless the row's value could not be read).
+  bool Matches(uint32_t position) const { return mClasses[position] < kRowClassCount; }
 
  private:
   // A row's class, or one of these.
@@ -62,6 +65,7 @@ class ColumnHash {
   std::vector<uint32_t> mUnreadable;
   std::array<Buckets, kRowClassCount * kKeyReadingCount> mBuckets;
   std::vector<EqualityKey> mKeys;  // scratch
+  std::vector<std::pair<const uint32_t*, const uint32_t*>> mRuns;  // scratch
 };
 
 }  // namespace parvex

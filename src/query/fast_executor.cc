@@ -15,6 +15,8 @@ namespace parvex {
 
 namespace {
 
+constexpr size_t kNoFact = static_cast<size_t>(-1);
+
 class FastRun {
  public:
   FastRun(QueryOutput& output, unsigned long* combinations)
@@ -26,7 +28,8 @@ class FastRun {
         mScans(mQuery.tables.size()),
         mHashes(mPlan.levels.size()),
         mPositions(mPlan.levels.size()),
-        mRows(mPlan.levels.size()) {
+        mRows(mPlan.levels.size()),
+        mKnownTrue(mPlan.conjuncts.size(), 0) {
     if (mOutput.Aggregate()) mGrouping = std::make_unique<HashGrouping>(mOutput);
   }
 
@@ -70,6 +73,7 @@ class FastRun {
     ParvexValue value;
     if (planned.lookup && planned.lookup->other->Evaluate(Context(), &value) &&
         planned.access->Candidates(value, planned.lookup->columnOnLeft, &mRows[level])) {
+      if (planned.access->Exact()) mLevelFact = planned.lookup->conjunct;
       return Source::kRows;
     }
     if (planned.hash) {
@@ -81,6 +85,7 @@ class FastRun {
                                               ScanOf(planned.table));
         }
         hash->Candidates(value, planned.hash->columnOnLeft, &mPositions[level]);
+        mLevelFact = planned.hash->conjunct;
         return Source::kPositions;
       }
     }
@@ -88,37 +93,44 @@ class FastRun {
   }
 
   // Binds `row` at `level` and goes on; false when the query must stop.
-  bool Visit(size_t level, RowID row) {
+  // `fact` is a conjunct known to hold for the row (the equality it was
+  // found by), or kNoFact.
+  bool Visit(size_t level, RowID row, size_t fact) {
     if (row == kInvalidRowID) return true;  // it means "no row": never bound
     if (mOutput.ShouldStop()) return false;
     const PlanLevel& planned = mPlan.levels[level];
     ++*mCombinations;
     mCurrent[planned.table] = row;
+    if (fact != kNoFact) ++mKnownTrue[fact];
     if (level + 1 == mPlan.levels.size()) {
       HandOver();
     } else {
       bool pruned = false;
       for (size_t c : planned.prune) {
-        if (DefinitelyFalse(*mPlan.conjuncts[c].expr)) {
+        if (!mKnownTrue[c] && DefinitelyFalse(*mPlan.conjuncts[c].expr)) {
           pruned = true;
           break;
         }
       }
       if (!pruned) Descend(level + 1);
     }
+    if (fact != kNoFact) --mKnownTrue[fact];
     return !mOutput.Stopped();
   }
 
-  template <typename Rows, typename RowAt>
-  void VisitAll(size_t level, const Rows& rows, RowAt rowAt) {
+  // Visits the rows forward or backward; `rowAt` turns an entry into a row
+  // ID, `holds` tells whether the level's fact holds for the entry.
+  template <typename Rows, typename RowAt, typename Holds>
+  void VisitAll(size_t level, const Rows& rows, size_t fact, RowAt rowAt, Holds holds) {
     const size_t n = rows.size();
+    auto visit = [&](size_t i) { return Visit(level, rowAt(rows[i]), holds(rows[i]) ? fact : kNoFact); };
     if (mPlan.levels[level].forward) {
       for (size_t i = 0; i < n; ++i) {
-        if (!Visit(level, rowAt(rows[i]))) return;
+        if (!visit(i)) return;
       }
     } else {
       for (size_t i = n; i-- > 0;) {
-        if (!Visit(level, rowAt(rows[i]))) return;
+        if (!visit(i)) return;
       }
     }
   }
@@ -130,25 +142,45 @@ class FastRun {
       return;
     }
     const size_t table = mPlan.levels[level].table;
-    switch (Choose(level)) {
+    mLevelFact = kNoFact;
+    const Source source = Choose(level);
+    const size_t fact = mLevelFact;
+    auto same = [](RowID row) { return row; };
+    auto always = [](auto) { return true; };
+    switch (source) {
       case Source::kScan:
-        VisitAll(level, ScanOf(table), [](RowID row) { return row; });
+        VisitAll(level, ScanOf(table), kNoFact, same, always);
         break;
       case Source::kRows:
-        VisitAll(level, mRows[level], [](RowID row) { return row; });
+        VisitAll(level, mRows[level], fact, same, always);
         break;
       case Source::kPositions: {
         const SimpleVector<RowID>& scan = ScanOf(table);
-        VisitAll(level, mPositions[level], [&scan](uint32_t position) { return scan[position]; });
+        const ColumnHash& hash = *mHashes[level];
+        VisitAll(level, mPositions[level], fact, [&scan](uint32_t position) { return scan[position]; },
+                 [&hash](uint32_t position) { return hash.Matches(position); });
         break;
       }
     }
     mCurrent[table] = kInvalidRowID;
   }
 
+  // The final WHERE test. When the lookups have shown some conjuncts to
+  // hold, the others decide: the condition's value is 0 exactly when some
+  // conjunct evaluates successfully to 0.
+  bool PassesWhere() const {
+    bool anyKnown = false;
+    for (int known : mKnownTrue) anyKnown = anyKnown || known;
+    if (!anyKnown) return mOutput.PassesWhere(mCurrent);
+    for (size_t c = 0; c < mPlan.conjuncts.size(); ++c) {
+      if (!mKnownTrue[c] && DefinitelyFalse(*mPlan.conjuncts[c].expr)) return false;
+    }
+    return true;
+  }
+
   // A complete record set: the final WHERE test, then a row or a candidate.
   void HandOver() {
-    if (!mOutput.PassesWhere(mCurrent)) return;
+    if (!PassesWhere()) return;
     if (mGrouping) {
       mGrouping->Accept(mCurrent);
     } else {
@@ -167,6 +199,10 @@ class FastRun {
   // (each level has its own, as deeper levels run while one is visited).
   std::vector<std::vector<uint32_t>> mPositions;
   std::vector<std::vector<RowID>> mRows;
+  // Per conjunct: how many bound levels found their row through it (it then
+  // holds for the current record set).
+  std::vector<int> mKnownTrue;
+  size_t mLevelFact = kNoFact;  // what Choose found its rows through
   std::unique_ptr<HashGrouping> mGrouping;
 };
 

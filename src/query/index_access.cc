@@ -92,10 +92,9 @@ bool IndexAccess::LookupKeys(const ParvexValue& value, bool columnOnLeft, std::v
 }
 
 bool IndexAccess::Candidates(const ParvexValue& value, bool columnOnLeft, std::vector<RowID>* rows) {
-  std::vector<ParvexValue> keys;
-  if (!LookupKeys(value, columnOnLeft, &keys)) return false;
+  if (!LookupKeys(value, columnOnLeft, &mKeys)) return false;
   rows->clear();
-  for (const ParvexValue& key : keys) {
+  for (const ParvexValue& key : mKeys) {
     if (!mIndex) {
       if (key.IsNull()) continue;  // a row ID is never NULL
       const auto row = static_cast<RowID>(static_cast<uint32_t>(key.GetInteger()));

@@ -46,6 +46,9 @@ class IndexAccess {
   // Replaces `rows` with the rows to visit, in scan order; false (and `rows`
   // unspecified) when this value cannot be answered here.
   bool Candidates(const ParvexValue& value, bool columnOnLeft, std::vector<RowID>* rows);
+  // Whether every row Candidates gives satisfies the comparison (row IDs and
+  // Integer indexes find exactly those; text indexes find ignoring case).
+  bool Exact() const { return mType == kTypeInteger; }
 
  private:
   IndexAccess(const ParvexTrans& table, const ParvexIndex* index, ParvexDataType type);
@@ -61,6 +64,7 @@ class IndexAccess {
   ParvexDataType mType;       // the column's type
   bool mScanRead = false;
   std::unordered_map<RowID, size_t> mScanPosition;
+  std::vector<ParvexValue> mKeys;  // scratch
 };
 
 }  // namespace parvex

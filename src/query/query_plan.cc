@@ -45,7 +45,7 @@ void QueryPlan::SplitWhere(const ParvexExpr& condition) {
         uint64_t otherTables = 0;
         if (!field || !TablesOf(*other, &otherTables)) continue;
         if (otherTables & (uint64_t{1} << field->table)) continue;
-        conjunct.equalities.push_back({field, other, fieldOnLeft, otherTables});
+        conjunct.equalities.push_back({conjuncts.size(), field, other, fieldOnLeft, otherTables});
       }
     }
     if (conjunct.known && conjunct.tables == 0) constants.push_back(conjuncts.size());

@@ -40,6 +40,7 @@ class ParvexQuery;
 // `field = other` (or `other = field`) where `other` does not refer to the
 // field's table.
 struct EqualityConjunct {
+  size_t conjunct;  // its number in QueryPlan::conjuncts
   const PExprField* field;
   const ParvexExpr* other;
   bool columnOnLeft;

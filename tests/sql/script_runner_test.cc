@@ -1,5 +1,6 @@
 // Runs the SQL scripts of tests/sql/scripts/ end to end, one test per script,
-// each against a new database file in a temporary folder.
+// each against a new database file in a temporary folder, once with each
+// query executor.
 //
 // Script format (one item per line):
 //   -- comment                  ignored, as are blank lines
@@ -166,12 +167,14 @@ std::string Join(const ParvexTable& table, long row) {
   return out;
 }
 
-void RunScript(const fs::path& script) {
+void RunScript(const fs::path& script, QueryExecutor executor) {
+  SCOPED_TRACE(executor == QueryExecutor::kFast ? "fast executor" : "reference executor");
   TempFolder folder;
   const std::string dbPath = folder.File("script.pvx");
   ParvexStatus openStatus;
   std::unique_ptr<ParvexDatabase> db(ParvexOpenDatabase(string(dbPath), true, &openStatus));
   ASSERT_NE(db, nullptr) << openStatus.Description().view();
+  db->queryExecutor = executor;
 
   for (const Step& step : ParseScript(script)) {
     SCOPED_TRACE(script.filename().string() + ":" + std::to_string(step.line) + ": " + step.text);
@@ -181,6 +184,7 @@ void RunScript(const fs::path& script) {
         ParvexStatus status;
         db.reset(ParvexOpenDatabase(string(dbPath), false, &status));
         ASSERT_NE(db, nullptr) << status.Description().view();
+        db->queryExecutor = executor;
         continue;
       }
       case StepKind::kTransaction:
@@ -244,7 +248,11 @@ std::vector<fs::path> Scripts() {
 
 class ScriptTest : public testing::TestWithParam<fs::path> {};
 
-TEST_P(ScriptTest, Runs) { RunScript(GetParam()); }
+// Every script runs under both query executors: they must give the same rows.
+TEST_P(ScriptTest, Runs) {
+  RunScript(GetParam(), QueryExecutor::kFast);
+  RunScript(GetParam(), QueryExecutor::kReference);
+}
 
 INSTANTIATE_TEST_SUITE_P(Scripts, ScriptTest, testing::ValuesIn(Scripts()),
                          [](const testing::TestParamInfo<fs::path>& info) {
