@@ -19,9 +19,7 @@
 // Storage. An entry is a slot: its row, where its encoded values start, and
 // its place in the circular list of slots filed under the same key, kept in
 // slot order so that the list's head is the key's earliest entry. Values are
-// encoded one after another (type byte, NULL byte, then an Integer's or
-// Boolean's 4 bytes, a Double's 8, or a text's encoding code, length and
-// bytes). The key table holds each list's head slot and the key's hash; two
+// encoded one after another (core/value_codec.h). The key table holds each list's head slot and the key's hash; two
 // keys are compared by computing the head's key from its encoded values.
 #include "storage/index.h"
 
@@ -31,6 +29,7 @@
 #include <limits>
 #include <unordered_map>
 
+#include "core/value_codec.h"
 #include "platform/hash_mix.h"
 #include "platform/text_encoding.h"
 #include "storage/record_storage.h"
@@ -96,72 +95,11 @@ bool AppendProbePayload(std::string* out, char kind, const ParvexValue* v) {
 }
 
 
-// One encoded value, read in place.
-struct EncodedValue {
-  ParvexDataType type = kTypeNone;
-  bool null = true;
-  int32_t integer = 0;
-  double number = 0.0;
-  uint32_t encoding = kEncodingDefault;
-  std::string_view text;
-};
-
 template <typename T>
 T ReadRaw(const char* bytes) {
   T value;
   std::memcpy(&value, bytes, sizeof value);
   return value;
-}
-
-// Reads the value at `at` and moves `at` past it.
-EncodedValue ReadEncoded(std::string_view bytes, size_t* at) {
-  EncodedValue v;
-  v.type = static_cast<ParvexDataType>(bytes[*at]);
-  v.null = bytes[*at + 1] != 0;
-  *at += 2;
-  if (v.null) return v;
-  if (v.type == kTypeInteger || v.type == kTypeBoolean) {
-    v.integer = ReadRaw<int32_t>(bytes.data() + *at);
-    *at += sizeof(int32_t);
-  } else if (v.type == kTypeDouble) {
-    v.number = ReadRaw<double>(bytes.data() + *at);
-    *at += sizeof(double);
-  } else if (IsTextType(v.type)) {
-    v.encoding = ReadRaw<uint32_t>(bytes.data() + *at);
-    const auto length = ReadRaw<uint32_t>(bytes.data() + *at + 4);
-    v.text = bytes.substr(*at + 8, length);
-    *at += 8 + length;
-  }
-  return v;
-}
-
-void AppendEncoded(std::string* out, const ParvexValue* v) {
-  const bool null = v == nullptr || v->IsNull();
-  out->push_back(static_cast<char>(v ? v->Type() : kTypeNone));
-  out->push_back(null ? 1 : 0);
-  if (null) return;
-  if (v->Type() == kTypeInteger || v->Type() == kTypeBoolean) {
-    const int32_t i = v->RawInteger();
-    AppendBytes(out, &i, sizeof i);
-  } else if (v->Type() == kTypeDouble) {
-    const double d = v->RawDouble();
-    AppendBytes(out, &d, sizeof d);
-  } else if (IsTextType(v->Type())) {
-    const uint32_t encoding = v->RawText().Encoding();
-    const auto length = static_cast<uint32_t>(v->RawText().length());
-    AppendBytes(out, &encoding, sizeof encoding);
-    AppendBytes(out, &length, sizeof length);
-    out->append(v->RawText().view());
-  }
-}
-
-ParvexValue DecodeValue(const EncodedValue& e) {
-  if (e.null) return ParvexValue::Null(e.type);
-  if (e.type == kTypeInteger) return ParvexValue::Integer(e.integer);
-  if (e.type == kTypeBoolean) return ParvexValue::Boolean(e.integer != 0);
-  if (e.type == kTypeDouble) return ParvexValue::Double(e.number);
-  if (IsTextType(e.type)) return ParvexValue::Text(e.type, string(e.text.data(), e.text.size(), e.encoding));
-  return ParvexValue::Null(e.type);  // a type without payload: nothing to keep
 }
 
 uint32_t HashKey(std::string_view key) {
@@ -177,36 +115,49 @@ uint32_t RowHash(RowID row) { return static_cast<uint32_t>(MixHash(row)); }
 
 }  // namespace
 
-// --- the cell table ------------------------------------------------------------
+// --- the cell tables ------------------------------------------------------------
 
-void ParvexIndex::CellTable::Grow() {
+uint32_t ParvexIndex::RowHome(uint32_t row, uint32_t) { return RowHash(row); }
+uint32_t ParvexIndex::KeyHome(uint32_t, uint32_t hash) { return hash; }
+
+template <uint32_t (*Home)(uint32_t, uint32_t)>
+void ParvexIndex::CellTable<Home>::Rebuild(size_t cells) {
   std::vector<Cell> old = std::move(mCells);
-  mCells.assign(old.empty() ? 16 : old.size() * 2, Cell());
-  const size_t mask = mCells.size() - 1;
+  mCells.assign(cells, Cell());
+  const size_t mask = cells - 1;
   for (const Cell& cell : old) {
     if (cell.key == kNoSlot) continue;
-    size_t i = cell.hash & mask;
+    size_t i = Home(cell.key, cell.value) & mask;
     while (mCells[i].key != kNoSlot) i = (i + 1) & mask;
     mCells[i] = cell;
   }
 }
 
-void ParvexIndex::CellTable::Insert(uint32_t key, uint32_t hash, uint32_t value) {
-  if ((mCount + 1) * 2 > mCells.size()) Grow();
+template <uint32_t (*Home)(uint32_t, uint32_t)>
+void ParvexIndex::CellTable<Home>::Reserve(size_t count) {
+  size_t cells = mCells.empty() ? 16 : mCells.size();
+  while (count * 10 > cells * 7) cells *= 2;
+  if (cells != mCells.size()) Rebuild(cells);
+}
+
+template <uint32_t (*Home)(uint32_t, uint32_t)>
+void ParvexIndex::CellTable<Home>::Insert(uint32_t key, uint32_t value) {
+  Reserve(mCount + 1);
   const size_t mask = mCells.size() - 1;
-  size_t i = hash & mask;
+  size_t i = Home(key, value) & mask;
   while (mCells[i].key != kNoSlot) i = (i + 1) & mask;
-  mCells[i] = {key, hash, value};
+  mCells[i] = {key, value};
   ++mCount;
 }
 
-void ParvexIndex::CellTable::EraseAt(size_t cell) {
+template <uint32_t (*Home)(uint32_t, uint32_t)>
+void ParvexIndex::CellTable<Home>::EraseAt(size_t cell) {
   // Backward-shift deletion: later cells of the run move up into the gap
   // when their home allows it, so no tombstones are left.
   const size_t mask = mCells.size() - 1;
   size_t gap = cell;
   for (size_t i = (gap + 1) & mask; mCells[i].key != kNoSlot; i = (i + 1) & mask) {
-    const size_t home = mCells[i].hash & mask;
+    const size_t home = Home(mCells[i].key, mCells[i].value) & mask;
     const bool movable = gap <= i ? (home <= gap || home > i) : (home <= gap && home > i);
     if (!movable) continue;
     mCells[gap] = mCells[i];
@@ -241,22 +192,23 @@ void ParvexIndex::Clear() {
   mHoles = 0;
   mDeadBytes = 0;
   mRowSlots.Clear();
+  mRowSlotsBuilt = true;
   mKeyHeads.Clear();
   mKinds.clear();
   mTypeCounts.clear();
   mNonNullCounts.clear();
 }
 
-uint64_t ParvexIndex::EncodeValues(ParvexIndexKey values) {
-  const uint64_t start = mValueBytes.size();
-  for (size_t i = 0; i < mColumnIDs.size(); ++i) AppendEncoded(&mValueBytes, i < values.size() ? values[i] : nullptr);
+uint32_t ParvexIndex::EncodeValues(ParvexIndexKey values) {
+  const auto start = static_cast<uint32_t>(mValueBytes.size());
+  for (size_t i = 0; i < mColumnIDs.size(); ++i) EncodeValue(&mValueBytes, i < values.size() ? values[i] : nullptr);
   return start;
 }
 
 void ParvexIndex::DecodeValues(uint32_t slot, SimpleVector<ParvexValue>* values) const {
   values->clear();
   size_t at = mSlotValues[slot];
-  for (size_t i = 0; i < mColumnIDs.size(); ++i) values->push_back(DecodeValue(ReadEncoded(mValueBytes, &at)));
+  for (size_t i = 0; i < mColumnIDs.size(); ++i) values->push_back(DecodeValue(ReadEncodedValue(mValueBytes, &at)));
 }
 
 bool ParvexIndex::SlotKey(uint32_t slot, std::string* kinds, std::string* key) const {
@@ -264,7 +216,7 @@ bool ParvexIndex::SlotKey(uint32_t slot, std::string* kinds, std::string* key) c
   size_t at = mSlotValues[slot];
   const size_t start = at;
   for (size_t i = 0; i < mColumnIDs.size(); ++i) {
-    const EncodedValue v = ReadEncoded(mValueBytes, &at);
+    const EncodedValue v = ReadEncodedValue(mValueBytes, &at);
     char kind;
     if (v.null) {
       kind = kKindNull;
@@ -284,7 +236,7 @@ bool ParvexIndex::SlotKey(uint32_t slot, std::string* kinds, std::string* key) c
   *key = *kinds;
   at = start;
   for (size_t i = 0; i < mColumnIDs.size(); ++i) {
-    const EncodedValue v = ReadEncoded(mValueBytes, &at);
+    const EncodedValue v = ReadEncodedValue(mValueBytes, &at);
     const char kind = (*kinds)[i];
     if (kind == kKindInteger) {
       AppendBytes(key, &v.integer, sizeof v.integer);
@@ -297,14 +249,28 @@ bool ParvexIndex::SlotKey(uint32_t slot, std::string* kinds, std::string* key) c
   return true;
 }
 
+size_t ParvexIndex::FindRowCell(RowID row) const {
+  if (!mRowSlotsBuilt) {
+    mRowSlots.Clear();
+    mRowSlots.Reserve(QtyEntries());
+    for (uint32_t slot = 0; slot < mSlotRow.size(); ++slot) {
+      if (mSlotRow[slot] != kInvalidRowID) mRowSlots.Insert(mSlotRow[slot], slot);
+    }
+    mRowSlotsBuilt = true;
+  }
+  return mRowSlots.Find(RowHash(row), [row](const auto& cell) { return cell.key == row; });
+}
+
 uint32_t ParvexIndex::SlotOf(RowID row) const {
-  const size_t cell = mRowSlots.Find(RowHash(row), [row](uint32_t key) { return key == row; });
-  return cell == CellTable::npos ? kNoSlot : mRowSlots.mCells[cell].value;
+  const size_t cell = FindRowCell(row);
+  return cell == mRowSlots.npos ? kNoSlot : mRowSlots.mCells[cell].value;
 }
 
 size_t ParvexIndex::FindKeyCell(const std::string& key, uint32_t hash) const {
   std::string kinds, other;
-  return mKeyHeads.Find(hash, [&](uint32_t head) { return SlotKey(head, &kinds, &other) && other == key; });
+  return mKeyHeads.Find(hash, [&](const auto& cell) {
+    return cell.value == hash && SlotKey(cell.key, &kinds, &other) && other == key;
+  });
 }
 
 void ParvexIndex::FileSlot(uint32_t slot) {
@@ -313,8 +279,8 @@ void ParvexIndex::FileSlot(uint32_t slot) {
   const uint32_t hash = HashKey(mScratchKey);
   ++mKinds[mScratchKinds];
   const size_t cell = FindKeyCell(mScratchKey, hash);
-  if (cell == CellTable::npos) {
-    mKeyHeads.Insert(slot, hash, 0);
+  if (cell == mKeyHeads.npos) {
+    mKeyHeads.Insert(slot, hash);
     mSlotNext[slot] = mSlotPrev[slot] = slot;
     return;
   }
@@ -340,11 +306,11 @@ void ParvexIndex::UnfileSlot(uint32_t slot) {
   if (kinds != mKinds.end() && --kinds->second == 0) mKinds.erase(kinds);
   const size_t cell = FindKeyCell(mScratchKey, HashKey(mScratchKey));
   if (mSlotNext[slot] == slot) {
-    if (cell != CellTable::npos) mKeyHeads.EraseAt(cell);
+    if (cell != mKeyHeads.npos) mKeyHeads.EraseAt(cell);
   } else {
     mSlotNext[mSlotPrev[slot]] = mSlotNext[slot];
     mSlotPrev[mSlotNext[slot]] = mSlotPrev[slot];
-    if (cell != CellTable::npos && mKeyHeads.mCells[cell].key == slot) mKeyHeads.mCells[cell].key = mSlotNext[slot];
+    if (cell != mKeyHeads.npos && mKeyHeads.mCells[cell].key == slot) mKeyHeads.mCells[cell].key = mSlotNext[slot];
   }
   mSlotNext[slot] = mSlotPrev[slot] = kNoSlot;
 }
@@ -356,7 +322,7 @@ void ParvexIndex::CountValues(uint32_t slot, int delta) {
   }
   size_t at = mSlotValues[slot];
   for (size_t place = 0; place < mColumnIDs.size(); ++place) {
-    const EncodedValue v = ReadEncoded(mValueBytes, &at);
+    const EncodedValue v = ReadEncodedValue(mValueBytes, &at);
     if (v.null) continue;
     mTypeCounts[place][std::min<size_t>(v.type, kTypeSlots - 1)] += static_cast<size_t>(delta);
     mNonNullCounts[place] += static_cast<size_t>(delta);
@@ -369,41 +335,51 @@ bool ParvexIndex::AllValuesOfType(size_t place, ParvexDataType type) const {
   return mTypeCounts[place][type] == mNonNullCounts[place];
 }
 
+uint32_t ParvexIndex::AppendSlot(ParvexIndexKey values, RowID rowID) {
+  const auto slot = static_cast<uint32_t>(mSlotRow.size());
+  mSlotRow.push_back(rowID);
+  mSlotValues.push_back(EncodeValues(values));
+  mSlotNext.push_back(kNoSlot);
+  mSlotPrev.push_back(kNoSlot);
+  FileSlot(slot);
+  CountValues(slot, 1);
+  return slot;
+}
+
+void ParvexIndex::ClearSlot(uint32_t slot) {
+  UnfileSlot(slot);
+  CountValues(slot, -1);
+  size_t end = mSlotValues[slot];
+  for (size_t i = 0; i < mColumnIDs.size(); ++i) ReadEncodedValue(mValueBytes, &end);
+  mDeadBytes += end - mSlotValues[slot];
+  mSlotRow[slot] = kInvalidRowID;
+  ++mHoles;
+}
+
 void ParvexIndex::Add(ParvexIndexKey values, RowID rowID) {
   if (rowID == kInvalidRowID) return;
-  uint32_t slot = SlotOf(rowID);
-  if (slot != kNoSlot) {
+  const uint32_t slot = SlotOf(rowID);
+  if (slot == kNoSlot) {
+    mRowSlots.Insert(rowID, AppendSlot(values, rowID));
+  } else {
+    // The entry keeps its place with new values.
     UnfileSlot(slot);
     CountValues(slot, -1);
     size_t end = mSlotValues[slot];
-    for (size_t i = 0; i < mColumnIDs.size(); ++i) ReadEncoded(mValueBytes, &end);
+    for (size_t i = 0; i < mColumnIDs.size(); ++i) ReadEncodedValue(mValueBytes, &end);
     mDeadBytes += end - mSlotValues[slot];
     mSlotValues[slot] = EncodeValues(values);
-  } else {
-    slot = static_cast<uint32_t>(mSlotRow.size());
-    mSlotRow.push_back(rowID);
-    mSlotValues.push_back(EncodeValues(values));
-    mSlotNext.push_back(kNoSlot);
-    mSlotPrev.push_back(kNoSlot);
-    mRowSlots.Insert(rowID, RowHash(rowID), slot);
+    FileSlot(slot);
+    CountValues(slot, 1);
   }
-  FileSlot(slot);
-  CountValues(slot, 1);
   mChanged = true;
   CompactIfSparse();
 }
 
 void ParvexIndex::Delete(ParvexIndexKey, RowID rowID) {
-  const size_t cell = mRowSlots.Find(RowHash(rowID), [rowID](uint32_t key) { return key == rowID; });
-  if (cell == CellTable::npos) return;
-  const uint32_t slot = mRowSlots.mCells[cell].value;
-  UnfileSlot(slot);
-  CountValues(slot, -1);
-  size_t end = mSlotValues[slot];
-  for (size_t i = 0; i < mColumnIDs.size(); ++i) ReadEncoded(mValueBytes, &end);
-  mDeadBytes += end - mSlotValues[slot];
-  mSlotRow[slot] = kInvalidRowID;
-  ++mHoles;
+  const size_t cell = FindRowCell(rowID);
+  if (cell == mRowSlots.npos) return;
+  ClearSlot(mRowSlots.mCells[cell].value);
   mRowSlots.EraseAt(cell);
   mChanged = true;
   CompactIfSparse();
@@ -416,14 +392,14 @@ void ParvexIndex::CompactIfSparse() {
   if (!manyHoles && !manyDead) return;
   std::vector<RowID> rows;
   std::string bytes;
-  std::vector<uint64_t> starts;
+  std::vector<uint32_t> starts;
   rows.reserve(mSlotRow.size() - mHoles);
   for (uint32_t slot = 0; slot < mSlotRow.size(); ++slot) {
     if (mSlotRow[slot] == kInvalidRowID) continue;
     size_t end = mSlotValues[slot];
-    for (size_t i = 0; i < mColumnIDs.size(); ++i) ReadEncoded(mValueBytes, &end);
+    for (size_t i = 0; i < mColumnIDs.size(); ++i) ReadEncodedValue(mValueBytes, &end);
     rows.push_back(mSlotRow[slot]);
-    starts.push_back(bytes.size());
+    starts.push_back(static_cast<uint32_t>(bytes.size()));
     bytes.append(mValueBytes, mSlotValues[slot], end - mSlotValues[slot]);
   }
   mSlotRow.swap(rows);
@@ -434,12 +410,11 @@ void ParvexIndex::CompactIfSparse() {
   mSlotNext.assign(mSlotRow.size(), kNoSlot);
   mSlotPrev.assign(mSlotRow.size(), kNoSlot);
   mRowSlots.Clear();
+  mRowSlotsBuilt = false;  // rebuilt on first need
   mKeyHeads.Clear();
+  mKeyHeads.Reserve(mSlotRow.size());
   mKinds.clear();
-  for (uint32_t slot = 0; slot < mSlotRow.size(); ++slot) {
-    mRowSlots.Insert(mSlotRow[slot], RowHash(mSlotRow[slot]), slot);
-    FileSlot(slot);
-  }
+  for (uint32_t slot = 0; slot < mSlotRow.size(); ++slot) FileSlot(slot);
 }
 
 template <typename F>
@@ -454,7 +429,7 @@ void ParvexIndex::ForEachMatchingChain(ParvexIndexKey values, F&& f) const {
     }
     if (!possible) continue;
     const size_t cell = FindKeyCell(probe, HashKey(probe));
-    if (cell != CellTable::npos) f(mKeyHeads.mCells[cell].key);
+    if (cell != mKeyHeads.npos) f(mKeyHeads.mCells[cell].key);
   }
 }
 
@@ -484,8 +459,8 @@ bool ParvexIndex::GetColumnValue(RowID rowID, size_t i, ParvexValue* out) const 
   const uint32_t slot = SlotOf(rowID);
   if (slot == kNoSlot || i >= mColumnIDs.size()) return false;
   size_t at = mSlotValues[slot];
-  for (size_t place = 0; place < i; ++place) ReadEncoded(mValueBytes, &at);
-  if (out) *out = DecodeValue(ReadEncoded(mValueBytes, &at));
+  for (size_t place = 0; place < i; ++place) ReadEncodedValue(mValueBytes, &at);
+  if (out) *out = DecodeValue(ReadEncodedValue(mValueBytes, &at));
   return true;
 }
 
@@ -532,10 +507,11 @@ bool ParvexIndex::LoadFromFile(std::unique_ptr<RandomAccessMechanism> stream) {
     mColumnIDs.push_back(static_cast<uint32_t>(v->id));
   }
   bool ok = true;
+  mKeyHeads.Reserve(static_cast<size_t>(storage.QtyRows()));
   std::vector<const ParvexValue*> placed(mColumnIDs.size());
   for (bool more = true; more; more = storage.NextRecord()) {
     const RowID rowID = storage.CurrentRowID();
-    if (rowID == kInvalidRowID || SlotOf(rowID) != kNoSlot) continue;
+    if (rowID == kInvalidRowID) continue;
     if (!storage.ReadRecordValues(record.list)) {
       ok = false;
       continue;
@@ -547,8 +523,19 @@ bool ParvexIndex::LoadFromFile(std::unique_ptr<RandomAccessMechanism> stream) {
       const auto place = placeOf.find(v->id);
       if (place != placeOf.end() && !placed[place->second]) placed[place->second] = v;
     }
-    Add(ParvexIndexKey(placed.data(), placed.size()), rowID);
+    AppendSlot(ParvexIndexKey(placed.data(), placed.size()), rowID);
   }
+  // A row listed twice keeps its first entry.
+  std::vector<std::pair<RowID, uint32_t>> byRow;
+  byRow.reserve(mSlotRow.size());
+  for (uint32_t slot = 0; slot < mSlotRow.size(); ++slot) byRow.emplace_back(mSlotRow[slot], slot);
+  std::sort(byRow.begin(), byRow.end());
+  for (size_t i = 1; i < byRow.size(); ++i) {
+    if (byRow[i].first == byRow[i - 1].first) ClearSlot(byRow[i].second);
+  }
+  byRow = {};
+  mRowSlotsBuilt = false;
+  CompactIfSparse();
   mChanged = false;
   return ok && storage.LastError() == kStorageErrorNone;
 }

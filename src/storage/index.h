@@ -111,45 +111,50 @@ class ParvexIndex {
  private:
   static constexpr uint32_t kNoSlot = 0xFFFFFFFFu;
 
-  // An open-addressing table (linear probing, at most half full) of cells
-  // holding a 32-bit key (never kNoSlot), the key's hash and a value. Keys
-  // may be compared indirectly: Find takes a predicate.
+  // An open-addressing table (linear probing, at most 70% full) of cells
+  // holding a 32-bit key (never kNoSlot) and a 32-bit value. Where a cell
+  // belongs is Home(cell), given by the owner: keys may be found indirectly
+  // (Find takes a predicate), the hash kept in the value.
+  template <uint32_t (*Home)(uint32_t key, uint32_t value)>
   class CellTable {
    public:
     struct Cell {
       uint32_t key = kNoSlot;
-      uint32_t hash = 0;
       uint32_t value = 0;
     };
-    // The cell whose key satisfies `same`, among those with this hash; or npos.
+    static constexpr size_t npos = static_cast<size_t>(-1);
+
+    // The cell, among those whose home is `home`'s, that satisfies `same`; or npos.
     template <typename Same>
-    size_t Find(uint32_t hash, Same same) const {
+    size_t Find(uint32_t home, Same same) const {
       if (mCells.empty()) return npos;
       const size_t mask = mCells.size() - 1;
-      for (size_t i = hash & mask;; i = (i + 1) & mask) {
+      for (size_t i = home & mask;; i = (i + 1) & mask) {
         const Cell& cell = mCells[i];
         if (cell.key == kNoSlot) return npos;
-        if (cell.hash == hash && same(cell.key)) return i;
+        if (same(cell)) return i;
       }
     }
-    void Insert(uint32_t key, uint32_t hash, uint32_t value);  // the key must be absent
+    void Insert(uint32_t key, uint32_t value);  // the key must be absent
     void EraseAt(size_t cell);
+    void Reserve(size_t count);
     void Clear() {
       mCells.clear();
       mCount = 0;
     }
-    static constexpr size_t npos = static_cast<size_t>(-1);
     std::vector<Cell> mCells;
     size_t mCount = 0;
 
    private:
-    void Grow();
+    void Rebuild(size_t cells);
   };
+  static uint32_t RowHome(uint32_t row, uint32_t slot);
+  static uint32_t KeyHome(uint32_t head, uint32_t hash);
 
   void Clear();
   void DecodeValues(uint32_t slot, SimpleVector<ParvexValue>* values) const;
   // Appends the encoded values to the value bytes; returns where they start.
-  uint64_t EncodeValues(ParvexIndexKey values);
+  uint32_t EncodeValues(ParvexIndexKey values);
   // The kinds and the equality key of a slot's values; false when they can
   // equal nothing.
   bool SlotKey(uint32_t slot, std::string* kinds, std::string* key) const;
@@ -157,6 +162,11 @@ class ParvexIndex {
   uint32_t SlotOf(RowID row) const;
   // The key table's cell of the list filed under `key`, or npos.
   size_t FindKeyCell(const std::string& key, uint32_t hash) const;
+  size_t FindRowCell(RowID row) const;
+  // Appends an entry (not yet in the row table) and files it.
+  uint32_t AppendSlot(ParvexIndexKey values, RowID rowID);
+  // Turns a slot into a hole (the row table is the caller's business).
+  void ClearSlot(uint32_t slot);
   void FileSlot(uint32_t slot);
   void UnfileSlot(uint32_t slot);
   // Adds (delta 1) or removes (delta -1) a slot's values in the type counts.
@@ -170,7 +180,7 @@ class ParvexIndex {
   SimpleVector<uint32_t> mColumnIDs;
   // Entries by slot, in order of addition; a deleted entry leaves a hole.
   std::vector<RowID> mSlotRow;         // kInvalidRowID marks a hole
-  std::vector<uint64_t> mSlotValues;   // where the slot's values start in mValueBytes
+  std::vector<uint32_t> mSlotValues;   // where the slot's values start in mValueBytes
   // Slots filed under one key form a circular list in slot order (the head
   // is in the key table); kNoSlot: not filed.
   std::vector<uint32_t> mSlotNext;
@@ -178,8 +188,10 @@ class ParvexIndex {
   std::string mValueBytes;
   size_t mHoles = 0;
   size_t mDeadBytes = 0;
-  CellTable mRowSlots;  // key: row ID; value: its slot
-  CellTable mKeyHeads;  // key: the head slot of a key's list (the key is its values')
+  // Built on first need (an index loaded for lookups only never needs it).
+  mutable CellTable<RowHome> mRowSlots;  // key: row ID; value: its slot
+  mutable bool mRowSlotsBuilt = true;
+  CellTable<KeyHome> mKeyHeads;  // key: the head slot of a key's list; value: the key's hash
   // Key kinds of the filed entries -> how many entries have them.
   std::map<std::string, size_t> mKinds;
   // Per key place: non-NULL values by type (types past the table's end share
