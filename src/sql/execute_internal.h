@@ -31,6 +31,9 @@ struct OwnedValues {
   ParvexValueList list;
 };
 
+// True for the statements a read-only database refuses: those that change
+// rows, tables or indexes.
+bool ChangesData(const SQLSyntaxNode& node);
 // The open table of that name (case-insensitive, first match); otherwise
 // sets "Error: Table NAME not found." and returns null.
 ParvexTable* LookUpTable(ParvexDatabase& db, const string& tableName, ParvexStatus* status);

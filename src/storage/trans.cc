@@ -109,13 +109,35 @@ ParvexTrans::ParvexTrans(ParvexFileAccess* fileAccess, const string& tableName)
   name = tableName;
   mColumns.push_back(std::make_unique<ParvexColumnInfo>(string(kRowIDColumnName), kTypeInteger, 0,
                                                         kRowIDColumnID));
-  if (!mFileAccess) return;
+  OpenStorage();
+}
+
+bool ParvexTrans::OpenStorage() {
+  if (!mFileAccess) return false;
   auto data = mFileAccess->OpenFile(FileName(kDataFileSuffix), true, false);
   auto map = mFileAccess->OpenFile(FileName(kMapFileSuffix), true, false);
-  if (!data || !map) return;
+  if (!data || !map) return false;
   mStorage = std::make_unique<ParvexStorage>(std::move(data), std::move(map));
   LoadIndexes();
   LoadMetadata();
+  return true;
+}
+
+void ParvexTrans::CloseStorage() {
+  Rollback();
+  mChanges.ForEach([](RowID, PTChangedRow* change) { delete change; });
+  mChanges.RemoveAll();
+  mDeletions.RemoveAll();
+  ForgetFetchedRow();
+  mIndexes.clear();
+  mDroppedIndexes.clear();
+  mAddedIndexNames.clear();
+  mStorage.reset();
+}
+
+bool ParvexTrans::ReopenStorage() {
+  CloseStorage();
+  return OpenStorage();
 }
 
 ParvexTrans::~ParvexTrans() {
@@ -282,8 +304,10 @@ void CoerceToColumnType(ParvexValue* value, ParvexDataType type) {
   }
   if (value->Type() == type) return;
   if (IsTextType(type)) {
-    // Text keeps its bare form (no DATE prefix); other values their text.
-    value->SetText(type, IsTextType(value->Type()) ? value->RawText() : value->GetString());
+    // A value of another type takes the text GetString gives it, keyword
+    // included: DATE '2001-02-03' stored into a String column is the text
+    // "DATE 2001-02-03", which still equals the literal it came from.
+    value->CoerceToType(type);
   } else if (type == kTypeDouble) {
     if (value->Type() == kTypeInteger || value->Type() == kTypeBoolean) {
       value->SetDouble(static_cast<double>(value->GetInteger()));

@@ -86,8 +86,9 @@ class PTChangedRow {
 
 // Converts a value to a column type on its way into a stored table: NULL
 // stays NULL; numbers keep their value in a Double column and text its
-// number; text types keep their bare text; a type that can't be stored
-// leaves NULL.
+// number; a value stored into a text-form column (String, Date, Time,
+// Timestamp, Binary) of another type takes its GetString text, keyword
+// included; a type that can't be stored leaves NULL.
 void CoerceToColumnType(ParvexValue* value, ParvexDataType type);
 
 class ParvexTrans : public ParvexTable {
@@ -147,6 +148,12 @@ class ParvexTrans : public ParvexTable {
   bool SaveMetadata();
   // Removes the table's files: T.dat, T.map and every index file.
   void DeleteStorage();
+  // Lets go of the table's files, dropping what is pending (the table is
+  // then not Valid()), so that the database file can be rolled back under
+  // it; ReopenStorage lets go too and opens them again, as the constructor
+  // does. The object, its name and its columns stay.
+  void CloseStorage();
+  bool ReopenStorage();
 
   // Index upkeep (the index number is its place in the live list).
   void AddRowToIndex(RowID row, size_t indexNumber);
@@ -161,6 +168,7 @@ class ParvexTrans : public ParvexTable {
   mutable unsigned long recordDecodes = 0;
 
  private:
+  bool OpenStorage();
   string FileName(const char* suffix) const;
   string IndexFileName(const ParvexIndex& index) const;
   void LoadIndexes();

@@ -55,6 +55,11 @@ TEST(StatusTest, EveryStateHasItsMessageAndClass) {
       {kPXTransactionInProgress, "25S02", "Error: Transaction in progress.", true},
       {kPXFeatureNotSupported, "0A000", "Error: Unsupported SQL feature.", true},
       {kPXInternalSQLError, "72000", "Error: Internal SQL processor error.", true},
+      {kPXReadOnlyDatabase, "25006", "Error: The database is open read-only.", true},
+      {kPXDiskFull, "53100", "Error: Disk full.", true},
+      {kPXProgramLimitExceeded, "54000", "Error: Program limit exceeded.", true},
+      {kPXDatabaseLocked, "55006", "Error: The database is locked by another process.", true},
+      {kPXIOError, "58030", "Error: Input/output error.", true},
   };
   for (const Case& c : cases) {
     ParvexStatus status(c.state);

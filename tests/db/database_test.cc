@@ -35,11 +35,11 @@ TEST_F(DatabaseTest, TransactionInProgressFollowsPendingChanges) {
   EXPECT_FALSE(db->TransactionInProgress());
   EXPECT_EQ(Exec(*db, "CREATE TABLE t (a Integer)"), "[00000] Success");
   EXPECT_TRUE(db->TransactionInProgress());
-  db->Commit();
+  db->Commit(&status);
   EXPECT_FALSE(db->TransactionInProgress());
   Exec(*db, "INSERT INTO t VALUES (1)");
   EXPECT_TRUE(db->TransactionInProgress());
-  db->Rollback();
+  db->Rollback(&status);
   EXPECT_FALSE(db->TransactionInProgress());
 }
 
@@ -47,12 +47,12 @@ TEST_F(DatabaseTest, ACommitWithoutChangesWritesNothing) {
   Exec(*db, "CREATE TABLE t (a Integer)");
   Exec(*db, "CREATE TABLE u (b String)");
   Exec(*db, "INSERT INTO t VALUES (1)");
-  db->Commit();
+  db->Commit(&status);
   db.reset();
   const std::string before = ReadHostFile(path);
   db = Open(path, false, &status);
   ASSERT_NE(db, nullptr);
-  db->Commit();
+  db->Commit(&status);
   Exec(*db, "COMMIT");
   EXPECT_EQ(Rows(*db, "SELECT a FROM t"), std::vector<std::string>{"1"});
   db.reset();
@@ -70,7 +70,7 @@ TEST_F(DatabaseTest, SchemaDataIsTheTagAndTheSchemaFileBytes) {
   db->ReplaceSchemaData(string("SCHEMADA"), &status);
   EXPECT_EQ(status.State(), kPXTransactionInProgress);
   EXPECT_EQ(status.Description().view(), "Can't replace schema while transaction is in progress.");
-  db->Commit();
+  db->Commit(&status);
 
   const string data = db->GetSchemaData(&status);
   EXPECT_EQ(status.State(), kPXStateSuccess);
@@ -91,14 +91,14 @@ TEST_F(DatabaseTest, ReplacingTheSchemaGivesAnotherDatabaseTheSameTables) {
   Exec(*source, "CREATE TABLE pets (kind String)");
   Exec(*source, "ALTER TABLE people ADD born Date");
   Exec(*source, "INSERT INTO people VALUES ('Ann', 31, DATE '1990-01-02')");
-  source->Commit();
+  source->Commit(&status);
   const string data = source->GetSchemaData(&status);
   ASSERT_EQ(status.State(), kPXStateSuccess);
 
   auto target = Open(folder.File("target.pvx"), true, &status);
   ASSERT_NE(target, nullptr);
   Exec(*target, "CREATE TABLE other (x Integer)");
-  target->Commit();
+  target->Commit(&status);
 
   // Bad data changes nothing; the tag is matched in any letter case.
   target->ReplaceSchemaData(string("SCHEMAXX") + data.view().substr(8), &status);

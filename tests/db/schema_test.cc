@@ -146,12 +146,13 @@ TEST_F(SchemaTest, ReloadKeepsCountersSoIDsAreNeverReused) {
 TEST_F(SchemaTest, RollbackRebuildsTheTablesFromTheSchemaRows) {
   schema->AddSchemaRow(string("kept"), 1, string("a"), kTypeInteger, 0, true, string());
   db->tables.push_back(schema->LoadTable(string("kept")).release());
-  db->Commit();
+  ParvexStatus status;
+  db->Commit(&status);
   schema->AddSchemaRow(string("kept"), 2, string("b"), kTypeString, 0, true, string());
   schema->AddSchemaRow(string("fresh"), 1, string("x"), kTypeInteger, 0, true, string());
   db->tables.push_back(schema->LoadTable(string("fresh")).release());
   EXPECT_TRUE(db->TransactionInProgress());
-  db->Rollback();
+  db->Rollback(&status);
   EXPECT_FALSE(db->TransactionInProgress());
   ASSERT_EQ(db->tables.size(), 2u);
   EXPECT_EQ(db->tables[0], schema);

@@ -61,7 +61,9 @@ TEST_F(FileAccessTest, CreatesWritesAndReopensADatabase) {
     for (size_t i = 0; i < bulk.size(); ++i) bulk[i] = static_cast<uint8_t>(i * 7);
     ASSERT_TRUE(data->WriteData(bulk.data(), static_cast<int32_t>(bulk.size())));
     ASSERT_TRUE(access.CreateFile("t.map"));
-    ASSERT_TRUE(access.Flush());
+    data.reset();
+    HostFileFailure failure;
+    ASSERT_TRUE(access.Commit(&failure));
   }
   // The first item's block follows the root folder's 1024-byte block at 48;
   // its content starts after the 28-byte block header and the 256-byte item
@@ -187,7 +189,9 @@ TEST_F(FileAccessTest, StreamsOutlivingTheFileAccessAreClosedNotDangling) {
     ParvexFileAccess access;
     ASSERT_TRUE(access.CreateOrOpenDataFolder(mPath.c_str(), true, nullptr));
     file = access.OpenFile("late", true, false);
-    ASSERT_TRUE(file && file->WriteData("kept", 4));
+    ASSERT_TRUE(file && file->WriteData("kept", 4) && file->FlushToDisk());
+    HostFileFailure failure;
+    ASSERT_TRUE(access.Commit(&failure));
   }
   EXPECT_FALSE(file->WriteData("x", 1));
   file.reset();
@@ -195,7 +199,7 @@ TEST_F(FileAccessTest, StreamsOutlivingTheFileAccessAreClosedNotDangling) {
   ASSERT_TRUE(access.CreateOrOpenDataFolder(mPath.c_str(), false, nullptr));
   file = access.OpenFile("late", false, true);
   ASSERT_NE(file, nullptr);
-  EXPECT_EQ(file->GetLength(), 4);  // the length reached the item header on closing
+  EXPECT_EQ(file->GetLength(), 4);  // the length reached the item header when flushed
 }
 
 // A table file recreated in the blocks of a deleted one must start with a

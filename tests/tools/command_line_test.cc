@@ -16,9 +16,14 @@ bool Parse(std::vector<const char*> args, CommandLine* commandLine, std::string*
 TEST(CommandLineTest, OptionsThenFileThenSql) {
   CommandLine c;
   std::string error;
-  ASSERT_TRUE(Parse({"--csv", "--bail", "--no-headers", "db.pvx", "SELECT 1", "--json"}, &c, &error));
+  ASSERT_TRUE(Parse({"--csv", "--bail", "--no-headers", "--readonly", "--timeout", "250", "--no-sync", "db.pvx",
+                     "SELECT 1", "--json"},
+                    &c, &error));
   EXPECT_EQ(c.mode, OutputMode::kCsv);
   EXPECT_TRUE(c.bail);
+  EXPECT_TRUE(c.readOnly);
+  EXPECT_TRUE(c.noSync);
+  EXPECT_EQ(c.timeoutMs, 250);
   EXPECT_EQ(c.headers, false);
   EXPECT_EQ(c.databasePath, "db.pvx");
   EXPECT_EQ(c.sql, (std::vector<std::string>{"SELECT 1", "--json"}));
@@ -35,6 +40,10 @@ TEST(CommandLineTest, NoDatabaseFile) {
   std::string error;
   EXPECT_FALSE(Parse({"--box"}, &c, &error));
   EXPECT_EQ(error, "no database file given");
+  for (const char* bad : {"-5", "5ms", ""}) {
+    EXPECT_FALSE(Parse({"--timeout", bad, "db.pvx"}, &c, &error)) << bad;
+    EXPECT_EQ(error, "--timeout needs a number of milliseconds");
+  }
 }
 
 std::string Cells(const char* cell, int count) {
