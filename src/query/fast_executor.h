@@ -12,8 +12,12 @@
 //   its reverse, as a scan would. When the other side of the equality cannot
 //   be evaluated the level falls back to its scan list. After binding a row
 //   the conjuncts that have just become fully bound are tested and a definite
-//   false drops the row (pruning); the complete record set gets the same
-//   final WHERE test as in the reference.
+//   false drops the row (pruning); the complete record set gets the final
+//   WHERE test. A row found by an exact lookup (a hash match, a row ID, an
+//   Integer index) is known to satisfy that equality, which is then not
+//   evaluated again: the condition then passes exactly when no other
+//   conjunct evaluates successfully to 0, which is what the whole
+//   condition's value says.
 // - Aggregate queries group through HashGrouping (hash_grouping.h), which
 //   gives the reference's groups, in its order, with the same record sets in
 //   the same order.

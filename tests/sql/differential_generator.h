@@ -71,7 +71,9 @@ class SqlGenerator {
     return sql;
   }
 
-  // One statement: mostly queries, some changes and transaction steps.
+  // One statement: mostly queries, some changes and transaction steps;
+  // ".reopen" asks the runner to reopen the databases (their indexes then
+  // come from their files).
   std::string Statement() {
     const int r = Pick(100);
     if (r < 62) return Select();
@@ -83,7 +85,9 @@ class SqlGenerator {
       ++mRows[t];
       return Insert(mTables[t]);
     }
-    if (r < 97) return "COMMIT";
+    if (r < 96) return "COMMIT";
+    if (r < 97) return "ROLLBACK";
+    if (r < 98) return ".reopen";
     std::vector<std::string> sql;
     AddIndexes(mTables[Pick(static_cast<int>(mTables.size()))], &sql);
     return sql.empty() ? std::string("COMMIT") : sql.front();
@@ -141,6 +145,11 @@ class SqlGenerator {
 
   std::string Insert(const GenTable& table) {
     std::string names, values;
+    if (Chance(10)) {
+      // A row ID of its own: scan order and row ID order part.
+      names = "_rowid";
+      values = std::to_string(1 + Pick(40));
+    }
     for (const GenColumn& column : table.columns) {
       if (Chance(15)) continue;  // left out: NULL
       names += (names.empty() ? "" : ", ") + column.name;

@@ -18,6 +18,7 @@
 #include <iostream>
 #include <memory>
 #include <sstream>
+#include <strings.h>
 #include <string>
 #include <vector>
 
@@ -25,8 +26,8 @@
 #include "db/database.h"
 #include "db/temp_table.h"
 #include "differential_generator.h"
+#include "platform/memory_file_system.h"
 #include "sql/execute.h"
-#include "sql_test_util.h"
 
 namespace parvex {
 namespace {
@@ -110,18 +111,21 @@ std::string Run(ParvexDatabase& db, const std::string& sql) {
 }
 
 // Two databases fed the same statements, one per executor.
+// The files live in memory.
 class Twins {
  public:
-  explicit Twins(const TempFolder& folder, const std::string& stem) {
-    ParvexStatus status;
-    mReference.reset(ParvexOpenDatabase(string(folder.File(stem + "-ref.pvx")), true, &status));
-    mFast.reset(ParvexOpenDatabase(string(folder.File(stem + "-fast.pvx")), true, &status));
-    if (mReference) mReference->queryExecutor = QueryExecutor::kReference;
-  }
+  Twins() { Reopen(true); }
   bool Open() const { return mReference && mFast; }
 
-  // Runs `sql` on both; false with a report when they differ.
+  // Runs `sql` on both (".reopen" reopens both files); false with a report
+  // when they differ.
   bool Same(const std::string& sql, std::string* report) {
+    if (sql == ".reopen") {
+      Reopen(false);
+      if (Open()) return true;
+      *report = sql + ": a database did not open again";
+      return false;
+    }
     const std::string expected = Run(*mReference, sql);
     const std::string actual = Run(*mFast, sql);
     if (expected == actual) return true;
@@ -130,6 +134,19 @@ class Twins {
   }
 
  private:
+  void Reopen(bool create) {
+    ParvexStatus status;
+    ParvexOpenOptions options;
+    options.create = create;
+    options.fileSystem = &mFiles;
+    mReference.reset();
+    mFast.reset();
+    mReference.reset(ParvexOpenDatabase(string("ref.pvx"), options, &status));
+    mFast.reset(ParvexOpenDatabase(string("fast.pvx"), options, &status));
+    if (mReference) mReference->queryExecutor = QueryExecutor::kReference;
+  }
+
+  MemoryFileSystem mFiles;
   std::unique_ptr<ParvexDatabase> mReference;
   std::unique_ptr<ParvexDatabase> mFast;
 };
@@ -139,11 +156,10 @@ TEST(DifferentialTest, FastExecutorAgreesWithTheReferenceOnGeneratedStatements) 
   const uint64_t iterations = EnvNumber("PARVEX_DIFF_ITERATIONS", 50);
   const uint64_t statements = EnvNumber("PARVEX_DIFF_STATEMENTS", 24);
   const bool verbose = EnvNumber("PARVEX_DIFF_VERBOSE", 0) != 0;
-  TempFolder folder;
   int failures = 0;
   for (uint64_t seed = firstSeed; seed < firstSeed + iterations && failures < 3; ++seed) {
     differential::SqlGenerator generator(seed);
-    Twins twins(folder, std::to_string(seed));
+    Twins twins;
     ASSERT_TRUE(twins.Open());
     std::vector<std::string> history = generator.Setup();
     for (uint64_t s = 0; s < statements; ++s) history.push_back(generator.Statement());
