@@ -17,7 +17,9 @@
 //   update  UPDATE a tenth of the rows (grp < 10), committed
 //   join    equality join t x u on t.ref = u.id, COUNT(*)
 // Each workload's time is the median of R runs (default 3) of its statements
-// (opening the database is timed apart). Results are checked to agree.
+// (opening the database is timed apart): wall time ("s") and the process's
+// CPU time ("c", steadier on a shared machine), with parvex/sqlite ratios;
+// "MB" is the child's peak resident memory. Results are checked to agree.
 #include <sqlite3.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -125,7 +127,11 @@ class ParvexEngine : public Engine {
     return sum;
   }
   void Begin() override {}
-  void Commit() override { mDb->Commit(); }
+  void Commit() override {
+    parvex::ParvexStatus status;
+    mDb->Commit(&status);
+    if (parvex::IsErrorState(status.State())) Fail("COMMIT", status.Description().str());
+  }
 
  private:
   static void Fail(const std::string& sql, const std::string& message) {
@@ -182,8 +188,16 @@ class SqliteEngine : public Engine {
 struct Outcome {
   double openSeconds = 0;
   double seconds = 0;
+  double cpuSeconds = 0;  // user + system time of the workload's statements
   uint64_t check = 0;  // results summarised; both engines must agree
 };
+
+double CpuSeconds() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+         static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
 
 Outcome RunWorkload(Engine& engine, const std::string& workload, const std::string& path, long rows) {
   Outcome outcome;
@@ -195,6 +209,7 @@ Outcome RunWorkload(Engine& engine, const std::string& workload, const std::stri
     std::exit(2);
   }
   outcome.openSeconds = std::chrono::duration<double>(Clock::now() - start).count();
+  const double cpuStart = CpuSeconds();
   start = Clock::now();
   long count = 0;
   if (load) {
@@ -221,6 +236,7 @@ Outcome RunWorkload(Engine& engine, const std::string& workload, const std::stri
     outcome.check = engine.Query("SELECT COUNT(*) FROM t, u WHERE t.ref = u.id", &count);
   }
   outcome.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+  outcome.cpuSeconds = CpuSeconds() - cpuStart;
   return outcome;
 }
 
@@ -233,7 +249,7 @@ int ChildMain(const std::string& engineName, const std::string& workload, const 
   }
   const Outcome outcome = RunWorkload(*engine, workload, path, rows);
   engine.reset();
-  std::printf("%.6f %.6f %llu\n", outcome.openSeconds, outcome.seconds,
+  std::printf("%.6f %.6f %.6f %llu\n", outcome.openSeconds, outcome.seconds, outcome.cpuSeconds,
               static_cast<unsigned long long>(outcome.check));
   return 0;
 }
@@ -270,8 +286,8 @@ Measured RunChild(const char* self, const std::string& engine, const std::string
   Measured measured;
   unsigned long long check = 0;
   if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 ||
-      std::sscanf(output.c_str(), "%lf %lf %llu", &measured.outcome.openSeconds, &measured.outcome.seconds,
-                  &check) != 3) {
+      std::sscanf(output.c_str(), "%lf %lf %lf %llu", &measured.outcome.openSeconds, &measured.outcome.seconds,
+                  &measured.outcome.cpuSeconds, &check) != 4) {
     std::fprintf(stderr, "%s %s failed\n", engine.c_str(), workload.c_str());
     std::exit(2);
   }
@@ -314,8 +330,8 @@ int main(int argc, char** argv) {
     if (std::strcmp(argv[i], "--dir") == 0) dir = argv[i + 1];
   }
   const std::string self = "/proc/self/exe";
-  std::printf("%-8s %9s %10s %10s %7s %12s %12s %10s\n", "workload", "rows", "parvex s", "sqlite s", "ratio",
-              "parvex MB", "sqlite MB", "open s");
+  std::printf("%-8s %9s %9s %9s %6s %9s %9s %6s %10s %10s %7s\n", "workload", "rows", "parvex s", "sqlite s",
+              "ratio", "parvex c", "sqlite c", "c-rat", "parvex MB", "sqlite MB", "open s");
   for (long rows : sizes) {
     const std::string base = dir + "/sqlite-compare-" + std::to_string(getpid()) + "-" + std::to_string(rows);
     const std::string paths[2] = {base + ".pvx", base + ".sqlite"};
@@ -328,10 +344,12 @@ int main(int argc, char** argv) {
         results[e] = Median(measured);
       }
       const char* agreement = results[0].outcome.check == results[1].outcome.check ? "" : "  RESULTS DIFFER";
-      std::printf("%-8s %9ld %10.3f %10.3f %7.2f %12.1f %12.1f %10.3f%s\n", workload, rows,
-                  results[0].outcome.seconds, results[1].outcome.seconds,
-                  results[0].outcome.seconds / std::max(1e-9, results[1].outcome.seconds),
-                  results[0].peakKB / 1024.0, results[1].peakKB / 1024.0, results[0].outcome.openSeconds, agreement);
+      const Outcome& p = results[0].outcome;
+      const Outcome& q = results[1].outcome;
+      std::printf("%-8s %9ld %9.3f %9.3f %6.2f %9.3f %9.3f %6.2f %10.1f %10.1f %7.3f%s\n", workload, rows, p.seconds,
+                  q.seconds, p.seconds / std::max(1e-9, q.seconds), p.cpuSeconds, q.cpuSeconds,
+                  p.cpuSeconds / std::max(1e-9, q.cpuSeconds), results[0].peakKB / 1024.0, results[1].peakKB / 1024.0,
+                  p.openSeconds, agreement);
       std::fflush(stdout);
     }
     for (const std::string& path : paths) std::filesystem::remove(path);

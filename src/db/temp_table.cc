@@ -120,8 +120,10 @@ RowID ParvexTempTable::AddRow(ParvexValueList& values, bool takeOwnership,
   for (const ParvexValueWithID* value : values) EncodeValue(&mScratch, value);  // absent: NULL
   if (takeOwnership) DeleteValues(values);
   if (mChunks.empty() || mChunkSizes.back() - mLastChunkUsed < mScratch.size()) {
-    const size_t size = std::max(kChunkBytes, mScratch.size());
-    mChunks.push_back(std::make_unique<char[]>(size));
+    // Chunks grow from small (most results are small) to kChunkBytes.
+    const size_t grown = std::min(kChunkBytes, kFirstChunkBytes << std::min<size_t>(mChunks.size(), 16));
+    const size_t size = std::max(grown, mScratch.size());
+    mChunks.push_back(std::unique_ptr<char[]>(new char[size]));  // not zeroed: every byte used is written
     mChunkSizes.push_back(size);
     mLastChunkUsed = 0;
   }

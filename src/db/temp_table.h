@@ -110,6 +110,7 @@ class ParvexTempTable : public ParvexTable {
  private:
   friend class TempRowSorter;
   static constexpr size_t kChunkBytes = 1 << 16;
+  static constexpr size_t kFirstChunkBytes = 256;
   static constexpr uint32_t kNoSource = 0xFFFFFFFFu;
   static constexpr uint32_t kOddSource = 0x80000000u;  // marks an index into mOddSources
 

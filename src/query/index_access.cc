@@ -118,14 +118,15 @@ void IndexAccess::OrderByScan(std::vector<RowID>* rows) {
     SimpleVector<RowID> scan;
     mTable.GetRowIDs(&scan);
     mScanPosition.reserve(scan.size());
-    for (size_t p = 0; p < scan.size(); ++p) mScanPosition.emplace(scan[p], p);
+    for (size_t p = 0; p < scan.size(); ++p) mScanPosition.emplace_back(scan[p], static_cast<uint32_t>(p));
+    std::sort(mScanPosition.begin(), mScanPosition.end());
     mScanRead = true;
   }
-  std::vector<std::pair<size_t, RowID>> placed;
+  std::vector<std::pair<uint32_t, RowID>> placed;
   placed.reserve(rows->size());
   for (RowID row : *rows) {
-    const auto found = mScanPosition.find(row);
-    if (found != mScanPosition.end()) placed.emplace_back(found->second, row);
+    const auto found = std::lower_bound(mScanPosition.begin(), mScanPosition.end(), std::make_pair(row, uint32_t{0}));
+    if (found != mScanPosition.end() && found->first == row) placed.emplace_back(found->second, row);
   }
   std::sort(placed.begin(), placed.end());
   placed.erase(std::unique(placed.begin(), placed.end()), placed.end());

@@ -26,7 +26,7 @@
 #pragma once
 
 #include <memory>
-#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "core/table.h"
@@ -63,7 +63,7 @@ class IndexAccess {
   const ParvexIndex* mIndex;  // null for `_rowid`
   ParvexDataType mType;       // the column's type
   bool mScanRead = false;
-  std::unordered_map<RowID, size_t> mScanPosition;
+  std::vector<std::pair<RowID, uint32_t>> mScanPosition;  // (row, scan position), by row
   std::vector<ParvexValue> mKeys;  // scratch
 };
 
