@@ -1,12 +1,8 @@
-// Helpers for end-to-end engine tests: a private temporary folder for
-// database files, and short ways to run SQL and read results.
+// Short ways to run SQL and read results in engine tests.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,34 +10,10 @@
 #include "core/status.h"
 #include "core/table.h"
 #include "db/database.h"
+#include "harness/files.h"
 #include "sql/execute.h"
 
 namespace parvex {
-
-// A folder of its own under the system's temporary folder, removed with
-// everything in it when the object goes.
-class TempFolder {
- public:
-  TempFolder() {
-    static std::atomic<int> counter{0};
-    const auto base = std::filesystem::temp_directory_path();
-    mPath = base / ("parvex-test-" + std::to_string(getpid()) + "-" + std::to_string(counter++));
-    std::filesystem::remove_all(mPath);
-    std::filesystem::create_directories(mPath);
-  }
-  ~TempFolder() {
-    std::error_code ec;
-    std::filesystem::remove_all(mPath, ec);
-  }
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
-
-  const std::filesystem::path& path() const { return mPath; }
-  std::string File(const std::string& name) const { return (mPath / name).string(); }
-
- private:
-  std::filesystem::path mPath;
-};
 
 // Runs one statement through ParvexSQLExecute; returns "[SQLSTATE] message".
 inline std::string Exec(ParvexDatabase& db, const std::string& sql) {

@@ -1,0 +1,44 @@
+-- .import: a new table from the header line (names that are not plain words
+-- are made into words, with a note); quoted fields with commas, doubled
+-- quotes and line ends; CR LF line ends; an empty unquoted field is NULL, ""
+-- an empty text. Into an existing table every field is converted and checked
+-- first, and one bad field refuses the whole file, naming its line. Inside
+-- BEGIN the rows belong to the transaction.
+$ write people.csv "name,\"home town\",note\r\n\"Smith, Ann\",Springfield,\"said \"\"hi\"\"\nand left\"\r\nBob,,\"\"\r\n\r\nZoë,Zürich,plain\r\n"
+$ parvex test.pvx
+.import people.csv People
+.schema People
+.mode csv
+SELECT name, home_town, note FROM People;
+.mode json
+SELECT home_town, note FROM People WHERE name = 'Bob';
+$ write good.csv "D,n,B,day,_rowid\n0.5,7,yes,2020-01-02,10\n,-3,F,,11\n"
+$ write bad.csv "n,d\n1,1.5\n2,\"x\ny\"\n3,abc\n"
+$ write nocolumn.csv "n,nope\n1,2\n"
+$ write short.csv "n,d\n1\n"
+$ write taken.csv "n,_rowid\n5,10\n"
+$ write open.csv "n\n\"open\n"
+$ write empty.csv ""
+$ parvex test.pvx
+CREATE TABLE t (n Integer, d Double, b Boolean, day Date);
+INSERT INTO t (n) VALUES (1);
+.import good.csv t
+.mode csv
+SELECT _rowid, n, d, b, day FROM t;
+.mode list
+.import bad.csv t
+.import nocolumn.csv t
+.import short.csv t
+.import taken.csv t
+.import open.csv t
+.import empty.csv t
+SELECT COUNT(*) FROM t;
+$ write rows.csv "a\n1\n2\n"
+$ parvex test.pvx
+BEGIN;
+.import rows.csv fresh
+SELECT COUNT(*) FROM fresh;
+ROLLBACK;
+.tables
+.import rows.csv fresh
+SELECT a FROM fresh;

@@ -1,0 +1,17 @@
+-- Standard input is cut into statements at ';' outside literals (a doubled
+-- quote stays inside); the last statement needs no ';'. After SET ESCAPE the
+-- escape character keeps a quote (and a ';') inside a literal; SET ESCAPE
+-- with nothing after it turns it off. Each SQL argument runs on its own.
+$ parvex --csv test.pvx
+CREATE TABLE t (s String);
+INSERT INTO t (s) VALUES ('a;b'); INSERT INTO t (s)
+  VALUES ('it''s');
+-- a comment where a statement would begin
+SELECT s
+FROM t
+$ parvex test.pvx
+SET ESCAPE \;
+SELECT 'it\'s; fine', 2;
+SET ESCAPE ;
+SELECT 'a\';
+$ parvex test.pvx "SELECT COUNT(*) FROM t" "SELECT s FROM t WHERE s = 'a;b'"
