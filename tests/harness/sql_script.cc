@@ -15,6 +15,7 @@
 #include "harness/golden.h"
 #include "harness/script_test.h"
 #include "sql/execute.h"
+#include "sql/sql_dialect.h"
 #include "storage/file_access.h"
 
 namespace parvex::testing {
@@ -151,7 +152,7 @@ std::string Join(const ParvexTable& table, long row) {
 
 bool IsQuery(const Step& step) {
   if (step.entry != EntryPoint::kAuto) return step.entry == EntryPoint::kQuery;
-  return CompareNoCase(Trim(step.text).substr(0, 6), "select") == 0;
+  return StatementKindOf(step.text) == StatementKind::kQuery;
 }
 
 // Runs one statement; returns its actual expectation lines.

@@ -5,8 +5,8 @@
 // One item per line:
 //   -- comment                 ignored, as are blank lines
 //   <statement text>           may span lines; ends with a line ending in ';'
-//                              (the ';' is not sent). Text that starts with
-//                              "select" goes to ParvexSQLQuery, the rest to
+//                              (the ';' is not sent). Text whose first word
+//                              is SELECT goes to ParvexSQLQuery, the rest to
 //                              ParvexSQLExecute.
 //   ! [SQLSTATE] message       the status the statement leaves; without it
 //                              the statement must not fail (warnings and

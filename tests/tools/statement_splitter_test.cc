@@ -88,12 +88,5 @@ TEST(StatementSplitterTest, ManyStatementsOnOneLineAllComeOut) {
   for (int i = 0; i < 20000; ++i) ASSERT_EQ(pieces[i], "INSERT INTO t VALUES (" + std::to_string(i) + ")");
 }
 
-TEST(StatementSplitterTest, FirstWordStopsAtBlanksAndDelimiters) {
-  EXPECT_EQ(FirstWord("  select*from t"), "select");
-  EXPECT_EQ(FirstWord("SELECT(1)"), "SELECT");
-  EXPECT_EQ(FirstWord("\tInsert into"), "Insert");
-  EXPECT_EQ(FirstWord(""), "");
-}
-
 }  // namespace
 }  // namespace parvex::shell
