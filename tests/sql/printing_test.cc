@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "parser_test_util.h"
+#include "query/expr.h"
 
 namespace parvex {
 namespace {
@@ -132,16 +133,30 @@ TEST(PrintingTest, SchemaAndOtherStatements) {
   });
 }
 
-TEST(PrintingTest, HandBuiltNodesPrintToo) {
-  // NOT is never produced by the parser but prints for trees built in code.
+// Nodes the parser never builds (NOT) or leaves incomplete after an error
+// still print; incomplete ones convert to no expression, without a status.
+TEST(PrintingTest, HandBuiltNodesPrintAndConvert) {
   SQLNotNode notNode(std::make_unique<SQLFieldRefNode>(string("a")));
   EXPECT_EQ(notNode.Description().str(), "NOT a");
-  // Absent children (left by parse errors) print as nothing.
   SQLInfixOpNode partial(string("="));
   partial.AddOperand(std::make_unique<SQLLiteralNode>(string("1"), 0));
   partial.AddOperand(nullptr);
   EXPECT_EQ(partial.Description().str(), "(1=)");
   EXPECT_EQ(partial.Height(), 2);
+
+  SQLInfixOpNode oneOperand(string("<"));
+  oneOperand.AddOperand(std::make_unique<SQLLiteralNode>(string("1"), 0));
+  SQLInfixOpNode unknown(string("%"));
+  unknown.AddOperand(std::make_unique<SQLLiteralNode>(string("1"), 0));
+  unknown.AddOperand(std::make_unique<SQLLiteralNode>(string("2"), 0));
+  SQLLikeNode noPattern(std::make_unique<SQLLiteralNode>(string("'a'"), 0), nullptr, nullptr, false);
+  const SimpleVector<string> names;
+  const SimpleVector<ParvexTable*> tables;
+  ParvexStatus status;
+  for (const SQLScalarExpNode* node : std::initializer_list<const SQLScalarExpNode*>{&partial, &oneOperand, &unknown, &noPattern}) {
+    EXPECT_EQ(node->ConvertToParvexExpr(names, tables, &status), nullptr) << node->Description().str();
+  }
+  EXPECT_EQ(status.State(), kPXStateSuccess);
 }
 
 TEST(PrintingTest, DescriptionKeepsTheStatementEncoding) {
