@@ -8,8 +8,8 @@
 #include <random>
 #include <vector>
 
-#include "expr_test_table.h"
 #include "query/expr_nodes.h"
+#include "query/rows_table.h"
 
 namespace parvex {
 namespace {
@@ -18,22 +18,21 @@ namespace {
 class AggregateTest : public ::testing::Test {
  protected:
   void Fill(ParvexDataType type, const std::vector<ParvexValue>& values) {
-    table = std::make_unique<ExprTestTable>("T",
-                                            std::vector<std::pair<const char*, ParvexDataType>>{{"v", type}});
+    table = std::make_unique<query_test::RowsTable>("T", std::vector<query_test::RowsColumn>{{"v", type, 1}});
     tables.clear();
     tables.push_back(table.get());
     recSets.clear();
     group.clear();
     for (const ParvexValue& v : values) {
       recSets.push_back(std::make_unique<ParvexRecSet>(1));
-      (*recSets.back())[0] = table->Add({v});
+      (*recSets.back())[0] = table->Insert({v});
       group.push_back(recSets.back().get());
     }
   }
 
   // Runs kind(argument) over the group; the argument defaults to the column.
   ParvexValue Aggregate(long kind, bool distinct, bool star = false) {
-    PExprAggregate node(kind, star ? nullptr : std::make_unique<PExprField>(0, 0), distinct);
+    PExprAggregate node(kind, star ? nullptr : std::make_unique<PExprField>(0, 1), distinct);
     ParvexEvalContext context;
     context.group = &group;
     context.tables = &tables;
@@ -42,7 +41,7 @@ class AggregateTest : public ::testing::Test {
     return out;
   }
 
-  std::unique_ptr<ExprTestTable> table;
+  std::unique_ptr<query_test::RowsTable> table;
   SimpleVector<ParvexTable*> tables;
   std::vector<std::unique_ptr<ParvexRecSet>> recSets;
   SimpleVector<ParvexRecSet*> group;

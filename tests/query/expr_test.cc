@@ -8,8 +8,8 @@
 #include <memory>
 
 #include "db/database.h"
-#include "expr_test_table.h"
 #include "query/expr_nodes.h"
+#include "query/rows_table.h"
 
 namespace parvex {
 namespace {
@@ -148,15 +148,16 @@ TEST(ExprTest, ValidityAndAggregates) {
   EXPECT_TRUE(Func(kFuncTrim, Str("a"), nullptr, count())->HasAggregate());
 }
 
-// Two small tables: T(a integer, b text) with three rows, U(c integer) with two.
+// Two small tables: T(a integer, b text) with rows 1 to 3, U(c integer)
+// with rows 1 and 2.
 class FieldTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    t.Add({ParvexValue::Integer(1), ParvexValue::String(string("one"))});
-    t.Add({ParvexValue::Integer(2), ParvexValue::Null(kTypeString)});
-    t.Add({ParvexValue::Integer(3), ParvexValue::String(string("three"))});
-    u.Add({ParvexValue::Integer(10)});
-    u.Add({ParvexValue::Integer(20)});
+    t.Insert({ParvexValue::Integer(1), ParvexValue::String(string("one"))});
+    t.Insert({ParvexValue::Integer(2), ParvexValue::Null(kTypeString)});
+    t.Insert({ParvexValue::Integer(3), ParvexValue::String(string("three"))});
+    u.Insert({ParvexValue::Integer(10)});
+    u.Insert({ParvexValue::Integer(20)});
     tables.push_back(&t);
     tables.push_back(&u);
   }
@@ -168,26 +169,26 @@ class FieldTest : public ::testing::Test {
     return c;
   }
 
-  ExprTestTable t{"T", {{"a", kTypeInteger}, {"b", kTypeString}}};
-  ExprTestTable u{"U", {{"c", kTypeInteger}}};
+  query_test::RowsTable t{"T", {{"a", kTypeInteger, 1}, {"b", kTypeString, 2}}};
+  query_test::RowsTable u{"U", {{"c", kTypeInteger, 1}}};
   SimpleVector<ParvexTable*> tables;
 };
 
 TEST_F(FieldTest, ReadsTheBoundRow) {
   ParvexRecSet rs(2);
-  rs[0] = 107;
-  const ParvexExprPtr b = Field(0, 1);
+  rs[0] = 2;
+  const ParvexExprPtr b = Field(0, 2);
   ParvexValue out;
   EXPECT_TRUE(b->Evaluate(Context(&rs), &out));
   EXPECT_TRUE(out.IsNull());
   EXPECT_EQ(out.Type(), kTypeString);
-  rs[0] = 114;
+  rs[0] = 3;
   EXPECT_TRUE(b->Evaluate(Context(&rs), &out));
   EXPECT_EQ(out.GetString().view(), "three");
   // Unbound table, missing row or column, no tables, in isolation: unknown.
-  EXPECT_FALSE(Field(1, 0)->Evaluate(Context(&rs), &out));
+  EXPECT_FALSE(Field(1, 1)->Evaluate(Context(&rs), &out));
   rs[1] = 999;
-  EXPECT_FALSE(Field(1, 0)->Evaluate(Context(&rs), &out));
+  EXPECT_FALSE(Field(1, 1)->Evaluate(Context(&rs), &out));
   EXPECT_FALSE(Field(0, 5)->Evaluate(Context(&rs), &out));
   EXPECT_FALSE(Field(2, 0)->Evaluate(Context(&rs), &out));
   EXPECT_FALSE(b->Evaluate(ParvexEvalContext{&rs, nullptr, nullptr, nullptr}, &out));
@@ -195,8 +196,8 @@ TEST_F(FieldTest, ReadsTheBoundRow) {
 
   // Without a record set a field reads the group's first one.
   ParvexRecSet first(2), second(2);
-  first[0] = 100;
-  second[0] = 114;
+  first[0] = 1;
+  second[0] = 3;
   SimpleVector<ParvexRecSet*> group;
   ParvexEvalContext c = Context(nullptr);
   c.group = &group;
@@ -205,7 +206,6 @@ TEST_F(FieldTest, ReadsTheBoundRow) {
   group.push_back(&second);
   EXPECT_TRUE(b->Evaluate(c, &out));
   EXPECT_EQ(out.GetString().view(), "one");
-
 }
 
 // The table an expression wants bound next, and whether the expression can
@@ -214,7 +214,7 @@ TEST_F(FieldTest, ChoosingTheNextTable) {
   auto eq = [](ParvexExprPtr l, ParvexExprPtr r) { return Cmp(kCompareEqual, std::move(l), std::move(r)); };
   ParvexRecSet none(2);
   ParvexRecSet firstBound(2);
-  firstBound[0] = 100;
+  firstBound[0] = 1;
   struct Case {
     ParvexExprPtr e;
     const ParvexRecSet* bound;

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -207,19 +206,6 @@ TEST(QueryTest, GroupKeysSortByExactBytesAndSplitIgnoringCase) {
   neighbours.groupBy.push_back(std::make_unique<PExprField>(0, 1));
   auto result = Execute(neighbours);
   EXPECT_EQ(Texts(*result, 0), (Texts_{"2", "1"}));
-}
-
-TEST(QueryTest, IntegerGroupKeysOrderByTheirMachineBytes) {
-  auto t = Numbers("t", {2, 256, 1, 256, 2});
-  ParvexQuery query;
-  Prepare(query, {t.get()}, {{0, 1}});
-  query.items.push_back(CountAll());
-  query.groupBy.push_back(std::make_unique<PExprField>(0, 1));
-  auto result = Execute(query);
-  const Texts_ expected = std::endian::native == std::endian::little ? Texts_{"256", "1", "2"}
-                                                                     : Texts_{"1", "2", "256"};
-  EXPECT_EQ(Texts(*result, 0), expected);
-  EXPECT_EQ(Texts(*result, 1)[0], std::endian::native == std::endian::little ? "2" : "1");
 }
 
 TEST(QueryTest, GroupedRowsGoThroughDistinctAndOrderBy) {

@@ -1,4 +1,5 @@
-// A writable in-memory source table for query and update tests.
+// The one in-memory source table of the query engine tests (expressions,
+// aggregates, queries, updates).
 //
 // It behaves like a stored table: column 0 is the hidden `_rowid` (its value
 // is the row ID), the user columns follow with column IDs of the test's

@@ -61,25 +61,6 @@ TEST(StatementSplitterTest, PiecesOfInput) {
   for (const Case& c : cases) EXPECT_EQ(Split(c.lines, c.escape), c.pieces) << c.lines[0];
 }
 
-TEST(StatementSplitterTest, PendingTextAndResetForThePrompt) {
-  StatementSplitter splitter;
-  InputPiece piece;
-  splitter.AddLine("SELECT *");
-  EXPECT_FALSE(splitter.Next(&piece));
-  EXPECT_TRUE(splitter.HasPendingText());
-  splitter.Reset();
-  EXPECT_FALSE(splitter.HasPendingText());
-  splitter.AddLine("SELECT 1;   ");
-  ASSERT_TRUE(splitter.Next(&piece));
-  EXPECT_EQ(piece.text, "SELECT 1");
-  EXPECT_FALSE(splitter.Next(&piece));
-  EXPECT_FALSE(splitter.HasPendingText());
-  // After a statement that ended mid-line, the next line starts a line again.
-  splitter.AddLine(".tables");
-  ASSERT_TRUE(splitter.Next(&piece));
-  EXPECT_EQ(piece.kind, InputPiece::Kind::kDotCommand);
-}
-
 TEST(StatementSplitterTest, ManyStatementsOnOneLineAllComeOut) {
   std::string line;
   for (int i = 0; i < 20000; ++i) line += "INSERT INTO t VALUES (" + std::to_string(i) + ");";

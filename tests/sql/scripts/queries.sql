@@ -105,6 +105,17 @@ SELECT region, COUNT(*) FROM sales GROUP BY region;
 SELECT pno, SUM(qty) FROM sales WHERE region = 'north' GROUP BY pno;
 > 2 | 3
 > 3 | 1
+-- Integer keys take their four bytes in machine order (little-endian here),
+-- so 256 (00 01 00 00) comes before 1 and 2.
+CREATE TABLE k (n Integer);
+INSERT INTO k VALUES (2);
+INSERT INTO k VALUES (256);
+INSERT INTO k VALUES (1);
+INSERT INTO k VALUES (256);
+SELECT n, COUNT(*) FROM k GROUP BY n;
+> 256 | 2
+> 1 | 1
+> 2 | 1
 -- HAVING without GROUP BY has no effect.
 SELECT COUNT(*) FROM sales HAVING COUNT(*) > 100;
 > 5

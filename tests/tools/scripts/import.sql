@@ -1,7 +1,7 @@
 -- .import: a new table from the header line (names that are not plain words
 -- are made into words, with a note); quoted fields with commas, doubled
--- quotes and line ends; CR LF line ends; an empty unquoted field is NULL, ""
--- an empty text. Into an existing table every field is converted and checked
+-- quotes and line ends; CR LF line ends, a last line without one, a UTF-8
+-- byte-order mark; an empty unquoted field is NULL, "" an empty text. Into an existing table every field is converted and checked
 -- first, and one bad field refuses the whole file, naming its line. Inside
 -- BEGIN the rows belong to the transaction.
 $ write people.csv "name,\"home town\",note\r\n\"Smith, Ann\",Springfield,\"said \"\"hi\"\"\nand left\"\r\nBob,,\"\"\r\n\r\nZoë,Zürich,plain\r\n"
@@ -19,6 +19,8 @@ $ write short.csv "n,d\n1\n"
 $ write taken.csv "n,_rowid\n5,10\n"
 $ write open.csv "n\n\"open\n"
 $ write empty.csv ""
+$ write junk.csv "n\n\"1\"2\n"
+$ write bom.csv "\xEF\xBB\xBFn,d\n5,0.5"
 $ parvex test.pvx
 CREATE TABLE t (n Integer, d Double, b Boolean, day Date);
 INSERT INTO t (n) VALUES (1);
@@ -32,6 +34,8 @@ SELECT _rowid, n, d, b, day FROM t;
 .import taken.csv t
 .import open.csv t
 .import empty.csv t
+.import junk.csv t
+.import bom.csv t
 SELECT COUNT(*) FROM t;
 $ write rows.csv "a\n1\n2\n"
 $ parvex test.pvx
