@@ -57,25 +57,5 @@ TEST(MemoryStreamTest, EncodedIntegers) {
   EXPECT_FALSE(hostile.ReadEncodedInt(&v));
 }
 
-TEST(MemoryStreamTest, ScramblingRoundTripsAndHidesBytes) {
-  FileHandle s;
-  s.SetEncryption(true);
-  ASSERT_TRUE(s.WriteData("secret", 6));
-  EXPECT_NE(std::memcmp(s.Bytes(), "secret", 6), 0);
-  FileHandle r;
-  MemoryHandle copy(s.Bytes(), s.Bytes() + 6);
-  r.Open(&copy);
-  r.SetEncryption(true);
-  char out[6];
-  int32_t got = 0;
-  ASSERT_TRUE(r.ReadData(out, 6, &got));
-  EXPECT_EQ(std::string(out, 6), "secret");
-  // Lengths clamp seeks; SetLength pulls the position back.
-  r.SetLength(2);
-  EXPECT_EQ(r.GetPosition(), 2);
-  r.SeekFromStart(100);
-  EXPECT_EQ(r.GetPosition(), 2);
-}
-
 }  // namespace
 }  // namespace parvex

@@ -1,13 +1,11 @@
-// Expression nodes where SQL can't reach them: the answer and the value left
-// behind by three-valued logic, incomplete trees, fields over bound and
-// unbound rows, and the table a condition wants bound next. Values of
-// expressions are checked end to end by tests/sql/scripts/expressions.sql.
+// Expression nodes where SQL can't reach them: fields over bound and unbound
+// rows and over groups, and the table a condition wants bound next. Values of
+// expressions, three-valued logic included, are checked end to end by
+// tests/sql/scripts/expressions.sql.
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <memory>
 
-#include "db/database.h"
 #include "query/expr_nodes.h"
 #include "query/rows_table.h"
 
@@ -18,8 +16,6 @@ ParvexExprPtr Const(const ParvexValue& v) { return std::make_unique<PExprConstan
 ParvexExprPtr Int(int32_t i) { return Const(ParvexValue::Integer(i)); }
 ParvexExprPtr Str(const char* s) { return Const(ParvexValue::String(string(s))); }
 ParvexExprPtr Field(long table, long column) { return std::make_unique<PExprField>(table, column); }
-// Evaluated in isolation, a field has no row: its value is unknown.
-ParvexExprPtr Unknown() { return Field(0, 0); }
 ParvexExprPtr Math(char op, ParvexExprPtr l, ParvexExprPtr r) {
   return std::make_unique<PExprMath>(op, std::move(l), std::move(r));
 }
@@ -41,26 +37,6 @@ ParvexExprPtr Func(ParvexFuncCode code, ParvexExprPtr a1 = nullptr, ParvexExprPt
   return std::make_unique<PExprScalarFunc>(code, std::move(a1), std::move(a2), std::move(a3));
 }
 
-// Counts its evaluations; evaluates to a fixed integer.
-class CountingExpr : public ParvexExpr {
- public:
-  CountingExpr(int32_t value, int* counter) : mValue(value), mCounter(counter) {}
-  bool Evaluate(const ParvexEvalContext&, ParvexValue* out) const override {
-    ++*mCounter;
-    out->SetInteger(mValue);
-    return true;
-  }
-  string Description() const override { return string("counted"); }
-  long ChooseWildcardTable(const ParvexRecSet*, bool* usable) const override {
-    if (usable) *usable = true;
-    return -1;
-  }
-
- private:
-  int32_t mValue;
-  int* mCounter;
-};
-
 struct Result {
   bool ok;
   ParvexValue value;
@@ -70,82 +46,6 @@ Result Isolated(const ParvexExprPtr& e, ParvexDatabase* db = nullptr) {
   Result r{false, ParvexValue()};
   r.ok = e->EvaluateInIsolation(&r.value, db);
   return r;
-}
-
-std::string TextOf(const ParvexExprPtr& e) {
-  const Result r = Isolated(e);
-  EXPECT_TRUE(r.ok) << e->Description().view();
-  return r.value.GetString().str();
-}
-
-TEST(ExprTest, ThreeValuedLogicLeavesAValueInOut) {
-  auto expect = [](const ParvexExprPtr& e, bool ok, int32_t value) {
-    const Result r = Isolated(e);
-    EXPECT_EQ(r.ok, ok) << e->Description().view();
-    EXPECT_EQ(r.value.Type(), kTypeInteger) << e->Description().view();
-    EXPECT_EQ(r.value.GetInteger(), value) << e->Description().view();
-  };
-  expect(Junction<PExprAnd>(Unknown(), Int(0)), true, 0);
-  expect(Junction<PExprAnd>(Unknown(), Int(1)), false, 1);
-  expect(Junction<PExprAnd>(Int(2), Int(1)), true, 1);
-  expect(Junction<PExprAnd>(), true, 1);
-  expect(Junction<PExprOr>(Unknown(), Int(1)), true, 1);
-  expect(Junction<PExprOr>(Unknown(), Int(0)), false, 0);
-  expect(Junction<PExprOr>(Int(0), Int(0)), true, 0);
-  expect(Junction<PExprOr>(), true, 0);
-  expect(Not(Int(0)), true, 1);
-  expect(Not(Int(-3)), true, 0);
-  expect(Not(Junction<PExprAnd>(Unknown(), Int(0))), true, 1);
-
-  const Result notUnknown = Isolated(Not(Unknown()));
-  EXPECT_FALSE(notUnknown.ok);
-
-  // A decisive operand stops the evaluation.
-  int counted = 0;
-  ParvexExprPtr node = std::make_unique<PExprAnd>();
-  auto* andNode = static_cast<PExprAnd*>(node.get());
-  andNode->Add(std::make_unique<CountingExpr>(1, &counted));
-  andNode->Add(Int(0));
-  andNode->Add(std::make_unique<CountingExpr>(1, &counted));
-  EXPECT_TRUE(Isolated(node).ok);
-  EXPECT_EQ(counted, 1);
-
-  EXPECT_EQ(Junction<PExprAnd>(Int(1), Junction<PExprOr>(Int(2), Int(3)))->Description().view(),
-            "1 AND 2 OR 3");
-  EXPECT_EQ(Not(Int(1))->Description().view(), "NOT 1");
-}
-
-// Absent arguments read as NULL; the clock functions need a database;
-// aggregate codes are not scalar functions.
-TEST(ExprTest, ScalarFunctionNode) {
-  ParvexDatabase db(nullptr);
-  db.SetClock(2007, 3, 5, 9, 4, 3);
-  EXPECT_EQ(TextOf(Func(kFuncUpper)), "NULL");
-  EXPECT_EQ(Isolated(Func(kFuncCurrentDate), &db).value.GetString().view(), "2007-03-05");
-  EXPECT_FALSE(Isolated(Func(kFuncCurrentDate)).ok);
-  EXPECT_FALSE(Isolated(Func(kFuncUpper, Unknown())).ok);
-  EXPECT_FALSE(Isolated(Func(kFuncCount, Int(1))).ok);
-  EXPECT_FALSE(Isolated(Func(kFuncSubstring, Str("ab"), Int(1), Unknown())).ok);
-}
-
-// Trees left incomplete are not valid (and are never evaluated: if they
-// were, they are unknown); an aggregate anywhere makes a tree an aggregate.
-TEST(ExprTest, ValidityAndAggregates) {
-  EXPECT_TRUE(Math('+', Int(1), Int(2))->Valid());
-  EXPECT_FALSE(Math('+', Int(1), nullptr)->Valid());
-  EXPECT_FALSE(Cmp(kCompareEqual, Int(1), Math('+', Int(1), nullptr))->Valid());
-  EXPECT_FALSE(Like(Str("a"), nullptr)->Valid());
-  EXPECT_FALSE(Junction<PExprAnd>(Int(1), Not(nullptr))->Valid());
-  EXPECT_FALSE(Func(kFuncUpper, Not(nullptr))->Valid());
-  EXPECT_TRUE(PExprAggregate(kAggCount, nullptr, false).Valid());
-  EXPECT_FALSE(PExprAggregate(kAggSum, nullptr, false).Valid());
-  EXPECT_FALSE(Isolated(Junction<PExprAnd>(Int(1), nullptr)).ok);
-
-  auto count = [] { return std::make_unique<PExprAggregate>(kAggCount, nullptr, false); };
-  EXPECT_FALSE(Math('+', Field(0, 1), Int(1))->HasAggregate());
-  EXPECT_TRUE(Like(Str("a"), Str("b"), Func(kFuncUpper, count()))->HasAggregate());
-  EXPECT_TRUE(Not(Junction<PExprOr>(Int(0), count()))->HasAggregate());
-  EXPECT_TRUE(Func(kFuncTrim, Str("a"), nullptr, count())->HasAggregate());
 }
 
 // Two small tables: T(a integer, b text) with rows 1 to 3, U(c integer)

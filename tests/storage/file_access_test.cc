@@ -43,62 +43,6 @@ class FileAccessTest : public ::testing::Test {
   std::string mPath;
 };
 
-std::vector<std::string> Names(const std::vector<string>& names) {
-  std::vector<std::string> out;
-  for (const string& name : names) out.push_back(name.str());
-  return out;
-}
-
-TEST_F(FileAccessTest, NamesAreExactAndListedByPrefix) {
-  ParvexFileAccess access;
-  ASSERT_TRUE(access.CreateOrOpenDataFolder(mPath.c_str(), true, nullptr));
-  for (const char* name : {"Orders.dat", "orders.dat", "Orders.map", "Orders.byDate.idx", "Other.dat"}) {
-    ASSERT_TRUE(access.CreateFile(name)) << name;
-  }
-  EXPECT_TRUE(access.ContainsFile("Orders.dat"));
-  EXPECT_FALSE(access.ContainsFile("ORDERS.DAT"));
-  EXPECT_EQ(access.OpenFile("ORDERS.DAT", false, false), nullptr);
-  std::vector<string> names;
-  ASSERT_TRUE(access.FindFiles("Orders.", &names));
-  EXPECT_EQ(Names(names), (std::vector<std::string>{"Orders.dat", "Orders.map", "Orders.byDate.idx"}));
-  ASSERT_TRUE(access.FindFiles("", &names));
-  EXPECT_EQ(names.size(), 5u);
-
-  ASSERT_TRUE(access.DeleteFile("orders.dat"));
-  EXPECT_FALSE(access.DeleteFile("orders.dat"));
-  EXPECT_TRUE(access.ContainsFile("Orders.dat"));
-
-  // CreateFile replaces an existing file with an empty one.
-  {
-    std::unique_ptr<RandomAccessMechanism> file = access.OpenFile("Other.dat", false, false);
-    ASSERT_TRUE(file && file->WriteData("xyz", 3));
-  }
-  ASSERT_TRUE(access.CreateFile("Other.dat"));
-  std::unique_ptr<RandomAccessMechanism> file = access.OpenFile("Other.dat", false, false);
-  ASSERT_NE(file, nullptr);
-  EXPECT_EQ(file->GetLength(), 0);
-  // An open file can't be deleted or replaced.
-  EXPECT_FALSE(access.DeleteFile("Other.dat"));
-  EXPECT_FALSE(access.CreateFile("Other.dat"));
-  EXPECT_TRUE(access.ContainsFile("Other.dat"));
-}
-
-TEST_F(FileAccessTest, ACreatedFileReplacesAFolderOfItsName) {
-  ParvexFileAccess access;
-  ASSERT_TRUE(access.CreateOrOpenDataFolder(mPath.c_str(), true, nullptr));
-  VHFSVolume* volume = access.Volume();
-  ASSERT_FALSE(volume->CreateDirectory(volume->GetRoot(), "x").IsEmpty());
-  EXPECT_FALSE(access.ContainsFile("x"));
-  EXPECT_EQ(access.OpenFile("x", false, false), nullptr);
-  std::unique_ptr<RandomAccessMechanism> file = access.OpenFile("x", true, false);
-  ASSERT_NE(file, nullptr);
-  EXPECT_TRUE(access.ContainsFile("x"));
-  std::vector<VFileRef> children;
-  ASSERT_TRUE(volume->GetChildren(volume->GetRoot(), &children));
-  ASSERT_EQ(children.size(), 1u);
-  EXPECT_EQ(children[0].type, ParvexFileAccess::kParvexFileType);
-}
-
 // What the shell and host scripts don't try: a volume of a later version and
 // one cut short are refused and left as they are.
 TEST_F(FileAccessTest, RefusesVolumesItCannotReadAndLeavesThemAlone) {

@@ -73,6 +73,11 @@ SELECT a FROM one WHERE a / 0 = 1 OR 1 = 0;
 SELECT a FROM one WHERE a / 0 = 1 OR a = 5;
 > 5
 
+-- AND and OR decide with a known operand and leave their value otherwise:
+-- an unknown operand of an AND that holds leaves 1, of an OR that fails 0.
+SELECT a / 0 = 1 AND 1 = 0, a / 0 = 1 AND 1 = 1, a / 0 = 1 OR 1 = 1, a / 0 = 1 OR 1 = 0 FROM one WHERE a = 5;
+> 0 | 1 | 1 | 0
+
 -- LIKE reads both sides as text; ESCAPE makes the next character literal.
 SELECT 'abcdef' LIKE 'a%f', 'abcdef' NOT LIKE 'a%f', '50%' LIKE '50^%' ESCAPE '^', '500' LIKE '50^%' ESCAPE '^', 123 LIKE '1_3';
 > 1 | 0 | 1 | 0 | 1

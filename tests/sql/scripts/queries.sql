@@ -116,6 +116,14 @@ SELECT n, COUNT(*) FROM k GROUP BY n;
 > 256 | 2
 > 1 | 1
 > 2 | 1
+-- Grouped rows go through DISTINCT and ORDER BY like any others.
+SELECT DISTINCT COUNT(*) FROM sales GROUP BY pno;
+> 2
+> 1
+SELECT pno, COUNT(*) AS n FROM sales GROUP BY pno ORDER BY n;
+> 3 | 1
+> 1 | 2
+> 2 | 2
 -- HAVING without GROUP BY has no effect.
 SELECT COUNT(*) FROM sales HAVING COUNT(*) > 100;
 > 5

@@ -1,7 +1,8 @@
 -- A failed statement prints "[SQLSTATE] description" on standard error, the
 -- later ones still run, and the exit status is 1; --bail and .bail stop at
 -- the first failure. Usage errors and a database that cannot be opened exit
--- with 2.
+-- with 2. Options come before the file ("--" ends them); everything after
+-- the file is SQL.
 $ parvex --csv test.pvx "FOO BAR" "SELECT * FROM nope" "CREATE TABLE t (a Integer)" "SELECT a FROM t"
 $ parvex --bail test.pvx "CREATE TABLE t (a Integer)" "CREATE TABLE u (a Integer)"
 $ parvex test.pvx
@@ -14,3 +15,4 @@ $ parvex
 $ parvex --tsv test.pvx
 $ parvex no/such/folder/db.pvx "SELECT 1"
 $ parvex --help
+$ parvex --csv --no-headers -- -odd.pvx "SELECT 1" --json

@@ -133,3 +133,16 @@ $ parvex test.pvx
 .parse CREATE TABLE t (a)
 .parse CREATE TABLE t (a integer DEFAULT b)
 .parse CREATE TABLE t (a integer DEFAULT UPPER('x'))
+.parse SELECT a FROM t GROUP a
+.parse SELECT a FROM t ORDER BY a, 'b'
+.parse INSERT foo VALUES (1)
+.parse INSERT INTO foo (a b) VALUES (1)
+.parse INSERT INTO foo DEFAULT (1)
+.parse INSERT INTO foo VALUES 1
+.parse INSERT INTO foo VALUES (1 2)
+.parse SELECT NoSuchFunc FROM t
+.parse SELECT NoSuchFunc(1) FROM t
+.parse SELECT a FROM t )
+.parse SELECT a FROM t WHERE a=1 ) junk
+.parse SET escape   ;x y
+.parse SET FOO bar

@@ -1,14 +1,18 @@
 -- .schema-export writes "SCHEMADA" and the schema table's data file;
--- .schema-import gives another database the same tables and columns.
--- Refusals come as status lines.
+-- .schema-import gives another database the same tables and columns (and
+-- none of their rows), which stay after a reopen. Refusals come as status
+-- lines and change nothing.
 $ parvex test.pvx
 CREATE TABLE Zebra (id Integer, name String);
 CREATE TABLE apple (code String, price Double, day Date, ok Boolean, t Time, ts Timestamp, b Binary);
 .schema-export schema.bin
 $ cat schema.bin 8
-$ parvex other.pvx ".schema-import schema.bin" .tables "SELECT id, name FROM Zebra" ".schema apple"
+$ parvex other.pvx "CREATE TABLE gone (x Integer)" "BEGIN" "INSERT INTO gone VALUES (1)" ".schema-import schema.bin" "ROLLBACK"
+$ parvex other.pvx ".schema-import schema.bin" .tables "SELECT id, name FROM Zebra"
+$ parvex other.pvx ".schema apple" "INSERT INTO Zebra (id, name) VALUES (1, 'z')" "SELECT name FROM Zebra" "SELECT COUNT(*) FROM _schema"
 $ write bad.bin "NOT SCHEMA DATA"
-$ parvex other.pvx ".schema-import bad.bin"
+$ write short.bin "SCHEM"
+$ parvex other.pvx ".schema-import bad.bin" ".schema-import short.bin" .tables
 $ parvex test.pvx
 BEGIN;
 INSERT INTO Zebra (id) VALUES (9);
