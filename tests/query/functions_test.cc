@@ -1,5 +1,5 @@
 // The scalar functions where SQL text can't reach them: UTF-16 and mixed
-// encodings, missing arguments, long texts, and the database's clock.
+// encodings, long texts, and the database's clock.
 // Their values for single-byte and UTF-8 text are checked end to end by
 // tests/sql/scripts/expressions.sql and tests/tools/scripts/text.sql.
 #include "query/functions.h"
@@ -61,27 +61,6 @@ TEST(FunctionsTest, WideAndMixedEncodings) {
   const ParvexValue longHay = Str((std::string(100000, 'a') + "b").c_str());
   const ParvexValue longNeedle = Str((std::string(1000, 'a') + "b").c_str());
   EXPECT_EQ(Eval(kFuncPosition, &longHay, &longNeedle).GetInteger(), 99001);
-}
-
-TEST(FunctionsTest, MissingArgumentsAndAggregateCodesFail) {
-  ParvexValue out = ParvexValue::Integer(7);
-  const ParvexValue foo = Str("foo");
-  for (ParvexFuncCode code : {kFuncBitLength, kFuncOctetLength, kFuncCharLength, kFuncLower, kFuncUpper,
-                              kFuncPosition, kFuncSubstring, kFuncTrim, kFuncLastRowID}) {
-    EXPECT_FALSE(ParvexFuncEval(code, nullptr, nullptr, &foo, &foo, &out)) << code;
-  }
-  EXPECT_FALSE(ParvexFuncEval(kFuncPosition, nullptr, &foo, nullptr, nullptr, &out));
-  EXPECT_FALSE(ParvexFuncEval(kFuncSubstring, nullptr, &foo, nullptr, nullptr, &out));
-  // The clock functions and LAST_ROWID need a database.
-  EXPECT_FALSE(ParvexFuncEval(kFuncCurrentDate, nullptr, nullptr, nullptr, nullptr, &out));
-  EXPECT_FALSE(ParvexFuncEval(kFuncLastRowID, nullptr, &foo, nullptr, nullptr, &out));
-  for (ParvexFuncCode code = kFuncAvg; code <= kFuncSum + 1; ++code) {
-    EXPECT_FALSE(ParvexFuncEval(code, nullptr, &foo, &foo, &foo, &out)) << code;
-  }
-  EXPECT_FALSE(ParvexFuncEval(-1, nullptr, &foo, &foo, &foo, &out));
-  EXPECT_EQ(out.GetInteger(), 7);  // untouched by every failure
-  // A null result pointer is allowed.
-  EXPECT_TRUE(ParvexFuncEval(kFuncUpper, nullptr, &foo, nullptr, nullptr, nullptr));
 }
 
 TEST(FunctionsTest, ClockTexts) {

@@ -108,23 +108,5 @@ TEST(QueryTest, JoinsVisitInStackOrderAndPruneEarly) {
   }
 }
 
-TEST(QueryTest, MalformedQueriesGiveNoResult) {
-  auto t = Numbers("t", {1});
-  ParvexQuery nullItem;
-  Prepare(nullItem, {t.get()}, {});
-  nullItem.items.push_back(nullptr);
-  EXPECT_EQ(nullItem.RunQuery(), nullptr);
-
-  ParvexQuery incompleteWhere;
-  Prepare(incompleteWhere, {t.get()}, {{0, 1}});
-  incompleteWhere.where = Compare(kCompareEqual, Field(0, 1), nullptr);
-  EXPECT_EQ(incompleteWhere.RunQuery(), nullptr);
-
-  ParvexQuery nullTable;
-  Prepare(nullTable, {nullptr}, {});
-  nullTable.items.push_back(Int(1));
-  EXPECT_EQ(nullTable.RunQuery(), nullptr);
-}
-
 }  // namespace
 }  // namespace parvex

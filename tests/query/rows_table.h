@@ -59,7 +59,6 @@ class RowsTable : public ParvexTable {
     if (index < 0 || index >= QtyColumns()) return nullptr;
     return &mColumns[static_cast<size_t>(index)];
   }
-  ParvexColumnInfo* MutableColumn(long index) { return &mColumns[static_cast<size_t>(index)]; }
   long QtyRows() const override { return static_cast<long>(mRows.size()); }
   void GetRowIDs(SimpleVector<RowID>* ids) const override {
     ++getRowIDsCalls;

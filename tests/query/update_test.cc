@@ -1,6 +1,5 @@
-// Row updates: how often the values are computed, which SQL can't see (a
-// row-independent value once for all rows, the others once per selected
-// row). Targets, column IDs after a dropped column, DEFAULT and failures are
+// Row updates: how often a row-independent value is computed, which SQL
+// can't see (once for all rows). Targets, column IDs after a dropped column, DEFAULT and failures are
 // covered by tests/sql/scripts (rows, alter, schema, errors) and the shell's
 // transactions script.
 #include "query/update.h"
@@ -40,14 +39,7 @@ class CountingExpr : public ParvexExpr {
   int* mCount;
 };
 
-ParvexExprPtr Field(long column) { return std::make_unique<PExprField>(0, column); }
 ParvexExprPtr Int(int32_t n) { return std::make_unique<PExprConstant>(ParvexValue::Integer(n)); }
-ParvexExprPtr Math(char op, ParvexExprPtr left, ParvexExprPtr right) {
-  return std::make_unique<PExprMath>(op, std::move(left), std::move(right));
-}
-ParvexExprPtr Equal(ParvexExprPtr left, ParvexExprPtr right) {
-  return std::make_unique<PExprCompare>(kCompareEqual, std::move(left), std::move(right));
-}
 
 // Columns a (ID 1) and b (ID 3): as if a column with ID 2 had been dropped.
 std::unique_ptr<RowsTable> Table(const std::vector<std::pair<int, int>>& rows) {
@@ -79,24 +71,6 @@ TEST(UpdateTest, RowIndependentValueIsComputedOnceForEveryRow) {
   EXPECT_EQ(ColumnOf(*t, 2), (std::vector<int>{10, 20, 30}));
   EXPECT_EQ(evaluations, 1);
   EXPECT_EQ(t->updatedRows, (std::vector<RowID>{1, 2, 3}));
-}
-
-TEST(UpdateTest, RowDependentValueIsEvaluatedPerSelectedRow) {
-  auto t = Table({{1, 2}, {2, 7}, {3, 2}, {4, 2}});
-  t->order = {4, 1, 2, 3};
-  int evaluations = 0;
-  ParvexUpdate update;
-  update.table = t.get();
-  Assign(update, *t, 1, std::make_unique<CountingExpr>(Math('+', Field(1), Int(1)), &evaluations));
-  update.where = Equal(Field(2), Int(2));
-  ASSERT_TRUE(update.RunUpdate());
-  EXPECT_EQ(t->At(1, 1).GetInteger(), 2);
-  EXPECT_EQ(t->At(2, 1).GetInteger(), 2);  // b is 7: untouched
-  EXPECT_EQ(t->At(3, 1).GetInteger(), 4);
-  EXPECT_EQ(t->At(4, 1).GetInteger(), 5);
-  EXPECT_EQ(t->updatedRows, (std::vector<RowID>{4, 1, 3}));  // the selection's order
-  EXPECT_EQ(evaluations, 1 + 3);  // the failed isolated try, then once per row
-  ASSERT_NE(update.where, nullptr);  // the condition stays with the update
 }
 
 }  // namespace
