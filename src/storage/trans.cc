@@ -282,8 +282,10 @@ void CoerceToColumnType(ParvexValue* value, ParvexDataType type) {
   }
   if (value->Type() == type) return;
   if (IsTextType(type)) {
-    // Text keeps its bare form (no DATE prefix); other values their text.
-    value->SetText(type, IsTextType(value->Type()) ? value->RawText() : value->GetString());
+    // A value of another type takes the text GetString gives it, keyword
+    // included: DATE '2001-02-03' stored into a String column is the text
+    // "DATE 2001-02-03", which still equals the literal it came from.
+    value->CoerceToType(type);
   } else if (type == kTypeDouble) {
     if (value->Type() == kTypeInteger || value->Type() == kTypeBoolean) {
       value->SetDouble(static_cast<double>(value->GetInteger()));

@@ -86,8 +86,9 @@ class PTChangedRow {
 
 // Converts a value to a column type on its way into a stored table: NULL
 // stays NULL; numbers keep their value in a Double column and text its
-// number; text types keep their bare text; a type that can't be stored
-// leaves NULL.
+// number; a value stored into a text-form column (String, Date, Time,
+// Timestamp, Binary) of another type takes its GetString text, keyword
+// included; a type that can't be stored leaves NULL.
 void CoerceToColumnType(ParvexValue* value, ParvexDataType type);
 
 class ParvexTrans : public ParvexTable {
