@@ -1,6 +1,7 @@
-// The flat layer: the block map's image, file IDs and block reuse, stale and
-// rebuilt maps, positioning and transfers across block chains, handles, and
-// the open-file limit. Searching a damaged map is in volume_hostile_test.
+// The flat layer: file IDs and block reuse, stale and rebuilt maps,
+// positioning and transfers across block chains, and the open-file limit.
+// The block map's image is in the golden images, damaged maps in
+// volume_hostile_test.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -17,34 +18,6 @@ namespace {
 using testing::BytesOf;
 using testing::Hex;
 using testing::StreamWith;
-
-TEST(BlockMapTest, ImageIsBigEndianAndRejectsDamage) {
-  BlockMap map;
-  map.AddEntry(2, 0x30, 0);
-  map.AddEntry(1, 0x12345678, 0xA);
-  EXPECT_EQ(map.WriteBlockMapToBuffer(),
-            Hex("424D6170 00000002 | 00000030 00000002 00000000 | 12345678 00000001 0000000A"));
-
-  const std::vector<uint8_t> image = map.WriteBlockMapToBuffer();
-  BlockMap copy;
-  copy.AddEntry(9, 8, 0);
-  ASSERT_TRUE(copy.ConstructBlockMapFromBuffer(image.data(), image.size()));  // appends
-  ASSERT_EQ(copy.QtyEntries(), 3u);
-  EXPECT_EQ(copy.Entry(2).blockStart, 0x12345678u);
-  EXPECT_EQ(copy.Entry(2).sequence, 0xAu);
-
-  BlockMap refused;
-  std::vector<uint8_t> bad = image;
-  bad[0] = 'X';
-  EXPECT_FALSE(refused.ConstructBlockMapFromBuffer(bad.data(), bad.size()));
-  EXPECT_FALSE(refused.ConstructBlockMapFromBuffer(image.data(), image.size() - 1));  // count says 2, room for 1
-  EXPECT_FALSE(refused.ConstructBlockMapFromBuffer(image.data(), 4));
-  const std::vector<uint8_t> huge = Hex("424D6170 FFFFFFFF 00000030 00000002 00000000");
-  EXPECT_FALSE(refused.ConstructBlockMapFromBuffer(huge.data(), huge.size()));
-  EXPECT_EQ(refused.QtyEntries(), 0u);
-  const std::vector<uint8_t> empty = Hex("424D6170 00000000");
-  EXPECT_TRUE(refused.ConstructBlockMapFromBuffer(empty.data(), empty.size()));
-}
 
 class FlatVolumeTest : public ::testing::Test {
  protected:
