@@ -1,7 +1,8 @@
 -- Standard input is cut into statements at ';' outside literals (a doubled
 -- quote stays inside); the last statement needs no ';'. After SET ESCAPE the
 -- escape character keeps a quote (and a ';') inside a literal; SET ESCAPE
--- with nothing after it turns it off. Each SQL argument runs on its own.
+-- with nothing after it turns it off. Each SQL argument runs on its own; a
+-- query is known by its first word in any letter case.
 $ parvex --csv test.pvx
 CREATE TABLE t (s String);
 INSERT INTO t (s) VALUES ('a;b'); INSERT INTO t (s)
@@ -14,4 +15,4 @@ SET ESCAPE \;
 SELECT 'it\'s; fine', 2;
 SET ESCAPE ;
 SELECT 'a\';
-$ parvex test.pvx "SELECT COUNT(*) FROM t" "SELECT s FROM t WHERE s = 'a;b'"
+$ parvex test.pvx "SELECT COUNT(*) FROM t" "  select s from t where s = 'a;b'"
