@@ -185,16 +185,18 @@ std::vector<std::string> RunStatement(const Step& step, ParvexDatabase& db) {
   return lines;
 }
 
-std::unique_ptr<ParvexDatabase> Open(const std::string& path, bool create) {
+std::unique_ptr<ParvexDatabase> Open(const std::string& path, bool create,
+                                     const std::function<void(ParvexDatabase&)>& prepare) {
   ParvexStatus status;
   std::unique_ptr<ParvexDatabase> db(ParvexOpenDatabase(string(path), create, &status));
   if (!db) ADD_FAILURE() << "cannot open " << path << ": " << status.Description().view();
+  if (db && prepare) prepare(*db);
   return db;
 }
 
 }  // namespace
 
-void RunSqlScript(const std::filesystem::path& script) {
+void RunSqlScript(const std::filesystem::path& script, const std::function<void(ParvexDatabase&)>& prepare) {
   const std::string name = script.filename().string();
   std::vector<std::string> lines;
   std::istringstream in(ReadFile(script.string()));
@@ -203,7 +205,7 @@ void RunSqlScript(const std::filesystem::path& script) {
   const std::vector<Step> steps = ParseSteps(lines, name, &expectationLines);
 
   const std::string dbPath = FreshWorkFolder("sql", script) + "/script.pvx";
-  std::unique_ptr<ParvexDatabase> db = Open(dbPath, true);
+  std::unique_ptr<ParvexDatabase> db = Open(dbPath, true, prepare);
   if (!db) return;
 
   // What each line becomes: expectation lines go, each step's actual ones
@@ -215,7 +217,7 @@ void RunSqlScript(const std::filesystem::path& script) {
     switch (step.kind) {
       case StepKind::kReopen:
         db.reset();
-        db = Open(dbPath, false);
+        db = Open(dbPath, false, prepare);
         if (!db) return;
         break;
       case StepKind::kTransaction:

@@ -31,9 +31,17 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
+
+namespace parvex {
+class ParvexDatabase;
+}
 
 namespace parvex::testing {
 
-void RunSqlScript(const std::filesystem::path& script);
+// Runs `script`; `prepare`, when given, is called on the database after every
+// open (to choose settings a script should run under).
+void RunSqlScript(const std::filesystem::path& script,
+                  const std::function<void(ParvexDatabase&)>& prepare = nullptr);
 
 }  // namespace parvex::testing
