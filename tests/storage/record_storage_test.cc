@@ -1,6 +1,7 @@
-// ParvexStorage where neither SQL nor the golden images reach: writes that
-// don't fit their room, failing writes, and a storage without a map file.
-// Moves and deletions are in the golden tests and transactions.sql.
+// ParvexStorage where neither SQL nor the golden images reach: deleted rows
+// that stay gone also from a rebuilt map, writes that don't fit their room,
+// failing writes, and a storage without a map file. Moves are in the golden
+// tests and transactions.sql.
 #include <gtest/gtest.h>
 
 #include "storage/record_storage.h"
@@ -23,6 +24,45 @@ std::vector<RowID> RowIDs(const ParvexStorage& storage) {
   SimpleVector<RowID> ids;
   storage.GetRowIDs(&ids);
   return std::vector<RowID>(ids.begin(), ids.end());
+}
+
+// Row IDs met by walking the live records in file order.
+std::vector<RowID> Walk(ParvexStorage& storage) {
+  std::vector<RowID> ids;
+  for (bool more = storage.GoToFirstRecord(); more; more = storage.NextRecord()) ids.push_back(storage.CurrentRowID());
+  return ids;
+}
+
+TEST(RecordStorageTest, DeletedRowsNeverComeBack) {
+  Files files;
+  auto storage = files.Storage();
+  for (RowID id = 1; id <= 4; ++id) ASSERT_TRUE(storage->AddNewRecord(id, List().Int(1, static_cast<int32_t>(id))));
+  // DeleteRecord marks the record; the map entry stays until RemoveRow.
+  ASSERT_TRUE(storage->GoToRowID(2, true));
+  ASSERT_TRUE(storage->DeleteRecord());
+  EXPECT_TRUE(storage->ContainsRow(2));
+  EXPECT_TRUE(storage->GoToRowID(2, false));
+  EXPECT_TRUE(storage->IsCurrentDeleted());
+  // Skipping deleted records moves on to the next live one.
+  ASSERT_TRUE(storage->GoToRowID(2, true));
+  EXPECT_EQ(storage->CurrentRowID(), 3u);
+  ASSERT_TRUE(storage->RemoveRow(2));
+  // RemoveRow alone also retires a live record.
+  ASSERT_TRUE(storage->RemoveRow(4));
+  EXPECT_FALSE(storage->RemoveRow(4));
+  EXPECT_EQ(RowIDs(*storage), (std::vector<RowID>{1, 3}));
+  EXPECT_FALSE(storage->GoToRowID(4, false));
+  EXPECT_EQ(Walk(*storage), (std::vector<RowID>{1, 3}));
+  EXPECT_FALSE(storage->GoToRowID(2, true));
+
+  // Neither the saved map nor a rebuilt one lists them.
+  storage.reset();
+  storage = files.Storage();
+  EXPECT_EQ(RowIDs(*storage), (std::vector<RowID>{1, 3}));
+  storage.reset();
+  files.map->SetContents({});
+  storage = files.Storage();
+  EXPECT_EQ(RowIDs(*storage), (std::vector<RowID>{1, 3}));
 }
 
 TEST(RecordStorageTest, WriteRecordAtRefusesOverflowAndReportsShortWrites) {

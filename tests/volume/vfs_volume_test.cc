@@ -19,6 +19,23 @@ using testing::BytesOf;
 using testing::Hex;
 using testing::StreamWith;
 
+// The map image's layout is in the golden images; here, images whose counts
+// don't fit them, at the boundary.
+TEST(BlockMapTest, ImageRejectsCountsItCannotHold) {
+  BlockMap map;
+  map.AddEntry(2, 0x30, 0);
+  map.AddEntry(1, 0x12345678, 0xA);
+  const std::vector<uint8_t> image = map.WriteBlockMapToBuffer();
+  BlockMap refused;
+  EXPECT_FALSE(refused.ConstructBlockMapFromBuffer(image.data(), image.size() - 1));  // count 2, room for 1
+  EXPECT_FALSE(refused.ConstructBlockMapFromBuffer(image.data(), 4));
+  EXPECT_EQ(refused.QtyEntries(), 0u);
+  BlockMap copy;
+  ASSERT_TRUE(copy.ConstructBlockMapFromBuffer(image.data(), image.size()));
+  ASSERT_EQ(copy.QtyEntries(), 2u);
+  EXPECT_EQ(copy.Entry(1).sequence, 0xAu);
+}
+
 class FlatVolumeTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -154,6 +171,29 @@ TEST_F(FlatVolumeTest, PositionsStayWithinTheBlocksAFileHas) {
   EXPECT_TRUE(mVolume->CloseFile(handle));
   EXPECT_FALSE(mVolume->CloseFile(handle));
   EXPECT_FALSE(mVolume->SetFilePosition(handle, 0));
+}
+
+TEST_F(FlatVolumeTest, TwoHandlesOnOneFileSeeEachOthersBlocks) {
+  const uint32_t fileID = mVolume->CreateFile();
+  const int16_t first = mVolume->OpenFile(fileID);
+  const int16_t second = mVolume->OpenFile(fileID);
+  std::vector<uint8_t> bytes(1500, 0x5A);
+  ASSERT_TRUE(mVolume->WriteFileData(first, bytes.data(), 1500));  // adds a block
+  ASSERT_TRUE(mVolume->SetFilePosition(second, 1499));             // found through the new link
+  std::vector<uint8_t> more(1000, 0x6B);
+  ASSERT_TRUE(mVolume->SetFilePosition(second, 1984));
+  ASSERT_TRUE(mVolume->WriteFileData(second, more.data(), 1000));  // adds a third and a fourth block
+  ASSERT_TRUE(mVolume->SetFilePosition(first, 2500));
+  uint8_t byte = 0;
+  double count = 1;
+  ASSERT_TRUE(mVolume->ReadFileData(first, &count, &byte));
+  EXPECT_EQ(byte, 0x6B);
+  EXPECT_FALSE(mVolume->DeleteFile(fileID));  // open
+  mVolume->CloseFile(first);
+  EXPECT_FALSE(mVolume->DeleteFile(fileID));
+  mVolume->CloseFile(second);
+  ASSERT_TRUE(mVolume->DeleteFile(fileID));
+  EXPECT_EQ(mVolume->GetBlockMap().QtyFreeEntries(), 4u);
 }
 
 TEST_F(FlatVolumeTest, OpenFileTableStopsGrowingAt32767Slots) {

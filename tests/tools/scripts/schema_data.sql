@@ -1,6 +1,7 @@
 -- .schema-export writes "SCHEMADA" and the schema table's data file;
 -- .schema-import gives another database the same tables and columns (and
--- none of their rows), which stay after a reopen. Refusals come as status
+-- none of their rows), which stay after a reopen; the tag may be in any
+-- letter case, and a tag alone gives an empty schema. Refusals come as status
 -- lines and change nothing.
 $ parvex test.pvx
 CREATE TABLE Zebra (id Integer, name String);
@@ -13,6 +14,8 @@ $ parvex other.pvx ".schema apple" "INSERT INTO Zebra (id, name) VALUES (1, 'z')
 $ write bad.bin "NOT SCHEMA DATA"
 $ write short.bin "SCHEM"
 $ parvex other.pvx ".schema-import bad.bin" ".schema-import short.bin" .tables
+$ write lower.bin "schemada"
+$ parvex lower.pvx "CREATE TABLE t (a Integer)" ".schema-import lower.bin" .tables "SELECT COUNT(*) FROM _schema"
 $ parvex test.pvx
 BEGIN;
 INSERT INTO Zebra (id) VALUES (9);
