@@ -1,4 +1,6 @@
-// How the shell cuts its input into statements and dot-commands.
+// The shell's splitter over a long line of statements (every piece comes
+// out, without quadratic work). How it cuts input is checked through the
+// shell (tests/tools/scripts/input.sql).
 #include "statement_splitter.h"
 
 #include <gtest/gtest.h>
@@ -29,37 +31,6 @@ std::vector<std::string> Split(const std::vector<std::string>& lines, char escap
 }
 
 using Pieces = std::vector<std::string>;
-
-TEST(StatementSplitterTest, PiecesOfInput) {
-  struct Case {
-    std::vector<std::string> lines;
-    char escape;
-    Pieces pieces;
-  };
-  const std::vector<Case> cases = {
-      // Semicolons outside literals end statements; empty statements vanish; text after the last `;` runs at
-      // the end.
-      {{"SELECT 1; SELECT 2;"}, 0, {"SELECT 1", "SELECT 2"}},
-      {{"INSERT INTO t VALUES ('a;b'); SELECT 'it''s;'"}, 0, {"INSERT INTO t VALUES ('a;b')", "SELECT 'it''s;'"}},
-      {{";;  ; SELECT 3"}, 0, {"SELECT 3"}},
-      {{"   ", ""}, 0, {}},
-      // Statements span lines, line ends becoming blanks outside literals; a dot at the start of a line
-      // inside a statement is statement text.
-      {{"SELECT name", "FROM t", "WHERE a = 'x", "y';"}, 0, {"SELECT name FROM t WHERE a = 'x\ny'"}},
-      {{"SELECT 'a", ".tables';"}, 0, {"SELECT 'a\n.tables'"}},
-      {{"SELECT 1", ".tables", ";"}, 0, {"SELECT 1 .tables"}},
-      // Dot-commands and comments where a statement would begin; after a `;` the rest of the line is not the
-      // start of a line; inside a statement `--` is arithmetic (5 minus minus 3), not a comment.
-      {{".mode csv", "  .tables  ", "SELECT 1;", ".quit"}, 0, {"DOT:.mode csv", "DOT:.tables", "SELECT 1", "DOT:.quit"}},
-      {{"SELECT 1; .tables"}, 0, {"SELECT 1", ".tables"}},
-      {{"-- a comment; with a semicolon", "SELECT 1; -- trailing note", "SELECT 2"}, 0, {"SELECT 1", "SELECT 2"}},
-      {{"SELECT 5", "--3;"}, 0, {"SELECT 5 --3"}},
-      // The escape byte keeps a quote inside a literal.
-      {{"SELECT 'a\\'; b'; SELECT 2"}, '\\', {"SELECT 'a\\'; b'", "SELECT 2"}},
-      {{"SELECT 'a\\'; b'; SELECT 2"}, 0, {"SELECT 'a\\'", "b'; SELECT 2"}},
-  };
-  for (const Case& c : cases) EXPECT_EQ(Split(c.lines, c.escape), c.pieces) << c.lines[0];
-}
 
 TEST(StatementSplitterTest, ManyStatementsOnOneLineAllComeOut) {
   std::string line;

@@ -46,3 +46,19 @@ ROLLBACK;
 .tables
 .import rows.csv fresh
 SELECT a FROM fresh;
+$ write typed.csv "i,j,d,b,day\n -42 ,+7,-1.5e3,Yes,2001-02-03\n"
+$ write big.csv "i\n2147483648\n"
+$ write letters.csv "i\n12abc\n"
+$ write comma.csv "d\n\"1,5\"\n"
+$ write maybe.csv "b\nmaybe\n"
+$ write names.csv "id,first name,2nd,,ID,e-mail,id_2\n1,2,3,4,5,6,7\n"
+$ parvex typed.pvx
+CREATE TABLE t (i Integer, j Integer, d Double, b Boolean, day Date);
+.import typed.csv t
+.import big.csv t
+.import letters.csv t
+.import comma.csv t
+.import maybe.csv t
+SELECT * FROM t;
+.import names.csv n
+.schema n
