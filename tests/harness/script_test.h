@@ -1,5 +1,6 @@
 // Script tests: every file of one kind in a folder of the source tree is one
-// test, found when the tests are listed, so adding a case is adding a file.
+// test, so adding a case is adding a file. (The root CMakeLists.txt gives
+// each script file its own ctest, globbing the folders at every build.)
 //
 //   PARVEX_SCRIPT_TESTS(SqlScriptTest, "tests/sql/scripts", ".sql", RunSqlScript);
 //
