@@ -102,9 +102,9 @@ void Fill(ParvexDatabase& db, long rows, long batch) {
   for (long i = 0; i < rows; ++i) {
     Run(db, "INSERT INTO t VALUES (" + std::to_string(i) + ", " + std::to_string(i % 100) + ", " +
                 std::to_string((i * 7919) % 100003) + ", 'row number " + std::to_string(i) + "')");
-    if ((i + 1) % batch == 0) db.Commit();
+    if ((i + 1) % batch == 0) db.Commit(nullptr);
   }
-  db.Commit();
+  db.Commit(nullptr);
 }
 
 // A 100k-row database shared by the query benchmarks.
@@ -162,7 +162,7 @@ void BM_UpdateTenthThenCommit(benchmark::State& state) {
   auto db = Open(SharedDatabase(), false);
   for (auto _ : state) {
     Run(*db, "UPDATE t SET n = n + 1, s = s + '!' WHERE grp < 10");
-    db->Commit();
+    db->Commit(nullptr);
   }
   state.SetItemsProcessed(state.iterations() * 10000);
 }

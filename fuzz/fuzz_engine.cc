@@ -105,9 +105,9 @@ void RunScript(std::string_view text) {
     text = end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
     ++statements;
     if (line == "!c") {
-      db->Commit();
+      db->Commit(nullptr);
     } else if (line == "!r") {
-      db->Rollback();
+      db->Rollback(nullptr);
     } else if (line == "!o") {
       db.reset();
       db = Open(false);
@@ -150,7 +150,7 @@ void RunFile(std::string_view bytes) {
   }
   ParvexSQLExecute(string("CREATE TABLE fuzz_new (a Integer, b String)"), *db, &status);
   ParvexSQLExecute(string("INSERT INTO fuzz_new VALUES (1, 'x')"), *db, &status);
-  db->Commit();
+  db->Commit(&status);
   db.reset();
   db = Open(false);
   if (!db) return;

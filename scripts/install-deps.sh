@@ -15,6 +15,7 @@ declare -A probe=(
   [libgmock-dev]=/usr/include/gmock/gmock.h
   [libbenchmark-dev]=/usr/include/benchmark/benchmark.h
   [libedit-dev]=/usr/include/histedit.h
+  [libsqlite3-dev]=/usr/include/sqlite3.h
   [clang]=/usr/bin/clang++
   [libclang-rt-dev]=/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a
   [unicode-data]=/usr/share/unicode/UnicodeData.txt

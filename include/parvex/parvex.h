@@ -2,16 +2,19 @@
 // run SQL, read results and end transactions.
 //
 //   ParvexStatus status;
-//   std::unique_ptr<ParvexDatabase> db(ParvexOpenDatabase("my.pvx", true, &status));
+//   ParvexOpenOptions options;  // read-only, no-sync, lock timeout, file system...
+//   options.create = true;
+//   std::unique_ptr<ParvexDatabase> db(ParvexOpenDatabase("my.pvx", options, &status));
 //   ParvexSQLExecute("CREATE TABLE t (a Integer, b String)", *db, &status);
 //   ParvexSQLExecute("INSERT INTO t VALUES (1, 'one')", *db, &status);
-//   db->Commit();
+//   db->Commit(&status);  // atomic and durable; on failure nothing was committed
 //   std::unique_ptr<ParvexTable> rows(
 //       ParvexSQLQuery("SELECT a, b FROM t", *db, &status, nullptr, nullptr, nullptr));
 //
 // Statements never commit by themselves: call ParvexDatabase::Commit (or run
 // COMMIT) to write changes; destroying the database object discards what was
-// not committed. Every call reports through a ParvexStatus; a failed
+// not committed. A read-write open holds the file exclusively until the
+// database object is destroyed (see ParvexOpenOptions in db/database.h). Every call reports through a ParvexStatus; a failed
 // statement has an error state (IsErrorState) and a message in Description().
 // Result tables number their rows from 0 (GetRowIDs) and are owned by the
 // caller. The engine is single-threaded: use one database from one thread at

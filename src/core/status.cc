@@ -33,6 +33,11 @@ constexpr StateEntry kStates[] = {
     {"25S02", "Error: Transaction in progress."},
     {"0A000", "Error: Unsupported SQL feature."},
     {"72000", "Error: Internal SQL processor error."},
+    {"25006", "Error: The database is open read-only."},
+    {"53100", "Error: Disk full."},
+    {"54000", "Error: Program limit exceeded."},
+    {"55006", "Error: The database is locked by another process."},
+    {"58030", "Error: Input/output error."},
 };
 
 }  // namespace
@@ -56,6 +61,11 @@ const ParvexState kPXInvalidTransactionState = kStates[15].code;
 const ParvexState kPXTransactionInProgress = kStates[16].code;
 const ParvexState kPXFeatureNotSupported = kStates[17].code;
 const ParvexState kPXInternalSQLError = kStates[18].code;
+const ParvexState kPXReadOnlyDatabase = kStates[19].code;
+const ParvexState kPXDiskFull = kStates[20].code;
+const ParvexState kPXProgramLimitExceeded = kStates[21].code;
+const ParvexState kPXDatabaseLocked = kStates[22].code;
+const ParvexState kPXIOError = kStates[23].code;
 
 string ParvexStatus::Description() const {
   if (!mDescription.empty()) return mDescription;

@@ -33,6 +33,12 @@ extern const ParvexState kPXInvalidTransactionState;    // "25000"
 extern const ParvexState kPXTransactionInProgress;      // "25S02"
 extern const ParvexState kPXFeatureNotSupported;        // "0A000"
 extern const ParvexState kPXInternalSQLError;           // "72000"
+// The database file and its host.
+extern const ParvexState kPXReadOnlyDatabase;           // "25006"
+extern const ParvexState kPXDiskFull;                   // "53100"
+extern const ParvexState kPXProgramLimitExceeded;       // "54000"
+extern const ParvexState kPXDatabaseLocked;             // "55006"
+extern const ParvexState kPXIOError;                    // "58030"
 
 class ParvexStatus {
  public:

@@ -18,6 +18,10 @@ ParvexDatabase::ParvexDatabase(ParvexFileAccess* access) : fileAccess(access) {
 }
 
 ParvexDatabase::~ParvexDatabase() {
+  // Nothing is committed here: what the tables write as they go is rolled
+  // back with everything else written since the last commit, when the file
+  // access closes the host file.
+  if (fileAccess) fileAccess->DiscardWrites();
   // Tables go from the last to the first: user tables may still refer to the
   // schema (entry 0) while they are torn down.
   for (size_t i = tables.size(); i > 0; --i) delete tables[i - 1];

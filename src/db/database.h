@@ -7,9 +7,26 @@
 // sees as the current date and time. Every change stays pending in the
 // tables' transaction layers until Commit writes it or Rollback discards it;
 // destroying the object does not commit (its owner decides).
+//
+// Guarantees (through the database file's JournaledFile):
+// - Atomic: one Commit is one unit across every table, the schema, the
+//   indexes and the volume's block map. A crash, a kill or a power loss at
+//   any moment leaves the file as last committed or, once Commit returned,
+//   with everything it committed. Whatever was written to the file since the
+//   last commit (creating a table's files, say) is undone by Rollback and by
+//   closing without a commit.
+// - Durable: Commit returns after the file was synced (unless the database
+//   was opened with noSync).
+// - One writer: a read-write open holds an exclusive lock on the file until
+//   the database object is destroyed; read-only opens share theirs.
+// - Failures reach the caller: a Commit that fails (disk full, I/O error,
+//   file too large) reports it in its status, leaves the file exactly as
+//   last committed, rolls the transaction back and leaves the object usable:
+//   the caller runs the transaction again once the cause is mended.
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 
 #include "core/status.h"
 #include "core/table.h"
@@ -19,6 +36,7 @@
 namespace parvex {
 
 class ParvexFileAccess;
+class ParvexFileSystem;
 
 class ParvexDatabase {
  public:
@@ -33,9 +51,25 @@ class ParvexDatabase {
   // Destroys the tables from the last to the first, then the file access.
   virtual ~ParvexDatabase();
 
-  void Commit();
-  void Rollback();
+  // Writes every pending change as one atomic, durable unit. On failure the
+  // status says what failed (kPXDiskFull, kPXIOError, kPXProgramLimitExceeded,
+  // kPXReadOnlyDatabase...) and that nothing was committed; the transaction
+  // has then been rolled back. Success leaves the status kPXStateSuccess.
+  void Commit(ParvexStatus* status);
+  // Discards every pending change and everything written to the file since
+  // the last commit. Fails only when the file can't be restored (an I/O
+  // error); the database then refuses all work, and every later statement or
+  // Rollback tries the restore again.
+  void Rollback(ParvexStatus* status);
+  // True while anything is pending: a table's changes, a dropped table, or
+  // writes to the file since the last commit.
   bool TransactionInProgress() const;
+  // Opened read-only: statements that change something fail with kPXReadOnlyDatabase.
+  bool ReadOnly() const;
+  // False, with the status set, when an earlier failure left the database
+  // without its tables and the file still can't be restored; otherwise true
+  // (having reloaded the tables when the restore now succeeds).
+  bool CheckUsable(ParvexStatus* status);
   // "SCHEMADA" followed by the bytes of the schema's data file; empty with
   // the status set when refused.
   string GetSchemaData(ParvexStatus* status);
@@ -65,14 +99,58 @@ class ParvexDatabase {
   ParvexFileAccess* fileAccess = nullptr;  // owned; null when no data files are available
 
  private:
+  // Destroys every table, restores the file as last committed and loads the
+  // tables again from it.
+  bool ReloadFromFile(ParvexStatus* status);
+  void RollbackInMemory();
+  // Commits what loading the tables wrote to the file (repairs), when
+  // nothing else is pending.
+  void SettleLoadingWrites();
+
   std::atomic<bool> mInterrupted{false};
+  bool mNeedsReload = false;  // the tables are gone until the file is restored
 };
 
-// Opens the database in the host file at `path`, or creates it when `create`
-// is set and the file is missing or empty. Returns an owned database with all
-// tables loaded, or null with the status set: a missing file (when not
-// creating), a file that is not a database, an unreadable file. A non-empty
-// file that is not a database is never modified.
+// How to open a database file. The defaults open an existing file read-write,
+// synced, failing at once when another process has it open.
+struct ParvexOpenOptions {
+  // A missing file, or an existing empty one, becomes a new empty database
+  // (ignored for read-only opens).
+  bool create = false;
+  // A shared lock instead of the exclusive one: other read-only opens may
+  // read the file at the same time, writers are refused. Statements that
+  // change something fail with kPXReadOnlyDatabase; nothing is ever written
+  // to the file (an unfinished transaction left by a crash is read around,
+  // not rolled back).
+  bool readOnly = false;
+  // Skips fsync/fdatasync. Commits stay atomic against crashes of the
+  // program (a kill), but a power loss or an operating system crash can lose
+  // committed transactions or damage the file. For bulk work on files that
+  // can be made again.
+  bool noSync = false;
+  // How long to wait for another process to let go of the file before
+  // failing with kPXDatabaseLocked; 0 fails at once.
+  int32_t lockTimeoutMs = 0;
+  // Pages (4 KiB each) of the database file kept in memory; 0 for the default
+  // (8 MiB). A transaction that changes more spills pages to the file before
+  // its commit, safely.
+  int32_t cachePages = 0;
+  // Every access to host files goes through this file system; null for the
+  // operating system's. Not owned: it must outlive the database object. Tests
+  // pass a MemoryFileSystem or a FaultInjectingFileSystem here.
+  ParvexFileSystem* fileSystem = nullptr;
+};
+
+// Opens the database in the host file at `path`, or creates it when
+// `options.create` is set and the file is missing or empty (a new database is
+// committed before the call returns). Returns an owned database with all
+// tables loaded, or null with the status set: kPXDatabaseLocked when another
+// process holds the file (after the timeout), a missing file (when not
+// creating), a file that is not a database, an unreadable file, an
+// unfinished transaction that can't be rolled back. A non-empty file that is
+// not a database is never modified, nor is a file whose lock was refused.
+ParvexDatabase* ParvexOpenDatabase(const string& path, const ParvexOpenOptions& options, ParvexStatus* status);
+// The same with default options and `create`.
 ParvexDatabase* ParvexOpenDatabase(const string& path, bool create, ParvexStatus* status);
 
 }  // namespace parvex

@@ -3,7 +3,9 @@
 // The file holds one virtual volume whose root folder holds the tables'
 // files. Connecting needs the schema file "_schema.dat" in it; creating turns
 // a missing or empty file into a new database (and opens an existing
-// database as it is). A file that is not a volume is refused untouched.
+// database as it is). A file that is not a volume is refused untouched. A new
+// database is committed before the open returns, so it exists as a whole or
+// not at all.
 #include <memory>
 
 #include "db/database.h"
@@ -13,20 +15,28 @@
 
 namespace parvex {
 
-ParvexDatabase* ParvexOpenDatabase(const string& path, bool create, ParvexStatus* status) {
+ParvexDatabase* ParvexOpenDatabase(const string& path, const ParvexOpenOptions& options, ParvexStatus* status) {
   ParvexStatus local;
   if (!status) status = &local;
+  HostFileOptions fileOptions;
+  fileOptions.fileSystem = options.fileSystem;
+  fileOptions.readOnly = options.readOnly;
+  fileOptions.create = options.create && !options.readOnly;
+  fileOptions.sync = !options.noSync;
+  fileOptions.lockTimeoutMs = options.lockTimeoutMs;
+  fileOptions.cachePages = options.cachePages;
   auto access = std::make_unique<ParvexFileAccess>();
-  if (!access->CreateOrOpenDataFolder(path, create, status)) {
+  if (!access->CreateOrOpenDataFolder(path, fileOptions, status)) {
     if (!IsErrorState(status->State())) {
       status->Set(kPXDynamicSQLError, string("Error: Unable to open the database file ") + path.view() + ".");
     }
     return nullptr;
   }
-  if (!create && !access->ContainsFile(string(kSchemaTableName) + kDataFileSuffix)) {
+  if (!fileOptions.create && !access->ContainsFile(string(kSchemaTableName) + kDataFileSuffix)) {
     status->Set(kPXTableNotFound, string("Error: ") + path.view() + " is not a database (it has no schema).");
     return nullptr;
   }
+  ParvexFileAccess* fileAccess = access.get();
   auto db = std::make_unique<ParvexDatabase>(access.release());
   auto* schema = db->tables.empty() ? nullptr : dynamic_cast<ParvexSchema*>(db->tables[0]);
   if (!schema || !schema->Valid()) {
@@ -34,8 +44,23 @@ ParvexDatabase* ParvexOpenDatabase(const string& path, bool create, ParvexStatus
     return nullptr;
   }
   schema->LoadAllTables(db->tables);
+  // A new database (or what opening repaired) is committed now.
+  if (!options.readOnly && fileAccess->InTransaction()) {
+    HostFileFailure failure;
+    if (!fileAccess->Commit(&failure)) {
+      const std::string work = "opening " + path.str();
+      *status = HostFailureStatus(failure, work.c_str(), "the database was not opened");
+      return nullptr;
+    }
+  }
   status->Set(kPXStateSuccess);
   return db.release();
+}
+
+ParvexDatabase* ParvexOpenDatabase(const string& path, bool create, ParvexStatus* status) {
+  ParvexOpenOptions options;
+  options.create = create;
+  return ParvexOpenDatabase(path, options, status);
 }
 
 }  // namespace parvex

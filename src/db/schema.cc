@@ -4,6 +4,8 @@
 #include <string>
 #include <unordered_map>
 
+#include "storage/file_access.h"
+
 namespace parvex {
 
 const char* const kSchemaTableName = "_schema";
@@ -51,7 +53,8 @@ ParvexSchema::ParvexSchema(ParvexFileAccess* fileAccess) : ParvexTrans(fileAcces
   for (const SchemaColumn& column : kSchemaColumns) {
     AddColumn(ParvexColumnInfo(string(column.name), column.type, 0, column.id));
   }
-  if (Valid() && QtyRows() == 0) PopulateInitialSchema();
+  // A read-only file without schema rows is read as it is.
+  if (Valid() && QtyRows() == 0 && !FileAccess()->ReadOnly()) PopulateInitialSchema();
 }
 
 ParvexSchema::~ParvexSchema() = default;

@@ -56,7 +56,8 @@ KORABoolean NewDatabase(KORAText* saveInfo, KORAText* error) {
   ParvexStatus status;
   std::unique_ptr<ParvexDatabase> db(ParvexOpenDatabase(FromHostText(pathText), true, &status));
   if (!db) return Fail(error, DescribeOpenFailure(status, true).message);
-  db->Commit();
+  db->Commit(&status);
+  if (IsErrorState(status.State())) return Fail(error, status.Description());
   db.reset();
   return ReturnSaveInfo(getSaveInfo, item.get(), saveInfo, error);
 }

@@ -86,7 +86,9 @@ void ParvexDatabaseClose(KORAObject self) {
   if (!data || !data->database) return;
   std::unique_ptr<ParvexDatabase> db(data->database);
   data->database = nullptr;
-  db->Commit();
+  ParvexStatus status;
+  db->Commit(&status);
+  ReportIfError(self, status);
   db.reset();
   Host().setDBIsConnected(self, 0);
 }
@@ -170,12 +172,20 @@ KORADBCursor ParvexGetIndexSchema(KORAObject self, KORAText table) {
 
 void ParvexDatabaseCommit(KORAObject self) {
   SessionSentry sentry;
-  if (ParvexDatabase* db = ConnectedDatabase(self, "ParvexDatabaseCommit")) db->Commit();
+  ParvexDatabase* db = ConnectedDatabase(self, "ParvexDatabaseCommit");
+  if (!db) return;
+  ParvexStatus status;
+  db->Commit(&status);
+  ReportIfError(self, status);
 }
 
 void ParvexDatabaseRollback(KORAObject self) {
   SessionSentry sentry;
-  if (ParvexDatabase* db = ConnectedDatabase(self, "ParvexDatabaseRollback")) db->Rollback();
+  ParvexDatabase* db = ConnectedDatabase(self, "ParvexDatabaseRollback");
+  if (!db) return;
+  ParvexStatus status;
+  db->Rollback(&status);
+  ReportIfError(self, status);
 }
 
 void ParvexGetColumnTypes(KORAObject, const int32_t** codes, KORAText* names, int32_t* count) {

@@ -39,6 +39,11 @@ string OutputName(const ParvexExpr& item) { return item.name.empty() ? item.Desc
 
 }  // namespace
 
+bool ChangesData(const SQLSyntaxNode& node) {
+  return node.IsInsert() || node.IsUpdate() || node.IsDelete() || node.IsCreateTable() || node.IsAlterTable() ||
+         node.IsDropTable() || node.IsCreateIndex() || node.IsDropIndex();
+}
+
 ParvexSchema* SchemaOf(ParvexDatabase& db) {
   return db.tables.empty() ? nullptr : dynamic_cast<ParvexSchema*>(db.tables[0]);
 }
@@ -138,9 +143,14 @@ using namespace execute_internal;
 void ParvexSQLExecute(const string& sql, ParvexDatabase& db, ParvexStatus* status) {
   ParvexStatus local;
   if (!status) status = &local;
+  if (!db.CheckUsable(status)) return;
   ParvexSQLParser parser;
   std::unique_ptr<SQLSyntaxNode> node = Parse(sql, db, &parser, status);
   if (!node) return;
+  if (db.ReadOnly() && ChangesData(*node)) {
+    status->Set(kPXReadOnlyDatabase);
+    return;
+  }
   if (node->IsInsert()) {
     ExecuteInsert(static_cast<const SQLInsertNode&>(*node), db, status);
   } else if (node->IsUpdate()) {
@@ -159,9 +169,9 @@ void ParvexSQLExecute(const string& sql, ParvexDatabase& db, ParvexStatus* statu
     ExecuteDropIndex(static_cast<const SQLDropIndexNode&>(*node), db, status);
   } else if (node->IsEndTransaction()) {
     if (static_cast<const SQLEndTransactionNode&>(*node).commit) {
-      db.Commit();
+      db.Commit(status);
     } else {
-      db.Rollback();
+      db.Rollback(status);
     }
   } else if (node->IsSetOption()) {
     ExecuteSetOption(static_cast<const SQLSetOptionNode&>(*node), db, status);
@@ -174,6 +184,7 @@ ParvexTable* ParvexSQLQuery(const string& sql, ParvexDatabase& db, ParvexStatus*
                             SimpleVector<long>* columnIDs) {
   ParvexStatus local;
   if (!status) status = &local;
+  if (!db.CheckUsable(status)) return nullptr;
   ParvexSQLParser parser;
   std::unique_ptr<SQLSyntaxNode> node = Parse(sql, db, &parser, status);
   if (!node || !node->IsSelect()) return nullptr;

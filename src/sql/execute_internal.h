@@ -31,6 +31,9 @@ struct OwnedValues {
   ParvexValueList list;
 };
 
+// True for the statements a read-only database refuses: those that change
+// rows, tables or indexes.
+bool ChangesData(const SQLSyntaxNode& node);
 // The schema table (entry 0 of the open tables), or null.
 ParvexSchema* SchemaOf(ParvexDatabase& db);
 // Converts a scalar node. On failure returns null with the status set: the

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/data_file.h"
 
 namespace parvex {
 
@@ -16,51 +15,90 @@ string OpenFailure(const char* what, const string& path, int code) {
 
 }  // namespace
 
+ParvexStatus HostFailureStatus(const HostFileFailure& failure, const char* work, const char* consequence) {
+  ParvexState state = kPXIOError;
+  const char* what = "I/O error";
+  if (failure.error == ENOSPC || failure.error == EDQUOT) {
+    state = kPXDiskFull;
+    what = "Disk full";
+  } else if (failure.error == EFBIG) {
+    state = kPXProgramLimitExceeded;
+    what = "File too large";
+  }
+  std::string message = std::string("Error: ") + what + " while " + work;
+  if (!failure.action.empty()) message += ": " + failure.action + " failed";
+  message += std::string(" (") + std::strerror(failure.error) + ")";
+  message += std::string("; ") + consequence + ".";
+  return ParvexStatus(state, string(message));
+}
+
 ParvexFileAccess::~ParvexFileAccess() = default;
 
-bool ParvexFileAccess::CreateOrOpenDataFolder(const string& path, bool create, ParvexStatus* status) {
+void ParvexFileAccess::ForgetVolume() {
   mVolume.reset();
   mDataFolder = VFileRef();
   mChildren.clear();
   mChildrenKnown = false;
+}
+
+bool ParvexFileAccess::CreateOrOpenDataFolder(const string& path, bool create, ParvexStatus* status) {
+  HostFileOptions options;
+  options.create = create;
+  return CreateOrOpenDataFolder(path, options, status);
+}
+
+bool ParvexFileAccess::CreateOrOpenDataFolder(const string& path, const HostFileOptions& options,
+                                              ParvexStatus* status) {
+  ForgetVolume();
+  mFile.reset();
   if (path.empty()) {
     SetStatus(status, kPXInvalidParameter, "Error: No database file given.");
     return false;
   }
-
-  std::unique_ptr<DataFile> file = DataFile::New();
-  std::unique_ptr<VHFSVolume> volume;
-  if (file->Open(path, DataFile::kOpenReadWrite)) {
-    if (file->GetLength() == 0) {
-      if (!create) {
-        SetStatus(status, kPXDataException, string("Error: File ") + path + " is empty; it is not a database file.");
-        return false;
-      }
-      volume = VHFSVolume::Create(file.release(), true);
-    } else {
-      volume = std::make_unique<VHFSVolume>(file.release(), true);
-      if (!volume->IsValid()) {
-        SetStatus(status, kPXDataException, string("Error: File ") + path + " is not a database file.");
-        return false;
-      }
-    }
-  } else if (file->LastError() == ENOENT) {
-    if (!create) {
+  HostFileOptions fileOptions = options;
+  fileOptions.create = options.create && !options.readOnly;
+  HostFileFailure failure;
+  mFile = JournaledFile::Open(path.str(), fileOptions, &failure);
+  if (!mFile) {
+    if (failure.error == EWOULDBLOCK) {
+      SetStatus(status, kPXDatabaseLocked);
+    } else if (failure.error == ENOENT && !fileOptions.create) {
       SetStatus(status, kPXInvalidParameter, string("Error: Database file ") + path + " not found.");
-      return false;
+    } else if (failure.action.starts_with("opening the database file")) {
+      SetStatus(status, kPXInvalidParameter, OpenFailure("open", path, failure.error));
+    } else if (failure.action.starts_with("creating the database file")) {
+      SetStatus(status, kPXInvalidParameter, OpenFailure("create", path, failure.error));
+    } else {
+      const std::string work = "opening " + path.str();
+      if (status) *status = HostFailureStatus(failure, work.c_str(), "the database was not opened");
     }
-    if (!file->Create(path)) {
-      SetStatus(status, kPXInvalidParameter, OpenFailure("create", path, file->LastError()));
-      return false;
-    }
-    volume = VHFSVolume::Create(file.release(), true);
-  } else {
-    SetStatus(status, kPXInvalidParameter, OpenFailure("open", path, file->LastError()));
     return false;
   }
-  if (!volume) {
-    SetStatus(status, kPXDataException, string("Error: Cannot write a new database into file ") + path + ".");
+  if (!OpenVolume(path, fileOptions.create, status)) {
+    mFile.reset();
     return false;
+  }
+  return true;
+}
+
+bool ParvexFileAccess::OpenVolume(const string& path, bool create, ParvexStatus* status) {
+  std::unique_ptr<VHFSVolume> volume;
+  if (mFile->GetLength() == 0) {
+    if (!create) {
+      SetStatus(status, kPXDataException, string("Error: File ") + path + " is empty; it is not a database file.");
+      return false;
+    }
+    volume = VHFSVolume::Create(mFile.get(), false);
+    if (!volume || !volume->IsValid()) {
+      SetStatus(status, kPXDataException, string("Error: Cannot write a new database into file ") + path + ".");
+      return false;
+    }
+  } else {
+    volume = std::make_unique<VHFSVolume>(mFile.get(), false);
+    if (!volume->IsValid()) {
+      SetStatus(status, kPXDataException, string("Error: File ") + path + " is not a database file.");
+      return false;
+    }
   }
   VFileRef root = volume->GetRoot();
   if (root.type != kFolderType) {
@@ -70,6 +108,29 @@ bool ParvexFileAccess::CreateOrOpenDataFolder(const string& path, bool create, P
   }
   mVolume = std::move(volume);
   mDataFolder = root;
+  return true;
+}
+
+bool ParvexFileAccess::Commit(HostFileFailure* failure) {
+  if (!mFile) return true;
+  if (mVolume && !mVolume->FlushToDisk() && !mFile->TransactionFailure().Failed()) {
+    failure->Note(EIO, "saving the volume's block map");
+    return false;
+  }
+  return mFile->Commit(failure);
+}
+
+bool ParvexFileAccess::Rollback(HostFileFailure* failure) {
+  if (!mFile) return true;
+  // The volume's unsaved state goes with it; its last writes are undone.
+  mFile->DiscardWrites();
+  ForgetVolume();
+  if (!mFile->Rollback(failure)) return false;
+  ParvexStatus status;
+  if (!OpenVolume(string(mFile->Path()), false, &status)) {
+    failure->Note(EIO, "reopening the volume of the database file " + mFile->Path());
+    return false;
+  }
   return true;
 }
 
@@ -159,6 +220,5 @@ bool ParvexFileAccess::FindFiles(const string& prefix, std::vector<string>* name
   return mChildrenComplete;
 }
 
-bool ParvexFileAccess::Flush() { return mVolume && mVolume->FlushToDisk(); }
 
 }  // namespace parvex

@@ -19,12 +19,20 @@
 // left untouched. An existing file that exists but can't be opened (damaged,
 // or too many open files) is never replaced by OpenFile, even when creating
 // is asked for; only a missing name is created.
+//
+// The host file is a JournaledFile: everything written through the volume
+// since the last Commit is one transaction of the host file, which Commit
+// makes durable at once and Rollback undoes (the volume is then reopened
+// from the file, so every stream handed out before is stale and must be
+// destroyed first). Opening takes the file's lock (exclusive, or shared for
+// a read-only open) and rolls back a transaction a crash left unfinished.
 #pragma once
 
 #include <memory>
 #include <vector>
 
 #include "core/status.h"
+#include "platform/journaled_file.h"
 #include "platform/parvex_string.h"
 #include "platform/random_access.h"
 #include "volume/vhfs_volume.h"
@@ -46,8 +54,14 @@ class ParvexFileAccess {
   // Opens the database file at the host path `path` (creating a new volume
   // when `create` is set and the file is missing or 0 bytes long) and makes
   // its root folder the data folder. A volume already open is closed first.
+  // Failures: kPXDatabaseLocked when another open holds the lock (after
+  // options.lockTimeoutMs), kPXInvalidParameter for a file that can't be
+  // opened, kPXDataException for one that holds no volume, kPXIOError (and
+  // the like) when an unfinished transaction can't be rolled back.
   bool CreateOrOpenDataFolder(const string& path, bool create, ParvexStatus* status);
+  bool CreateOrOpenDataFolder(const string& path, const HostFileOptions& options, ParvexStatus* status);
   bool IsOpen() const { return mVolume != nullptr; }
+  bool ReadOnly() const { return mFile && mFile->ReadOnly(); }
 
   // The file named `name`, opened read-only when asked; when it is missing and
   // `create` is set, a new empty file of that name (any folder of that name
@@ -62,10 +76,22 @@ class ParvexFileAccess {
   // Replaces `names` with the file names starting with `prefix`; false when
   // the folder could not be listed completely (the names found are kept).
   bool FindFiles(const string& prefix, std::vector<string>* names);
-  // Saves the block map and flushes the host file.
-  bool Flush();
+  // True when the host file was written since the last Commit or Rollback.
+  bool InTransaction() const { return mFile && mFile->InTransaction(); }
+  // Saves the block map and commits the host file. On failure nothing was
+  // committed and the caller rolls back.
+  bool Commit(HostFileFailure* failure);
+  // Restores the host file as last committed and reopens the volume. When
+  // the file can't be restored the volume stays closed (IsOpen() false) and
+  // a later Rollback tries again.
+  bool Rollback(HostFileFailure* failure);
+  // Writes from now on will be rolled back: they stay in memory.
+  void DiscardWrites() {
+    if (mFile) mFile->DiscardWrites();
+  }
 
   VHFSVolume* Volume() const { return mVolume.get(); }
+  JournaledFile* HostFile() const { return mFile.get(); }
 
  private:
   // The data folder's children, listed once and kept up to date.
@@ -74,11 +100,22 @@ class ParvexFileAccess {
   bool RemoveItems(const string& name);
   std::unique_ptr<RandomAccessMechanism> Prepare(std::unique_ptr<VFile> file, bool readOnly);
 
+  bool OpenVolume(const string& path, bool create, ParvexStatus* status);
+  void ForgetVolume();
+
+  std::unique_ptr<JournaledFile> mFile;  // declared first: the volume goes first
   std::unique_ptr<VHFSVolume> mVolume;
   VFileRef mDataFolder;
   std::vector<VFileRef> mChildren;
   bool mChildrenKnown = false;
   bool mChildrenComplete = false;
 };
+
+// A status for a failed host-file operation: kPXDiskFull for ENOSPC,
+// kPXProgramLimitExceeded for EFBIG, kPXIOError otherwise, with a message
+// naming the work, what failed and the consequence, for example "Error: Disk
+// full while committing: writing the journal file a.pvx-journal failed (No
+// space left on device); nothing was committed."
+ParvexStatus HostFailureStatus(const HostFileFailure& failure, const char* work, const char* consequence);
 
 }  // namespace parvex

@@ -109,13 +109,35 @@ ParvexTrans::ParvexTrans(ParvexFileAccess* fileAccess, const string& tableName)
   name = tableName;
   mColumns.push_back(std::make_unique<ParvexColumnInfo>(string(kRowIDColumnName), kTypeInteger, 0,
                                                         kRowIDColumnID));
-  if (!mFileAccess) return;
+  OpenStorage();
+}
+
+bool ParvexTrans::OpenStorage() {
+  if (!mFileAccess) return false;
   auto data = mFileAccess->OpenFile(FileName(kDataFileSuffix), true, false);
   auto map = mFileAccess->OpenFile(FileName(kMapFileSuffix), true, false);
-  if (!data || !map) return;
+  if (!data || !map) return false;
   mStorage = std::make_unique<ParvexStorage>(std::move(data), std::move(map));
   LoadIndexes();
   LoadMetadata();
+  return true;
+}
+
+void ParvexTrans::CloseStorage() {
+  Rollback();
+  mChanges.ForEach([](RowID, PTChangedRow* change) { delete change; });
+  mChanges.RemoveAll();
+  mDeletions.RemoveAll();
+  ForgetFetchedRow();
+  mIndexes.clear();
+  mDroppedIndexes.clear();
+  mAddedIndexNames.clear();
+  mStorage.reset();
+}
+
+bool ParvexTrans::ReopenStorage() {
+  CloseStorage();
+  return OpenStorage();
 }
 
 ParvexTrans::~ParvexTrans() {

@@ -148,6 +148,12 @@ class ParvexTrans : public ParvexTable {
   bool SaveMetadata();
   // Removes the table's files: T.dat, T.map and every index file.
   void DeleteStorage();
+  // Lets go of the table's files, dropping what is pending (the table is
+  // then not Valid()), so that the database file can be rolled back under
+  // it; ReopenStorage lets go too and opens them again, as the constructor
+  // does. The object, its name and its columns stay.
+  void CloseStorage();
+  bool ReopenStorage();
 
   // Index upkeep (the index number is its place in the live list).
   void AddRowToIndex(RowID row, size_t indexNumber);
@@ -162,6 +168,7 @@ class ParvexTrans : public ParvexTable {
   mutable unsigned long recordDecodes = 0;
 
  private:
+  bool OpenStorage();
   string FileName(const char* suffix) const;
   string IndexFileName(const ParvexIndex& index) const;
   void LoadIndexes();

@@ -35,13 +35,13 @@ TEST_F(DatabaseTest, ACommitWithoutChangesWritesNothing) {
   Exec(*db, "CREATE TABLE t (a Integer)");
   Exec(*db, "CREATE TABLE u (b String)");
   Exec(*db, "INSERT INTO t VALUES (1)");
-  db->Commit();
+  db->Commit(&status);
   db.reset();
   // Opening writes nothing, nor does a commit with nothing pending.
   const std::string before = ReadHostFile(path);
   db = Open(path, false, &status);
   ASSERT_NE(db, nullptr);
-  db->Commit();
+  db->Commit(&status);
   Exec(*db, "COMMIT");
   EXPECT_EQ(Rows(*db, "SELECT a FROM t"), std::vector<std::string>{"1"});
   db.reset();

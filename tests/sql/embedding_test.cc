@@ -21,7 +21,7 @@ TEST(EmbeddingTest, OpenExecuteQueryCommitReopen) {
     ParvexSQLExecute("CREATE TABLE t (a Integer, b String)", *db, &status);
     ASSERT_FALSE(IsErrorState(status.State())) << status.Description().view();
     ParvexSQLExecute("INSERT INTO t VALUES (1, 'one')", *db, &status);
-    db->Commit();
+    db->Commit(&status);
     ParvexSQLExecute("INSERT INTO t VALUES (2, 'two')", *db, &status);  // never committed
   }
   std::unique_ptr<ParvexDatabase> db(ParvexOpenDatabase(path, false, &status));

@@ -20,7 +20,7 @@ TEST(InterruptTest, QueriesDeletesAndUpdatesStopWhenAsked) {
   ASSERT_NE(db, nullptr);
   ASSERT_EQ(Exec(*db, "CREATE TABLE t (a Integer)"), "[00000] Success");
   for (int i = 0; i < 10000; ++i) ParvexSQLExecute(string("INSERT INTO t VALUES (" + std::to_string(i) + ")"), *db, &status);
-  db->Commit();
+  db->Commit(&status);
 
   db->Interrupt();
   std::unique_ptr<ParvexTable> rows(ParvexSQLQuery(string("SELECT a FROM t"), *db, &status, nullptr, nullptr, nullptr));

@@ -64,7 +64,9 @@ TEST_F(FileAccessTest, StreamsOutlivingTheFileAccessAreClosedNotDangling) {
     ParvexFileAccess access;
     ASSERT_TRUE(access.CreateOrOpenDataFolder(mPath.c_str(), true, nullptr));
     file = access.OpenFile("late", true, false);
-    ASSERT_TRUE(file && file->WriteData("kept", 4));
+    ASSERT_TRUE(file && file->WriteData("kept", 4) && file->FlushToDisk());
+    HostFileFailure failure;
+    ASSERT_TRUE(access.Commit(&failure));
   }
   EXPECT_FALSE(file->WriteData("x", 1));
   file.reset();
@@ -72,7 +74,7 @@ TEST_F(FileAccessTest, StreamsOutlivingTheFileAccessAreClosedNotDangling) {
   ASSERT_TRUE(access.CreateOrOpenDataFolder(mPath.c_str(), false, nullptr));
   file = access.OpenFile("late", false, true);
   ASSERT_NE(file, nullptr);
-  EXPECT_EQ(file->GetLength(), 4);  // the length reached the item header on closing
+  EXPECT_EQ(file->GetLength(), 4);  // the length reached the item header when flushed
 }
 
 // A table file recreated in the blocks of a deleted one must start with a

@@ -86,10 +86,16 @@ TEST(TransMemoryTest, AnOpenTableHoldsItsRowMapAndOneRecord) {
       ASSERT_NE(table->AddRow(values, true), kInvalidRowID);
     }
     ASSERT_TRUE(table->Commit());
+    HostFileFailure failure;
+    ASSERT_TRUE(access.Commit(&failure));
   }
 
+  // The database file's page cache is bounded on its own: kept to its
+  // smallest here so that the figures below are the table's.
   ParvexFileAccess access;
-  ASSERT_TRUE(access.CreateOrOpenDataFolder(path, true, &status));
+  HostFileOptions options;
+  options.cachePages = JournaledFile::kMinCachePages;
+  ASSERT_TRUE(access.CreateOrOpenDataFolder(path, options, &status));
   const size_t beforeOpen = gLiveBytes.load();
   auto table = OpenWide(&access);
   const size_t opened = gLiveBytes.load() - beforeOpen;
@@ -123,7 +129,8 @@ TEST(TransMemoryTest, AnOpenTableHoldsItsRowMapAndOneRecord) {
   gPeakBytes.store(beforeSecond);
   scan();
   EXPECT_LT(gPeakBytes.load() - beforeSecond, 64u << 10);
-  EXPECT_LT(gLiveBytes.load() - beforeSecond, 4u << 10);
+  // (The cache may hold fewer pages after the pass than before it.)
+  EXPECT_LT(static_cast<int64_t>(gLiveBytes.load() - beforeSecond), int64_t{4} << 10);
   EXPECT_EQ(table->recordDecodes, 2ul * kRows);
 }
 

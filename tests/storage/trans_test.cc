@@ -31,6 +31,12 @@ class TransTest : public ::testing::Test {
         << status.Description().view();
   }
 
+  // Commits the table, then the database file it lives in.
+  bool Commit() {
+    HostFileFailure failure;
+    return table->Commit() && access->Commit(&failure);
+  }
+
   // Closes everything and opens the volume and the table again.
   void Reopen() {
     table.reset();
@@ -122,12 +128,12 @@ TEST_F(TransTest, AbsentColumnsReadAsTypedNullAndNullIsNeverStored) {
   ASSERT_TRUE(table->GetValue(row, 0, &id));
   EXPECT_EQ(id.Type(), kTypeInteger);
   EXPECT_EQ(id.GetInteger(), static_cast<int32_t>(row));
-  ASSERT_TRUE(table->Commit());
+  ASSERT_TRUE(Commit());
   EXPECT_EQ((std::vector<long>{2}), StoredColumnIDs(row));
 
   // An update to NULL removes the column from the record.
   Update(row, 5, std::nullopt);
-  ASSERT_TRUE(table->Commit());
+  ASSERT_TRUE(Commit());
   EXPECT_EQ((std::vector<long>{1}), StoredColumnIDs(row));
   EXPECT_EQ(Row(row), "1|5|NULL");
   ParvexValue b;
@@ -139,7 +145,7 @@ TEST_F(TransTest, CountersAreStoredLittleEndianAtTheStartOfTheMetadata) {
   table = OpenTable();
   AddWithID(0x0102, 1);
   table->AddColumn(ParvexColumnInfo(string("c"), kTypeInteger, 0, 0x0305));
-  ASSERT_TRUE(table->Commit());
+  ASSERT_TRUE(Commit());
   table.reset();
   auto data = access->OpenFile(string("T.dat"), false, true);
   ASSERT_NE(data, nullptr);
@@ -154,7 +160,7 @@ TEST_F(TransTest, CountersAreStoredLittleEndianAtTheStartOfTheMetadata) {
 TEST_F(TransTest, RowIDsNeverCollideOrWrapAround) {
   table = OpenTable();
   for (int i = 1; i <= 3; ++i) Add(i, "x");
-  ASSERT_TRUE(table->Commit());
+  ASSERT_TRUE(Commit());
   table.reset();
   {
     // A damaged counter that lags behind the rows.
@@ -187,7 +193,7 @@ TEST_F(TransTest, IndexesFollowEveryPendingChange) {
     return table->FindIndex(string("byb"))->Lookup(keys);
   };
   EXPECT_EQ(lookup("one"), one);
-  ASSERT_TRUE(table->Commit());
+  ASSERT_TRUE(Commit());
   const RowID added = Add(2, "two");
   EXPECT_EQ(lookup("two"), added);
   UpdateB(1, "uno");
@@ -211,7 +217,7 @@ TEST_F(TransTest, IndexesAreLoadedWithTheTableAndDeleteStorageRemovesEveryFile) 
   columns.push_back(1);
   columns.push_back(2);
   ASSERT_TRUE(table->AddIndex(string("ab"), columns));
-  ASSERT_TRUE(table->Commit());
+  ASSERT_TRUE(Commit());
   Reopen();
   SimpleVector<string> names;
   table->GetIndexNames(&names);

@@ -38,6 +38,14 @@ int ExitCodeOf(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -1
 
 }  // namespace
 
+ShellResult RunShell(const std::vector<std::string>& args, const std::string& input) {
+  ::parvex::testing::ProcessRun run;
+  run.argv = {::parvex::testing::BuiltProgram("parvex")};
+  run.argv.insert(run.argv.end(), args.begin(), args.end());
+  run.input = input;
+  return ::parvex::testing::RunProcess(run);
+}
+
 PtySession::PtySession(const std::vector<std::string>& args, const std::string& home) {
   struct winsize size = {};
   size.ws_row = 30;

@@ -1,7 +1,8 @@
-// Running the real parvex binary on a pseudo-terminal: an interactive session
-// driven keystroke by keystroke (runs through pipes are the shell scripts of
-// tests/tools/scripts). Every wait has a time limit, so a hanging shell fails
-// its test instead of the suite.
+// Running the real parvex binary from C++ tests that scripts can't express:
+// an interactive session on a pseudo-terminal, driven keystroke by keystroke,
+// and runs through pipes beside such a session (other runs through pipes are
+// the shell scripts of tests/tools/scripts). Every wait has a time limit, so
+// a hanging shell fails its test instead of the suite.
 #pragma once
 
 #include <sys/types.h>
@@ -11,11 +12,18 @@
 #include <vector>
 
 #include "harness/files.h"
+#include "harness/process.h"
 
 namespace parvex::shell::testing {
 
 // A fresh folder under the system's temporary folder, removed at the end.
 using TempDir = parvex::testing::TempFolder;
+using ShellResult = parvex::testing::ProcessResult;
+using parvex::testing::ReadFile;
+
+// Runs the shell with `args` (the program name is added) and `input` on its
+// standard input, through pipes.
+ShellResult RunShell(const std::vector<std::string>& args, const std::string& input = "");
 
 // An interactive session on a pseudo-terminal (TERM=xterm, 100x30).
 class PtySession {

@@ -19,6 +19,7 @@ const std::map<std::string, Interpreter::Handler>& Interpreter::Commands() {
       {"new", &Interpreter::CmdNew},
       {"file", &Interpreter::CmdFile},
       {"writefile", &Interpreter::CmdWriteFile},
+      {"mkdir", &Interpreter::CmdMkdir},
       {"let", &Interpreter::CmdLet},
       {"print", &Interpreter::CmdPrint},
       {"setprop", &Interpreter::CmdSetProp},

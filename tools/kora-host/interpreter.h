@@ -78,6 +78,7 @@ class Interpreter {
   bool CmdNew(ScriptLexer& lexer);
   bool CmdFile(ScriptLexer& lexer);
   bool CmdWriteFile(ScriptLexer& lexer);
+  bool CmdMkdir(ScriptLexer& lexer);
   bool CmdLet(ScriptLexer& lexer);
   bool CmdPrint(ScriptLexer& lexer);
   bool CmdSetProp(ScriptLexer& lexer);

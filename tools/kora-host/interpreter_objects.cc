@@ -1,6 +1,7 @@
 // Script commands on objects and values: instances, FolderItems and host
 // files, properties, method calls, variables, and the registry listing.
 #include <cstdio>
+#include <filesystem>
 
 #include "interpreter.h"
 #include "method_call.h"
@@ -88,6 +89,15 @@ bool Interpreter::CmdWriteFile(ScriptLexer& lexer) {
   if (!file) return Fail("can't write " + path);
   const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
   if (std::fclose(file) != 0 || !written) return Fail("can't write " + path);
+  return true;
+}
+
+// mkdir "PATH": makes a folder (for example where the engine wants a file).
+bool Interpreter::CmdMkdir(ScriptLexer& lexer) {
+  std::string path;
+  if (!TextArg(lexer, "path", &path) || !ExpectEnd(lexer)) return false;
+  std::error_code error;
+  if (!std::filesystem::create_directory(World().ResolvePath(path), error)) return Fail("can't make " + path);
   return true;
 }
 

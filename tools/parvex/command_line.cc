@@ -1,6 +1,7 @@
 // Options and arguments of the shell.
 #include "command_line.h"
 
+#include <charconv>
 #include <string_view>
 
 namespace parvex::shell {
@@ -23,6 +24,20 @@ bool ParseCommandLine(int argc, const char* const* argv, CommandLine* commandLin
       commandLine->headers = false;
     } else if (arg == "--bail") {
       commandLine->bail = true;
+    } else if (arg == "--readonly") {
+      commandLine->readOnly = true;
+    } else if (arg == "--no-sync") {
+      commandLine->noSync = true;
+    } else if (arg == "--timeout") {
+      const std::string_view value = i + 1 < argc ? std::string_view(argv[i + 1]) : std::string_view();
+      int32_t milliseconds = -1;
+      const auto parsed = std::from_chars(value.data(), value.data() + value.size(), milliseconds);
+      if (value.empty() || parsed.ec != std::errc() || parsed.ptr != value.data() + value.size() || milliseconds < 0) {
+        *error = "--timeout needs a number of milliseconds";
+        return false;
+      }
+      commandLine->timeoutMs = milliseconds;
+      ++i;
     } else if (arg == "--help" || arg == "-h") {
       commandLine->help = true;
       return true;
@@ -56,6 +71,10 @@ std::string UsageText() {
          "  --headers      show column names (list mode hides them by default)\n"
          "  --no-headers   hide column names\n"
          "  --bail         stop at the first failed statement\n"
+         "  --readonly     open FILE read-only (other readers may share it; no writer)\n"
+         "  --timeout MS   wait up to MS milliseconds for another process to let go of FILE\n"
+         "  --no-sync      do not wait for the disk at commits: faster, but a power loss\n"
+         "                 can lose committed work or damage the file\n"
          "  --help         show this text\n"
          "\n"
          "Exit status: 0 when every statement succeeded, 1 when one failed, 2 for a usage\n"

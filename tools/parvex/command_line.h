@@ -5,6 +5,7 @@
 // option, no FILE) makes the shell print the usage and exit with code 2.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,6 +21,9 @@ struct CommandLine {
   std::optional<bool> headers;
   bool bail = false;
   bool help = false;
+  bool readOnly = false;
+  bool noSync = false;
+  int32_t timeoutMs = 0;
 };
 
 // False with `error` set for a usage error.

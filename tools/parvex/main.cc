@@ -36,8 +36,13 @@ int RunShell(int argc, char** argv) {
   }
 
   ParvexStatus status;
+  ParvexOpenOptions options;
+  options.create = true;
+  options.readOnly = commandLine.readOnly;
+  options.noSync = commandLine.noSync;
+  options.lockTimeoutMs = commandLine.timeoutMs;
   std::unique_ptr<ParvexDatabase> database(
-      ParvexOpenDatabase(string(commandLine.databasePath, kEncodingUTF8), true, &status));
+      ParvexOpenDatabase(string(commandLine.databasePath, kEncodingUTF8), options, &status));
   if (!database) {
     std::cerr << "parvex: cannot open " << commandLine.databasePath << ": "
               << OneLine(status.Description().view()) << '\n';

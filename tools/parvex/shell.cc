@@ -117,7 +117,7 @@ void Shell::Close() {
   // which the database's transaction test does not see).
   if (mExplicitTransaction) {
     std::cerr << "warning: the transaction begun with BEGIN was not committed; its changes were rolled back\n";
-    mDatabase->Rollback();
+    RollbackNow();
   }
   mExplicitTransaction = false;
 }
@@ -169,7 +169,8 @@ void Shell::RunStatement(const std::string& sql) {
   if (failed || IsWarningState(status.State())) ReportStatus(status);
 
   const bool endsTransaction = kind == StatementKind::kCommit || kind == StatementKind::kRollback;
-  if (endsTransaction && !failed) {
+  // A COMMIT that failed has rolled the transaction back: it is over too.
+  if (endsTransaction && (!failed || !mDatabase->TransactionInProgress())) {
     mExplicitTransaction = false;  // the engine committed or rolled back
     return;
   }
@@ -189,13 +190,21 @@ void Shell::FinishChange(bool failed, bool isQuery) {
     if (!isQuery) CommitNow();
   } else if (mDatabase->TransactionInProgress()) {
     // A rollback reloads every table: only when the statement left something behind.
-    mDatabase->Rollback();
+    RollbackNow();
   }
 }
 
 void Shell::CommitNow() {
   BusyIndicator busy("Committing");
-  mDatabase->Commit();
+  ParvexStatus status;
+  mDatabase->Commit(&status);
+  if (IsErrorState(status.State())) ReportStatus(status);
+}
+
+void Shell::RollbackNow() {
+  ParvexStatus status;
+  mDatabase->Rollback(&status);
+  if (IsErrorState(status.State())) ReportStatus(status);
 }
 
 void Shell::ReportStatus(const ParvexStatus& status) {

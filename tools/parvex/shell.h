@@ -65,7 +65,9 @@ class Shell {
 
   // Autocommit after a statement or a command that changed the database.
   void FinishChange(bool failed, bool isQuery);
+  // Commit or roll back outside a COMMIT or ROLLBACK statement, reporting a failure.
   void CommitNow();
+  void RollbackNow();
 
   // Failure reporting: a status as "[SSSSS] DESCRIPTION", or a message line.
   void ReportStatus(const ParvexStatus& status);

@@ -83,6 +83,14 @@ SELECT a FROM r;
 SELECT COUNT(*) FROM r;
 > 0
 
+-- The files CREATE TABLE makes at once go again with ROLLBACK: the database
+-- file is as last committed.
+CREATE TABLE gone (a Integer);
+.file gone.dat yes
+ROLLBACK;
+.file gone.dat no
+.file gone.map no
+
 -- DROP TABLE is pending like any change.
 CREATE TABLE d (a Integer);
 INSERT INTO d VALUES (7);
