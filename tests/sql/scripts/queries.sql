@@ -164,6 +164,16 @@ SELECT qty AS q FROM sales ORDER BY q DESC;
 > 4
 > 3
 > 1
+-- Text sorts without regard to case: letters fold to lower case before the
+-- bytes compare, so '_' (0x5F) comes before every letter.
+CREATE TABLE words (w String);
+INSERT INTO words VALUES ('b');
+INSERT INTO words VALUES ('_');
+INSERT INTO words VALUES ('A');
+SELECT w FROM words ORDER BY w;
+> _
+> A
+> b
 -- Text sorts without regard to case.
 SELECT DISTINCT region FROM sales ORDER BY region;
 > east
