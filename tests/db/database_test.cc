@@ -11,8 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "db_test_util.h"
-#include "sql/sql_test_util.h"
+#include "harness/engine.h"
 
 namespace parvex {
 namespace {
@@ -38,14 +37,14 @@ TEST_F(DatabaseTest, ACommitWithoutChangesWritesNothing) {
   db->Commit(&status);
   db.reset();
   // Opening writes nothing, nor does a commit with nothing pending.
-  const std::string before = ReadHostFile(path);
+  const std::string before = testing::ReadFile(path);
   db = Open(path, false, &status);
   ASSERT_NE(db, nullptr);
   db->Commit(&status);
   Exec(*db, "COMMIT");
   EXPECT_EQ(Rows(*db, "SELECT a FROM t"), std::vector<std::string>{"1"});
   db.reset();
-  EXPECT_EQ(ReadHostFile(path), before);
+  EXPECT_EQ(testing::ReadFile(path), before);
 }
 
 TEST_F(DatabaseTest, NullStatusPointersMakeErrorsSilent) {

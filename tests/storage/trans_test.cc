@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "sql/sql_test_util.h"
+#include "harness/engine.h"
 #include "storage/file_access.h"
 #include "storage/index.h"
 #include "storage/record_storage.h"

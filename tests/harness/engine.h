@@ -1,4 +1,5 @@
-// Short ways to run SQL and read results in engine tests.
+// Short ways to open a database file, run SQL and read results in C++ tests
+// (scripts are the usual way: tests/harness/sql_script.h).
 #pragma once
 
 #include <gtest/gtest.h>
@@ -14,6 +15,11 @@
 #include "sql/execute.h"
 
 namespace parvex {
+
+// Opens (or creates) the database file at `path`.
+inline std::unique_ptr<ParvexDatabase> Open(const std::string& path, bool create, ParvexStatus* status) {
+  return std::unique_ptr<ParvexDatabase>(ParvexOpenDatabase(string(path), create, status));
+}
 
 // Runs one statement through ParvexSQLExecute; returns "[SQLSTATE] message".
 inline std::string Exec(ParvexDatabase& db, const std::string& sql) {
