@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -21,66 +23,29 @@
 namespace parvex::testing {
 namespace {
 
-enum class StepKind { kStatement, kReopen, kTransaction, kFile };
-enum class EntryPoint { kAuto, kExecute, kQuery };
-
-// One statement or directive of a script, with the expectations behind it.
+// One statement or directive of a script (0-based line indexes), with the
+// expectations the script gives for it.
 struct Step {
-  StepKind kind = StepKind::kStatement;
-  size_t firstLine = 0;  // 0-based line indexes in the script
-  size_t lastLine = 0;
-  std::string text;  // the statement, or a directive's argument
-  EntryPoint entry = EntryPoint::kAuto;
+  size_t first = 0;
+  size_t last = 0;
+  std::string directive;  // ".reopen", ".transaction", ".file", ".execute", ".query", or empty
+  std::string text;       // the statement, or the directive's argument
   bool expectColumns = false;
   bool expectStatus = false;
-  bool flag = false;  // the yes/no of a check
+  bool IsStatement() const { return directive.empty() || directive == ".execute" || directive == ".query"; }
 };
-
-std::string Trim(const std::string& s) {
-  const size_t b = s.find_first_not_of(" \t\r");
-  if (b == std::string::npos) return "";
-  const size_t e = s.find_last_not_of(" \t\r");
-  return s.substr(b, e - b + 1);
-}
 
 std::string TrimRight(const std::string& s) {
   const size_t e = s.find_last_not_of(" \t\r");
   return e == std::string::npos ? "" : s.substr(0, e + 1);
 }
 
-bool IsExpectation(const std::string& trimmed) {
-  return !trimmed.empty() && (trimmed[0] == '>' || trimmed[0] == ':' || trimmed[0] == '!');
+std::string Trim(const std::string& s) {
+  const std::string right = TrimRight(s);
+  return right.substr(std::min(right.size(), right.find_first_not_of(" \t")));
 }
 
-// A directive line as a step; false (after a failure) for an unknown one.
-bool ParseDirective(const std::string& line, size_t index, const std::string& where, Step* step) {
-  std::istringstream words(line);
-  std::string directive;
-  words >> directive;
-  std::string rest;
-  std::getline(words, rest);
-  rest = Trim(rest);
-  step->firstLine = step->lastLine = index;
-  if (directive == ".execute" || directive == ".query") {
-    step->entry = directive == ".execute" ? EntryPoint::kExecute : EntryPoint::kQuery;
-    step->text = rest;
-    if (!step->text.empty() && step->text.back() == ';') step->text.pop_back();
-  } else if (directive == ".reopen") {
-    step->kind = StepKind::kReopen;
-  } else if (directive == ".transaction") {
-    step->kind = StepKind::kTransaction;
-    step->flag = rest == "yes";
-  } else if (directive == ".file") {
-    step->kind = StepKind::kFile;
-    const size_t blank = rest.rfind(' ');
-    step->text = rest.substr(0, blank);
-    step->flag = blank != std::string::npos && rest.substr(blank + 1) == "yes";
-  } else {
-    ADD_FAILURE() << where << ": unknown directive " << directive;
-    return false;
-  }
-  return true;
-}
+bool IsExpectation(const std::string& t) { return !t.empty() && (t[0] == '>' || t[0] == ':' || t[0] == '!'); }
 
 // Reads the script's lines into steps and marks its expectation lines;
 // malformed lines fail the test.
@@ -89,48 +54,44 @@ std::vector<Step> ParseSteps(const std::vector<std::string>& lines, const std::s
   std::vector<Step> steps;
   expectationLines->assign(lines.size(), false);
   bool inStatement = false;
-  auto finish = [&steps] {
-    Step& s = steps.back();
-    s.text = Trim(s.text);
-    s.text.pop_back();  // the ';'
-  };
   for (size_t i = 0; i < lines.size(); ++i) {
     const std::string t = Trim(lines[i]);
-    const std::string where = name + ":" + std::to_string(i + 1);
-    if (inStatement) {
-      steps.back().text += "\n" + lines[i];
-      steps.back().lastLine = i;
-      if (!t.empty() && t.back() == ';') {
-        finish();
-        inStatement = false;
-      }
-    } else if (t.empty() || t.rfind("--", 0) == 0) {
-      continue;
-    } else if (IsExpectation(t)) {
+    const std::string where = name + ":" + std::to_string(i + 1) + ": ";
+    if (!inStatement && (t.empty() || t.rfind("--", 0) == 0)) continue;
+    if (!inStatement && IsExpectation(t)) {
       (*expectationLines)[i] = true;
-      if (steps.empty() || steps.back().kind != StepKind::kStatement) {
-        ADD_FAILURE() << where << ": '" << t[0] << "' without a statement";
+      if (steps.empty() || !steps.back().IsStatement()) {
+        ADD_FAILURE() << where << "'" << t[0] << "' without a statement";
+      } else if (t[0] != '>') {
+        (t[0] == ':' ? steps.back().expectColumns : steps.back().expectStatus) = true;
+      }
+      continue;
+    }
+    if (!inStatement && t[0] == '.') {
+      const size_t blank = t.find(' ');
+      Step step{i, i, t.substr(0, blank), blank == std::string::npos ? "" : Trim(t.substr(blank)), false, false};
+      static const char* kDirectives[] = {".reopen", ".transaction", ".file", ".execute", ".query"};
+      if (std::find(std::begin(kDirectives), std::end(kDirectives), step.directive) == std::end(kDirectives)) {
+        ADD_FAILURE() << where << "unknown directive " << step.directive;
         continue;
       }
-      Step& s = steps.back();
-      if (t[0] == ':') s.expectColumns = true;
-      if (t[0] == '!') s.expectStatus = true;
-    } else if (t[0] == '.') {
-      Step step;
-      if (ParseDirective(t, i, where, &step)) steps.push_back(step);
-    } else {
-      Step step;
-      step.firstLine = step.lastLine = i;
-      step.text = lines[i];
+      if (step.IsStatement() && !step.text.empty() && step.text.back() == ';') step.text.pop_back();
       steps.push_back(step);
-      if (t.back() == ';') {
-        finish();
-      } else {
-        inStatement = true;
-      }
+      continue;
+    }
+    if (inStatement) {
+      steps.back().text += "\n" + lines[i];
+      steps.back().last = i;
+    } else {
+      steps.push_back(Step{i, i, "", lines[i], false, false});
+    }
+    inStatement = t.empty() || t.back() != ';';
+    if (!inStatement) {
+      steps.back().text = Trim(steps.back().text);
+      steps.back().text.pop_back();  // the ';'
     }
   }
-  if (inStatement) ADD_FAILURE() << name << ":" << steps.back().firstLine + 1 << ": statement without ';'";
+  if (inStatement) ADD_FAILURE() << name << ":" << steps.back().first + 1 << ": statement without ';'";
   return steps;
 }
 
@@ -150,11 +111,6 @@ std::string Join(const ParvexTable& table, long row) {
   return out;
 }
 
-bool IsQuery(const Step& step) {
-  if (step.entry != EntryPoint::kAuto) return step.entry == EntryPoint::kQuery;
-  return StatementKindOf(step.text) == StatementKind::kQuery;
-}
-
 // Runs one statement; returns its actual expectation lines.
 std::vector<std::string> RunStatement(const Step& step, ParvexDatabase& db) {
   // Start from a status that no statement leaves behind, so that every path
@@ -162,7 +118,8 @@ std::vector<std::string> RunStatement(const Step& step, ParvexDatabase& db) {
   ParvexStatus status(kPXFeatureNotSupported, string("status untouched"));
   db.UpdateClock();
   std::unique_ptr<ParvexTable> result;
-  const bool query = IsQuery(step);
+  const bool query = step.directive.empty() ? StatementKindOf(step.text) == StatementKind::kQuery
+                                            : step.directive == ".query";
   if (query) {
     result.reset(ParvexSQLQuery(string(step.text), db, &status, nullptr, nullptr, nullptr));
   } else {
@@ -208,31 +165,25 @@ void RunSqlScript(const std::filesystem::path& script, const std::function<void(
   std::unique_ptr<ParvexDatabase> db = Open(dbPath, true, prepare);
   if (!db) return;
 
-  // What each line becomes: expectation lines go, each step's actual ones
-  // follow its last line.
+  // What each line becomes: expectation lines go, each statement's actual
+  // ones follow its last line, checks show their actual answers.
   std::vector<std::vector<std::string>> after(lines.size());
   std::vector<std::string> rendered = lines;
   for (const Step& step : steps) {
-    SCOPED_TRACE(name + ":" + std::to_string(step.firstLine + 1) + ": " + step.text);
-    switch (step.kind) {
-      case StepKind::kReopen:
-        db.reset();
-        db = Open(dbPath, false, prepare);
-        if (!db) return;
-        break;
-      case StepKind::kTransaction:
-        if (db->TransactionInProgress() != step.flag) {
-          rendered[step.firstLine] = db->TransactionInProgress() ? ".transaction yes" : ".transaction no";
-        }
-        break;
-      case StepKind::kFile: {
-        const bool present = db->fileAccess && db->fileAccess->ContainsFile(string(step.text));
-        if (present != step.flag) rendered[step.firstLine] = ".file " + step.text + (present ? " yes" : " no");
-        break;
-      }
-      case StepKind::kStatement:
-        after[step.lastLine] = RunStatement(step, *db);
-        break;
+    SCOPED_TRACE(name + ":" + std::to_string(step.first + 1) + ": " + step.text);
+    if (step.IsStatement()) {
+      after[step.last] = RunStatement(step, *db);
+    } else if (step.directive == ".reopen") {
+      db.reset();
+      db = Open(dbPath, false, prepare);
+      if (!db) return;
+    } else {
+      const bool transaction = step.directive == ".transaction";
+      const std::string file = transaction ? "" : step.text.substr(0, step.text.rfind(' '));
+      const bool yes = transaction ? db->TransactionInProgress()
+                                   : db->fileAccess && db->fileAccess->ContainsFile(string(file));
+      const std::string answer = step.directive + (transaction ? "" : " " + file) + (yes ? " yes" : " no");
+      if (answer != Trim(lines[step.first])) rendered[step.first] = answer;
     }
   }
 
