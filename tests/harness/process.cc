@@ -11,12 +11,10 @@
 #include <cstdlib>
 
 namespace parvex::testing {
-namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Replaces the child's process image; never returns.
-[[noreturn]] void Exec(const ProcessRun& run) {
+[[noreturn]] void ExecProgram(const ProcessRun& run) {
   for (const auto& [name, value] : run.environment) {
     if (value) {
       setenv(name.c_str(), value->c_str(), 1);
@@ -37,8 +35,6 @@ using Clock = std::chrono::steady_clock;
   _exit(127);
 }
 
-}  // namespace
-
 std::string BuiltProgram(const std::string& name) { return std::string(PARVEX_BINARY_DIR) + "/" + name; }
 
 ProcessResult RunProcess(const ProcessRun& run) {
@@ -51,7 +47,7 @@ ProcessResult RunProcess(const ProcessRun& run) {
     dup2(out[1], STDOUT_FILENO);
     dup2(err[1], STDERR_FILENO);
     for (int fd : {in[0], in[1], out[0], out[1], err[0], err[1]}) close(fd);
-    Exec(run);
+    ExecProgram(run);
   }
   close(in[0]);
   close(out[1]);

@@ -28,6 +28,10 @@ struct ProcessResult {
 
 ProcessResult RunProcess(const ProcessRun& run);
 
+// In a child process: applies `run`'s environment and work folder and
+// replaces the process image with its program (its input is not used).
+[[noreturn]] void ExecProgram(const ProcessRun& run);
+
 // Paths of the programs the build makes, next to the test binaries.
 std::string BuiltProgram(const std::string& name);
 

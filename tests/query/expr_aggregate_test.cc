@@ -1,11 +1,10 @@
 // Aggregates over a group of record sets where SQL can't reach: argument
-// types SQL can't store, and DISTINCT against a plain search with Equals.
+// types SQL can't store. DISTINCT's hashing (case, -0.0, NaN) is checked by
+// tests/sql/scripts/expressions.sql.
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <cmath>
 #include <memory>
-#include <random>
 #include <vector>
 
 #include "query/expr_nodes.h"
@@ -69,51 +68,6 @@ TEST_F(AggregateTest, MinAndMaxCompareByTheArgumentsType) {
   PExprAggregate count(kAggCount, nullptr, false);
   ParvexValue out;
   EXPECT_FALSE(count.EvaluateInIsolation(&out, nullptr));  // no group
-}
-
-// The distinct list equals the one a front-to-back search with Equals builds,
-// for groups of one type family (hashed) and of mixed families (searched).
-TEST_F(AggregateTest, DistinctEqualsLinearSearchWithEquals) {
-  const std::vector<std::vector<ParvexValue>> families = {
-      {I(0), I(1), I(-1), I(7), ParvexValue::Boolean(true), ParvexValue::Boolean(false)},
-      {S("a"), S("A"), S("b"), S(""), S("Ab"), ParvexValue::Text(kTypeBinary, string("aB"))},
-      {D(0.0), D(-0.0), D(1.5), D(NAN), D(1.5), D(-2)},
-      {ParvexValue::Text(kTypeDate, string("2001-01-01")), ParvexValue::Text(kTypeDate, string("2001-01-0X")),
-       ParvexValue::Text(kTypeDate, string("2001-01-0x"))},
-      {ParvexValue::Text(kTypeTime, string("10:00")), ParvexValue::Text(kTypeTime, string("11:00"))},
-      {I(5), S("5"), S("05"), D(5), ParvexValue::Text(kTypeDate, string("5")), S("DATE 5")},
-  };
-  const std::vector<ParvexValue> nulls = {ParvexValue(), ParvexValue::Null(kTypeInteger),
-                                          ParvexValue::Null(kTypeString)};
-  std::mt19937 random(7);
-  for (int round = 0; round < 400; ++round) {
-    const auto& family = families[round % families.size()];
-    const bool mixed = round % 7 == 0;
-    std::vector<ParvexValue> values;
-    const int n = std::uniform_int_distribution<int>(0, 12)(random);
-    for (int i = 0; i < n; ++i) {
-      const int pick = std::uniform_int_distribution<int>(0, 9)(random);
-      if (pick == 0) {
-        values.push_back(nulls[static_cast<size_t>(i) % nulls.size()]);
-      } else if (mixed && pick == 1) {
-        const auto& other = families[std::uniform_int_distribution<size_t>(0, families.size() - 1)(random)];
-        values.push_back(other[std::uniform_int_distribution<size_t>(0, other.size() - 1)(random)]);
-      } else {
-        values.push_back(family[std::uniform_int_distribution<size_t>(0, family.size() - 1)(random)]);
-      }
-    }
-    std::vector<ParvexValue> expected;
-    for (const ParvexValue& v : values) {
-      bool found = false;
-      for (const ParvexValue& e : expected) found = found || e.Equals(v);
-      if (!found) expected.push_back(v);
-    }
-    int32_t expectedSum = 0;
-    for (const ParvexValue& v : expected) expectedSum += v.GetInteger();
-    Fill(kTypeInteger, values);
-    EXPECT_EQ(Aggregate(kAggCount, true).GetInteger(), static_cast<int32_t>(expected.size())) << round;
-    EXPECT_EQ(Aggregate(kAggSum, true).GetInteger(), expectedSum) << round;
-  }
 }
 
 }  // namespace

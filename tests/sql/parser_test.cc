@@ -1,5 +1,5 @@
-// The grammar where .parse can't show it: the error listener, the trees
-// errors discard, and the nesting limit. The statements' printed forms and
+// The grammar where .parse can't show it: the trees errors discard, and the
+// nesting limit. The statements' printed forms and
 // error codes are checked by tests/tools/scripts/parsing.sql.
 #include <gtest/gtest.h>
 
@@ -54,22 +54,6 @@ TEST(ParserTest, ErrorsThatDiscardTheTree) {
   // Other errors leave the partial tree to the caller.
   auto partial = Parse("SELECT 1,2 FROM 42");
   EXPECT_NE(partial.root, nullptr);
-}
-
-TEST(ParserTest, ErrorListenerHearsEveryCode) {
-  struct Recorder : ParvexSQLParser::ErrorListener {
-    std::vector<long> codes;
-    void ParserError(ParvexSQLParser::ErrorType code) override { codes.push_back(code); }
-  } recorder;
-  ParvexSQLParser parser;
-  parser.SetErrorListener(&recorder);
-  // DATE without its text, then a range variable that is not a word.
-  parser.Evaluate(string("SELECT DATE 5 FROM t AS 5"));
-  EXPECT_EQ(recorder.codes, (std::vector<long>{Parser::kErrDatetimeIncomplete, Parser::kErrRangeVarExpected}));
-  EXPECT_EQ(parser.LastError(), Parser::kErrRangeVarExpected);
-  // The next statement starts without an error.
-  parser.Evaluate(string("SELECT 1"));
-  EXPECT_EQ(parser.LastError(), Parser::kNoError);
 }
 
 std::string Repeat(const std::string& piece, int count) {

@@ -21,41 +21,34 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Replaces the child's process image with the shell; never returns.
-[[noreturn]] void ExecShell(const std::vector<std::string>& args, const std::string& home) {
-  if (!home.empty()) setenv("HOME", home.c_str(), 1);
-  std::vector<std::string> all = {::parvex::testing::BuiltProgram("parvex")};
-  all.insert(all.end(), args.begin(), args.end());
-  std::vector<char*> argv;
-  for (std::string& arg : all) argv.push_back(arg.data());
-  argv.push_back(nullptr);
-  execv(argv[0], argv.data());
-  std::perror("execv");
-  _exit(127);
-}
-
 int ExitCodeOf(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : -1; }
+
+// The shell with `args`, HOME at `home` when given.
+::parvex::testing::ProcessRun ShellRun(const std::vector<std::string>& args, const std::string& home) {
+  ::parvex::testing::ProcessRun run;
+  run.argv = {::parvex::testing::BuiltProgram("parvex")};
+  run.argv.insert(run.argv.end(), args.begin(), args.end());
+  if (!home.empty()) run.environment["HOME"] = home;
+  return run;
+}
 
 }  // namespace
 
 ShellResult RunShell(const std::vector<std::string>& args, const std::string& input) {
-  ::parvex::testing::ProcessRun run;
-  run.argv = {::parvex::testing::BuiltProgram("parvex")};
-  run.argv.insert(run.argv.end(), args.begin(), args.end());
+  ::parvex::testing::ProcessRun run = ShellRun(args, "");
   run.input = input;
   return ::parvex::testing::RunProcess(run);
 }
 
 PtySession::PtySession(const std::vector<std::string>& args, const std::string& home) {
+  ::parvex::testing::ProcessRun run = ShellRun(args, home);
+  run.environment["TERM"] = "xterm";
   struct winsize size = {};
   size.ws_row = 30;
   size.ws_col = 100;
   mPid = forkpty(&mMaster, nullptr, nullptr, &size);
   if (mPid < 0) throw std::runtime_error("forkpty failed");
-  if (mPid == 0) {
-    setenv("TERM", "xterm", 1);
-    ExecShell(args, home);
-  }
+  if (mPid == 0) ::parvex::testing::ExecProgram(run);
   fcntl(mMaster, F_SETFL, fcntl(mMaster, F_GETFL) | O_NONBLOCK);
 }
 

@@ -117,6 +117,16 @@ SELECT COUNT(*), COUNT(i), COUNT(DISTINCT i), SUM(i), SUM(DISTINCT i), SUM(d), A
 > 4 | 4 | 3 | -2147483647 | -2147483648 | 12 | 3 | 3.3333333333333335 | 0
 SELECT MAX(s), MIN(s), MAX(DISTINCT s), MAX(i), MIN(d) FROM g;
 > b | 10 | b | 2147483647 | 1
+-- DISTINCT inside an aggregate keeps values Equals tells apart: texts
+-- without regard to case, 0.0 and -0.0 as one, every NaN on its own.
+CREATE TABLE dv (d Double, s String);
+INSERT INTO dv VALUES (0.0, 'b');
+INSERT INTO dv VALUES ('-0.0', 'B');
+INSERT INTO dv VALUES ('nan', 'a');
+INSERT INTO dv VALUES ('nan', 'A');
+INSERT INTO dv VALUES (1.5, 'b');
+SELECT COUNT(DISTINCT d), COUNT(DISTINCT s) FROM dv;
+> 4 | 2
 -- An aggregate anywhere in the select list makes a grouped query.
 SELECT COUNT(*) + 1, UPPER(MAX(s)) FROM g;
 > 5 | B
