@@ -167,7 +167,11 @@ ParvexTable* CreateTable(ParvexDatabase& db, const std::string& tableName, std::
   *changed = true;
   ParvexTable* table = db.FindTable(string(tableName));
   if (IsErrorState(status.State()) || table == nullptr) {
-    *error = "[" + std::string(status.Code()) + "] " + status.Description().str();
+    std::string message(1, '[');
+    message += status.Code();
+    message += "] ";
+    message += status.Description().view();
+    *error = std::move(message);
     return nullptr;
   }
   for (Target& target : *targets) {
