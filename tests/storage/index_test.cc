@@ -73,25 +73,23 @@ TEST(IndexTest, LookupFollowsEntryOrder) {
   EXPECT_EQ(index.QtyEntries(), 3u);
 }
 
+// Keys match as ParvexValue::Equals says, the entry's value on the left
+// (the scan model below checks the hash against Equals on random keys).
 TEST(IndexTest, LookupFollowsValueEqualityAcrossTypes) {
   ParvexIndex index(Columns({1}));
   index.Add(Key{ParvexValue::Text(kTypeDate, "2001-02-03")}, 1);
-  index.Add(Key{ParvexValue::Double(1.0)}, 2);
   index.Add(Key{ParvexValue::Double(std::nan(""))}, 3);
   index.Add(Key{ParvexValue()}, 4);
   index.Add(Key{I(5)}, 5);
-  EXPECT_EQ(index.Lookup(Key{ParvexValue::Text(kTypeDate, "2001-02-03")}), 1u);
   EXPECT_EQ(index.Lookup(Key{S("2001-02-03")}), 1u);
   // A Timestamp compares as its SQL text, keyword included.
   EXPECT_EQ(index.Lookup(Key{ParvexValue::Text(kTypeTimestamp, "2001-02-03")}), kInvalidRowID);
+  // A Double entry reads the other value's payload as a double.
   index.Add(Key{ParvexValue::Double(0.0)}, 6);
   EXPECT_EQ(index.Lookup(Key{ParvexValue::Double(-0.0)}), 6u);
   EXPECT_EQ(index.Lookup(Key{ParvexValue::Double(std::nan(""))}), kInvalidRowID);
   EXPECT_EQ(index.Lookup(Key{ParvexValue::Null(kTypeInteger)}), 4u);
-  EXPECT_EQ(index.Lookup(Key{S("5 apples")}), 5u);  // an Integer entry reads the text as a number
-  // A Double entry reads the other value's payload as a double, and a
-  // string's is 0.0.
-  EXPECT_EQ(index.Lookup(Key{S("zzz")}), 6u);
+  EXPECT_EQ(index.Lookup(Key{S("5 apples")}), 5u);
 }
 
 // Values drawn from a small pool so that equal, case-different and
