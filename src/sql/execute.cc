@@ -67,6 +67,7 @@ ParvexTable* RunSelect(const SQLSelectNode& select, ParvexDatabase& db, ParvexSt
                        SimpleVector<long>* columnIDs) {
   ParvexQuery query;
   query.database = &db;
+  query.executor = db.queryExecutor;
   query.distinct = select.distinct;
 
   SimpleVector<string> localNames;

@@ -176,6 +176,7 @@ void ExecuteDelete(const SQLDeleteNode& node, ParvexDatabase& db, ParvexStatus* 
   }
   ParvexQuery query;
   query.database = &db;
+  query.executor = db.queryExecutor;
   query.tables.push_back(table);
   auto rowID = std::make_unique<PExprField>(0, 0);
   rowID->name = string(kRowIDColumnName);

@@ -96,6 +96,7 @@ TEST(QueryTest, JoinsVisitInStackOrderAndPruneEarly) {
     auto b = c.b.empty() ? nullptr : Numbers("b", c.b);
     ParvexQuery query;
     Prepare(query, {a.get(), b ? b.get() : a.get()}, {{0, 0}, {1, 1}});
+    query.executor = QueryExecutor::kReference;  // `combinations` counts the work stack's record sets
     query.where = std::move(c.where);
     auto result = Execute(query);
     ASSERT_NE(result, nullptr);
@@ -106,6 +107,28 @@ TEST(QueryTest, JoinsVisitInStackOrderAndPruneEarly) {
       EXPECT_EQ(b->getRowIDsCalls, 1);
     }
   }
+}
+
+// A hash join must still visit the rows whose key it cannot read: there the
+// comparison is unknown, and a lone unknown comparison leaves its left
+// operand behind, which passes when non-zero.
+TEST(QueryTest, HashJoinVisitsRowsWhoseKeyCannotBeRead) {
+  auto a = Numbers("a", {1, 2, 0});
+  auto b = Numbers("b", {2, 1});
+  b->order = {1, 99, 2};  // 99 has no row
+  std::vector<std::string> results[2];
+  for (const QueryExecutor executor : {QueryExecutor::kReference, QueryExecutor::kFast}) {
+    ParvexQuery query;
+    Prepare(query, {a.get(), b.get()}, {{0, 1}, {1, 0}});
+    query.executor = executor;
+    query.where = Compare(kCompareEqual, Field(0, 1), Field(1, 1));
+    auto result = Execute(query);
+    ASSERT_NE(result, nullptr);
+    const Texts_ left = Texts(*result, 0), right = Texts(*result, 1);
+    for (size_t r = 0; r < left.size(); ++r) results[executor == QueryExecutor::kFast].push_back(left[r] + "|" + right[r]);
+  }
+  EXPECT_EQ(results[0], (Texts_{"2|1", "2|NULL", "1|NULL", "1|2"}));
+  EXPECT_EQ(results[1], results[0]);
 }
 
 }  // namespace

@@ -123,6 +123,9 @@ ParvexValue RandomValue(std::mt19937& random) {
   }
 }
 
+// The linear lookup (a scan of the entries in order) is the reference for
+// Lookup (its first match) and LookupAll (every match); the type census must
+// count what the entries hold.
 TEST(IndexTest, LookupAgreesWithAScanForTheFirstMatchingEntry) {
   std::mt19937 random(77);
   ParvexIndex index(Columns({3, 4}));
@@ -134,13 +137,17 @@ TEST(IndexTest, LookupAgreesWithAScanForTheFirstMatchingEntry) {
       index.Add(Key{RandomValue(random), RandomValue(random)}, row);
     }
     const Key probe{RandomValue(random), RandomValue(random)};
-    RowID expected = kInvalidRowID;
+    std::vector<RowID> expected;
+    bool allIntegers = true;
     index.ForEachEntry([&](const ParvexIndexEntry& entry) {
-      if (expected == kInvalidRowID && entry.Matches(probe)) expected = entry.rowID;
+      if (entry.Matches(probe)) expected.push_back(entry.rowID);
+      allIntegers = allIntegers && (entry.values[0].IsNull() || entry.values[0].Type() == kTypeInteger);
     });
-    ASSERT_EQ(index.Lookup(probe), expected)
+    ASSERT_EQ(index.Lookup(probe), expected.empty() ? kInvalidRowID : expected[0])
         << "step " << step << ": " << probe.values[0].GetString().view() << ", "
         << probe.values[1].GetString().view();
+    ASSERT_EQ(index.LookupAll(probe), expected) << "step " << step;
+    ASSERT_EQ(index.AllValuesOfType(0, kTypeInteger), allIntegers) << "step " << step;
   }
 }
 
