@@ -1,7 +1,7 @@
 // Fuzz target for the engine end to end, in two modes chosen by the input.
 //
 // Script mode: every line is a statement run against a new database file
-// (text starting with "select" through ParvexSQLQuery, whose result is read
+// (a query, by its first word, through ParvexSQLQuery, whose result is read
 // completely, the rest through ParvexSQLExecute); the lines "!c", "!r" and
 // "!o" commit, roll back and reopen. Queries whose joins would enumerate more
 // than a bounded number of combinations are skipped, so that no input runs
@@ -32,6 +32,7 @@
 #include "db/recover.h"
 #include "sql/execute.h"
 #include "sql/parser.h"
+#include "sql/sql_dialect.h"
 
 namespace {
 
@@ -121,7 +122,7 @@ void RunScript(std::string_view text) {
       if (cost > kMaxCombinations) continue;
       ParvexStatus status;
       db->UpdateClock();
-      if (line.size() >= 6 && CompareNoCase(std::string_view(line).substr(0, 6), "select") == 0) {
+      if (StatementKindOf(line) == StatementKind::kQuery) {
         std::unique_ptr<ParvexTable> result(ParvexSQLQuery(string(line), *db, &status, nullptr, nullptr, nullptr));
         if (result) ReadAll(*result);
       } else {

@@ -38,6 +38,13 @@ namespace parvex {
 class ParvexFileAccess;
 class ParvexFileSystem;
 
+// Which executor runs the queries of a database (SELECT, and the row
+// selection of UPDATE, DELETE and INSERT ... SELECT). Both return the same
+// rows in the same order; kReference runs the plain described algorithms
+// (nested-loop enumeration with pruning, linear DISTINCT, grouping by sorted
+// key strings) and exists so that tests can compare the two.
+enum class QueryExecutor { kFast, kReference };
+
 class ParvexDatabase {
  public:
   // Takes ownership of `fileAccess` and, when it is not null, creates the
@@ -105,6 +112,7 @@ class ParvexDatabase {
   string currentTime;
   string currentTimestamp;
   string escapeOption;
+  QueryExecutor queryExecutor = QueryExecutor::kFast;
   ParvexFileAccess* fileAccess = nullptr;  // owned; null when no data files are available
 
  private:

@@ -265,8 +265,7 @@ void ParvexDatabase::ReplaceSchemaData(const string& data, ParvexStatus* status)
   fileAccess->DeleteFile(string(kSchemaTableName) + kMapFileSuffix);
   auto* schema = new ParvexSchema(fileAccess);
   tables.push_back(schema);
-  // The new schema's tables see whatever data files of their names exist.
-  schema->LoadAllTables(tables, ParvexTrans::MissingFiles::kCreate);
+  schema->LoadAllTables(tables);
   // The replacement is one transaction of its own: all of it or none.
   ParvexStatus ignored;
   if (status && IsErrorState(status->State())) {

@@ -81,10 +81,9 @@ void ParvexSchema::PopulateInitialSchema() {
   Commit();
 }
 
-std::unique_ptr<ParvexTrans> ParvexSchema::BuildTable(const string& tableName, const SimpleVector<RowID>& rows,
-                                                      ParvexTrans::MissingFiles missing) {
+std::unique_ptr<ParvexTrans> ParvexSchema::BuildTable(const string& tableName, const SimpleVector<RowID>& rows) {
   if (rows.empty()) return nullptr;
-  auto table = std::make_unique<ParvexTrans>(FileAccess(), tableName, missing);
+  auto table = std::make_unique<ParvexTrans>(FileAccess(), tableName);
   // A table whose files are damaged stays, so that using it says so.
   if (!table->Valid() && !table->IsDamaged()) return nullptr;
   std::unordered_set<int32_t> ids;
@@ -106,7 +105,7 @@ std::unique_ptr<ParvexTrans> ParvexSchema::BuildTable(const string& tableName, c
   return table;
 }
 
-std::unique_ptr<ParvexTrans> ParvexSchema::LoadTable(const string& tableName, ParvexTrans::MissingFiles missing) {
+std::unique_ptr<ParvexTrans> ParvexSchema::LoadTable(const string& tableName) {
   SimpleVector<RowID> all;
   GetRowIDs(&all);
   SimpleVector<RowID> rows;
@@ -117,7 +116,7 @@ std::unique_ptr<ParvexTrans> ParvexSchema::LoadTable(const string& tableName, Pa
       rows.push_back(row);
     }
   }
-  return BuildTable(tableName, rows, missing);
+  return BuildTable(tableName, rows);
 }
 
 void ParvexSchema::ReloadTable(ParvexTrans** table) {
@@ -126,11 +125,11 @@ void ParvexSchema::ReloadTable(ParvexTrans** table) {
   const RowID lastRow = (*table)->LastRowIDCounter();
   const uint32_t lastColumn = (*table)->LastColumnIDCounter();
   delete *table;
-  *table = LoadTable(tableName, ParvexTrans::MissingFiles::kDamage).release();
+  *table = LoadTable(tableName).release();
   if (*table) (*table)->RaiseCounters(lastRow, lastColumn);
 }
 
-void ParvexSchema::LoadAllTables(SimpleVector<ParvexTable*>& tables, ParvexTrans::MissingFiles missing) {
+void ParvexSchema::LoadAllTables(SimpleVector<ParvexTable*>& tables) {
   // One pass over the schema groups the rows by table name (first spelling
   // wins), keeping the order of each table's first row.
   SimpleVector<RowID> all;
@@ -151,7 +150,7 @@ void ParvexSchema::LoadAllTables(SimpleVector<ParvexTable*>& tables, ParvexTrans
     if (it->second != SIZE_MAX) rowsOf[it->second].push_back(row);
   }
   for (size_t i = 0; i < names.size(); ++i) {
-    if (auto table = BuildTable(names[i], rowsOf[i], missing)) tables.push_back(table.release());
+    if (auto table = BuildTable(names[i], rowsOf[i])) tables.push_back(table.release());
   }
 }
 

@@ -39,28 +39,24 @@ class ParvexSchema : public ParvexTrans {
   // Adds one pending schema row; returns its row ID (kInvalidRowID on refusal).
   RowID AddSchemaRow(const string& tableName, long columnID, const string& columnName, long typeCode,
                      long length, bool notNull, const string& defaultValue);
-  // A new table object built from the schema rows of `tableName`, or null
-  // when the name has no rows. Its data file is created when missing
-  // (`missing`); otherwise a table without its files comes back damaged.
-  std::unique_ptr<ParvexTrans> LoadTable(const string& tableName,
-                                         ParvexTrans::MissingFiles missing = ParvexTrans::MissingFiles::kCreate);
+  // A new table object built from the schema rows of `tableName` (its files
+  // are created when missing), or null when the name has no rows. A table
+  // whose files can't be opened, or whose columns share an ID, comes back
+  // damaged.
+  std::unique_ptr<ParvexTrans> LoadTable(const string& tableName);
   // Replaces *table with a freshly loaded object of the same name whose
   // counters are at least the old object's. *table becomes null when the
   // table has no schema rows any more.
   void ReloadTable(ParvexTrans** table);
   // Appends every user table, in the order of each table's first schema row.
-  // The tables' data files must be there (a table without them is loaded
-  // damaged) unless `missing` says to create them.
-  void LoadAllTables(SimpleVector<ParvexTable*>& tables,
-                     ParvexTrans::MissingFiles missing = ParvexTrans::MissingFiles::kDamage);
+  void LoadAllTables(SimpleVector<ParvexTable*>& tables);
   // Adds (and commits) the seven rows that describe `_schema`.
   void PopulateInitialSchema();
 
  private:
   // Builds the table named `tableName` from its schema rows (row IDs into
   // this table); null when there are none.
-  std::unique_ptr<ParvexTrans> BuildTable(const string& tableName, const SimpleVector<RowID>& rows,
-                                          ParvexTrans::MissingFiles missing);
+  std::unique_ptr<ParvexTrans> BuildTable(const string& tableName, const SimpleVector<RowID>& rows);
 };
 
 }  // namespace parvex

@@ -1,10 +1,14 @@
-// ParvexTempTable: chunked value store, row handles, ORDER BY sorting.
+// ParvexTempTable: encoded value chunks, row handles, ORDER BY sorting.
 #include "db/temp_table.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 #include <numeric>
 #include <utility>
+
+#include "core/value_codec.h"
+#include "platform/text_encoding.h"
 
 namespace parvex {
 
@@ -12,6 +16,18 @@ namespace {
 
 // What a missing value (a key column past a row's values) reads as.
 const ParvexValue kMissingValue{};
+
+// The first eight bytes of a text folded to lower case, as a big-endian
+// number (zero bytes after a shorter text): comparing two such numbers
+// agrees with CompareNoCase whenever they differ.
+uint64_t FoldedPrefix(std::string_view text) {
+  uint64_t prefix = 0;
+  for (size_t i = 0; i < 8; ++i) {
+    const auto c = static_cast<unsigned char>(i < text.size() ? AsciiToLower(text[i]) : 0);
+    prefix = (prefix << 8) | c;
+  }
+  return prefix;
+}
 
 }  // namespace
 
@@ -21,7 +37,7 @@ const ParvexValue kMissingValue{};
 TempRowSorter::TempRowSorter(const ParvexTempTable& table, const SimpleVector<long>& keyColumns,
                              const SimpleVector<long>& keyDirections) {
   const size_t keys = std::min(keyColumns.size(), keyDirections.size());
-  const size_t rows = static_cast<size_t>(table.QtyRows());
+  const size_t rows = table.mRows.size();
   mKeys.resize(keys);
   for (size_t k = 0; k < keys; ++k) {
     columns.push_back(keyColumns[k]);
@@ -30,19 +46,35 @@ TempRowSorter::TempRowSorter(const ParvexTempTable& table, const SimpleVector<lo
     readings.isInteger.resize(rows);
     readings.integers.resize(rows);
     bool allIntegers = true;
+    // The key value of row r, read in place (false when the row is short).
+    auto readKey = [&](size_t r, EncodedValue* e) {
+      const ParvexTempTable::RowHandle& row = table.mRows[r];
+      size_t at = 0;
+      if (!table.SeekValue(row, keyColumns[k], &at)) return false;
+      *e = ReadEncodedValue(table.RowBytes(row), &at);
+      return true;
+    };
+    EncodedValue e;
     for (size_t r = 0; r < rows; ++r) {
-      const ParvexValue* value = table.ValueAt(static_cast<RowID>(r), keyColumns[k]);
-      if (!value) value = &kMissingValue;
-      readings.isInteger[r] = value->Type() == kTypeInteger;
-      readings.integers[r] = value->GetInteger();
+      const ParvexValue value = readKey(r, &e) ? DecodeValue(e) : kMissingValue;
+      readings.isInteger[r] = value.Type() == kTypeInteger;
+      readings.integers[r] = value.GetInteger();
       allIntegers = allIntegers && readings.isInteger[r];
     }
     // Text readings are needed only when some row compares by text.
     if (allIntegers) continue;
     readings.texts.resize(rows);
+    readings.prefixes.resize(rows);
     for (size_t r = 0; r < rows; ++r) {
-      const ParvexValue* value = table.ValueAt(static_cast<RowID>(r), keyColumns[k]);
-      readings.texts[r] = (value ? value : &kMissingValue)->GetString();
+      const bool present = readKey(r, &e);
+      if (present && !e.null && (e.type == kTypeString || e.type == kTypeBinary)) {
+        readings.texts[r] = e.text;  // GetString is the stored text
+      } else {
+        const ParvexValue value = present ? DecodeValue(e) : kMissingValue;
+        readings.owned.push_back(value.GetString().str());
+        readings.texts[r] = readings.owned.back();
+      }
+      readings.prefixes[r] = FoldedPrefix(readings.texts[r]);
     }
   }
 }
@@ -55,8 +87,10 @@ long TempRowSorter::Compare(size_t a, size_t b) const {
       const int32_t x = readings.integers[a];
       const int32_t y = readings.integers[b];
       order = x < y ? -1 : (x > y ? 1 : 0);
+    } else if (readings.prefixes[a] != readings.prefixes[b]) {
+      order = readings.prefixes[a] < readings.prefixes[b] ? -1 : 1;
     } else {
-      order = readings.texts[a].Compare(readings.texts[b]);
+      order = CompareNoCase(readings.texts[a], readings.texts[b]);
     }
     if (order < 0) return -directions[k];
     if (order > 0) return directions[k];
@@ -74,43 +108,43 @@ void ParvexTempTable::AddColumn(const string& columnName, ParvexDataType type) {
   mColumns.push_back(std::make_unique<ParvexColumnInfo>(columnName, type, position, position));
 }
 
-ParvexValue& ParvexTempTable::ValueSlot(size_t index) {
-  return mChunks[index / kValuesPerChunk][index % kValuesPerChunk];
-}
-
-const ParvexValue& ParvexTempTable::ValueSlot(size_t index) const {
-  return mChunks[index / kValuesPerChunk][index % kValuesPerChunk];
-}
-
-void ParvexTempTable::ReserveValues(size_t count) {
-  while (mChunks.size() * kValuesPerChunk < mQtyValues + count) {
-    mChunks.push_back(std::make_unique<ParvexValue[]>(kValuesPerChunk));
-  }
-}
-
 RowID ParvexTempTable::AddRow(ParvexValueList& values, bool takeOwnership,
                               std::unique_ptr<ParvexRecSet> source) {
   // Row IDs are positions; the last representable position is the invalid ID.
-  if (mRows.size() >= kInvalidRowID || values.size() > std::numeric_limits<uint32_t>::max()) {
+  if (mRows.size() >= kInvalidRowID || values.size() >= kNoSource) {
     if (takeOwnership) DeleteValues(values);
     return kInvalidRowID;
   }
-  ReserveValues(values.size());
-  ParvexTempRow row;
-  row.firstValue = mQtyValues;
-  row.qtyValues = static_cast<uint32_t>(values.size());
-  row.source = std::move(source);
-  for (ParvexValueWithID* value : values) {
-    ParvexValue& slot = ValueSlot(mQtyValues++);
-    if (!value) continue;  // an absent value is stored as NULL
-    if (takeOwnership) {
-      slot = std::move(static_cast<ParvexValue&>(*value));
+  const auto qtyValues = static_cast<uint32_t>(values.size());
+  mScratch.clear();
+  for (const ParvexValueWithID* value : values) EncodeValue(&mScratch, value);  // absent: NULL
+  if (takeOwnership) DeleteValues(values);
+  if (mChunks.empty() || mChunkSizes.back() - mLastChunkUsed < mScratch.size()) {
+    // Chunks grow from small (most results are small) to kChunkBytes.
+    const size_t grown = std::min(kChunkBytes, kFirstChunkBytes << std::min<size_t>(mChunks.size(), 16));
+    const size_t size = std::max(grown, mScratch.size());
+    mChunks.push_back(std::unique_ptr<char[]>(new char[size]));  // not zeroed: every byte used is written
+    mChunkSizes.push_back(size);
+    mLastChunkUsed = 0;
+  }
+  RowHandle row{static_cast<uint32_t>(mChunks.size() - 1), static_cast<uint32_t>(mLastChunkUsed), qtyValues,
+                kNoSource};
+  if (!mScratch.empty()) std::memcpy(mChunks.back().get() + mLastChunkUsed, mScratch.data(), mScratch.size());
+  mLastChunkUsed += mScratch.size();
+  if (source) {
+    if (!mSourceWidthSet) {
+      mSourceWidthSet = true;
+      mSourceWidth = source->size();
+    }
+    if (source->size() == mSourceWidth && mQtySources < kOddSource) {
+      for (size_t t = 0; t < mSourceWidth; ++t) mSources.push_back((*source)[t]);
+      row.source = static_cast<uint32_t>(mQtySources++);
     } else {
-      slot = *value;
+      row.source = kOddSource | static_cast<uint32_t>(mOddSources.size());
+      mOddSources.push_back(std::move(*source));
     }
   }
-  if (takeOwnership) DeleteValues(values);
-  mRows.push_back(std::move(row));
+  mRows.push_back(row);
   lastRowID = static_cast<RowID>(mRows.size() - 1);
   return lastRowID;
 }
@@ -135,17 +169,31 @@ void ParvexTempTable::GetRowIDs(SimpleVector<RowID>* ids) const {
   for (size_t r = 0; r < mRows.size(); ++r) ids->push_back(static_cast<RowID>(r));
 }
 
+std::string_view ParvexTempTable::RowBytes(const RowHandle& row) const {
+  return std::string_view(mChunks[row.chunk].get(), mChunkSizes[row.chunk]).substr(row.offset);
+}
+
+bool ParvexTempTable::SeekValue(const RowHandle& row, long column, size_t* at) const {
+  if (column < 0 || static_cast<unsigned long>(column) >= row.qtyValues) return false;
+  const std::string_view bytes = RowBytes(row);
+  *at = 0;
+  for (long c = 0; c < column; ++c) ReadEncodedValue(bytes, at);
+  return true;
+}
+
 const ParvexValue* ParvexTempTable::ValueAt(RowID row, long column) const {
-  if (row >= mRows.size() || column < 0) return nullptr;
-  const ParvexTempRow& handle = mRows[row];
-  if (static_cast<unsigned long>(column) >= handle.qtyValues) return nullptr;
-  return &ValueSlot(handle.firstValue + static_cast<size_t>(column));
+  if (row >= mRows.size()) return nullptr;
+  size_t at = 0;
+  if (!SeekValue(mRows[row], column, &at)) return nullptr;
+  mValueView = DecodeValue(ReadEncodedValue(RowBytes(mRows[row]), &at));
+  return &mValueView;
 }
 
 bool ParvexTempTable::GetValue(RowID row, long column, ParvexValue* out) const {
-  const ParvexValue* value = ValueAt(row, column);
-  if (!value || !out) return false;
-  *out = *value;
+  if (row >= mRows.size() || !out) return false;
+  size_t at = 0;
+  if (!SeekValue(mRows[row], column, &at)) return false;
+  *out = DecodeValue(ReadEncodedValue(RowBytes(mRows[row]), &at));
   return true;
 }
 
@@ -157,7 +205,12 @@ void ParvexTempTable::DeleteRow(RowID) {}
 
 const ParvexRecSet* ParvexTempTable::GetSourceRecSet(long row) const {
   if (row < 0 || static_cast<size_t>(row) >= mRows.size()) return nullptr;
-  return mRows[static_cast<size_t>(row)].source.get();
+  const uint32_t source = mRows[static_cast<size_t>(row)].source;
+  if (source == kNoSource) return nullptr;
+  if (source & kOddSource) return &mOddSources[source & ~kOddSource];
+  mSourceView = ParvexRecSet(mSourceWidth);
+  for (size_t t = 0; t < mSourceWidth; ++t) mSourceView[t] = mSources[source * mSourceWidth + t];
+  return &mSourceView;
 }
 
 void ParvexTempTable::Sort(const SimpleVector<long>& keyColumns,
@@ -172,9 +225,9 @@ void ParvexTempTable::Sort(const SimpleVector<long>& keyColumns,
   // an introsort is not guaranteed to.
   std::stable_sort(order.begin(), order.end(),
                    [&sorter](uint32_t a, uint32_t b) { return sorter.Compare(a, b) < 0; });
-  std::vector<ParvexTempRow> sorted;
+  std::vector<RowHandle> sorted;
   sorted.reserve(mRows.size());
-  for (uint32_t position : order) sorted.push_back(std::move(mRows[position]));
+  for (uint32_t position : order) sorted.push_back(mRows[position]);
   mRows.swap(sorted);
 }
 

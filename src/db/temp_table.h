@@ -7,14 +7,20 @@
 // and DeleteRow change nothing.
 //
 // Storage is compact so that results of millions of rows fit without waste:
-// all values live in one store of fixed-size chunks (no allocation per row, no
-// reallocation copies as it grows), and a row is a small handle (where its
-// values start, how many, its source). Sorting orders handles, never values.
+// values are encoded (core/value_codec.h) into large byte chunks, a row is a
+// 16-byte handle (where its values start, how many, its source), and the
+// source record sets of a table's rows lie in one flat array. Sorting orders
+// handles, never values. Reading a value decodes it; ValueAt and
+// GetSourceRecSet hand out a view that stays valid until the next call of
+// the same operation on the table.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/table.h"
@@ -24,15 +30,6 @@
 
 namespace parvex {
 
-// One row of a result table: its values (a run of the table's value store)
-// and the source record set, or null for a row that no single combination of
-// source rows produced (an aggregate row).
-struct ParvexTempRow {
-  size_t firstValue = 0;
-  uint32_t qtyValues = 0;
-  std::unique_ptr<ParvexRecSet> source;
-};
-
 class ParvexTempTable;
 
 // The ORDER BY comparison of two result rows. For each key in order: when the
@@ -40,7 +37,9 @@ class ParvexTempTable;
 // otherwise by text readings under the case-insensitive Compare; the result is
 // multiplied by the key's direction (1 ascending, -1 descending) and the first
 // unequal key decides. The readings are taken once per row when the sorter is
-// built, so a comparison never formats numbers or builds texts.
+// built (texts as views of the stored bytes where the reading is the stored
+// text, with their first eight folded bytes as a number that settles most
+// comparisons), so a comparison never formats numbers or builds texts.
 class TempRowSorter {
  public:
   TempRowSorter(const ParvexTempTable& table, const SimpleVector<long>& keyColumns,
@@ -55,9 +54,13 @@ class TempRowSorter {
 
  private:
   struct KeyReadings {
-    std::vector<uint8_t> isInteger;  // per row: the value's type is Integer
-    std::vector<int32_t> integers;   // per row: GetInteger
-    std::vector<string> texts;       // per row: GetString; empty when every row is Integer
+    std::vector<uint8_t> isInteger;   // per row: the value's type is Integer
+    std::vector<int32_t> integers;    // per row: GetInteger
+    // Per row, when some row compares by text (else empty): GetString, and
+    // its first eight bytes folded to lower case, big-endian, zero-padded.
+    std::vector<std::string_view> texts;
+    std::vector<uint64_t> prefixes;
+    std::deque<std::string> owned;  // readings that are not stored bytes
   };
   std::vector<KeyReadings> mKeys;
 };
@@ -92,8 +95,10 @@ class ParvexTempTable : public ParvexTable {
   void DeleteRow(RowID row) override;
 
   // The record set that produced `row`, or null (no such row, or none kept).
+  // The view stays valid until the next call.
   const ParvexRecSet* GetSourceRecSet(long row) const;
-  // The stored value without a copy, or null under GetValue's failure rules.
+  // The stored value, or null under GetValue's failure rules. The view stays
+  // valid until the next call.
   const ParvexValue* ValueAt(RowID row, long column) const;
 
   // Orders the rows by the given key columns and directions (see
@@ -103,18 +108,42 @@ class ParvexTempTable : public ParvexTable {
   void Sort(const SimpleVector<long>& keyColumns, const SimpleVector<long>& keyDirections);
 
  private:
-  // Values per chunk of the value store.
-  static constexpr size_t kValuesPerChunk = 4096;
+  friend class TempRowSorter;
+  static constexpr size_t kChunkBytes = 1 << 16;
+  static constexpr size_t kFirstChunkBytes = 256;
+  static constexpr uint32_t kNoSource = 0xFFFFFFFFu;
+  static constexpr uint32_t kOddSource = 0x80000000u;  // marks an index into mOddSources
 
-  ParvexValue& ValueSlot(size_t index);
-  const ParvexValue& ValueSlot(size_t index) const;
-  // Makes room for `count` more values at the end of the store.
-  void ReserveValues(size_t count);
+  // Where a row's encoded values are, how many, and its source (the number
+  // of a flat source, kOddSource | an index into mOddSources, or kNoSource).
+  struct RowHandle {
+    uint32_t chunk;
+    uint32_t offset;
+    uint32_t qtyValues;
+    uint32_t source;
+  };
+
+  // The encoded bytes of a row, starting at its first value.
+  std::string_view RowBytes(const RowHandle& row) const;
+  // Moves `*at` to the start of value `column` of the row; false when the
+  // row has fewer values.
+  bool SeekValue(const RowHandle& row, long column, size_t* at) const;
 
   std::vector<std::unique_ptr<ParvexColumnInfo>> mColumns;
-  std::vector<ParvexTempRow> mRows;
-  std::vector<std::unique_ptr<ParvexValue[]>> mChunks;
-  size_t mQtyValues = 0;  // values in use in the store
+  std::vector<RowHandle> mRows;
+  std::vector<std::unique_ptr<char[]>> mChunks;
+  std::vector<size_t> mChunkSizes;
+  size_t mLastChunkUsed = 0;
+  // Sources of `mSourceWidth` row IDs each; sources of another width (not
+  // made by a query, whose record sets all have one width) are kept apart.
+  bool mSourceWidthSet = false;
+  size_t mSourceWidth = 0;
+  size_t mQtySources = 0;
+  std::vector<RowID> mSources;
+  std::vector<ParvexRecSet> mOddSources;
+  std::string mScratch;  // a row being encoded
+  mutable ParvexValue mValueView;
+  mutable ParvexRecSet mSourceView{0};
 };
 
 }  // namespace parvex

@@ -11,7 +11,7 @@
 #include "host/database_class.h"
 #include "host/host_services.h"
 #include "host/session_sentry.h"
-#include "host/sql_text.h"
+#include "query/sql_literal.h"
 #include "platform/number_format.h"
 #include "sql/execute.h"
 
@@ -176,7 +176,7 @@ bool ParvexCursor::BuildAssignment(ParvexDatabase& db, const KORAFieldUpdate& fi
   const char escape = db.escapeOption.empty() ? 0 : static_cast<char>(db.escapeOption[0]);
   std::string literal;
   std::string why;
-  if (!AppendSQLLiteral(value, escape, &literal, &why)) {
+  if (!AppendSqlLiteral(value, escape, &literal, &why)) {
     *error = string(prefix + ": " + why);
     return false;
   }

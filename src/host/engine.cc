@@ -11,9 +11,11 @@
 #include "host/database_class.h"
 #include "host/host_services.h"
 #include "host/session_sentry.h"
-#include "host/sql_text.h"
 #include "platform/number_format.h"
+#include "query/sql_literal.h"
+#include "sql/binder.h"
 #include "sql/execute.h"
+#include "sql/sql_dialect.h"
 
 namespace parvex::kora {
 
@@ -105,7 +107,7 @@ KORADBCursor ParvexGetFieldSchema(KORAObject self, KORAText table) {
   // The name goes in as a string literal, quotes doubled, so that any name
   // the engine accepts is looked up as it is spelled.
   std::string sql = kFieldSchemaQuery;
-  if (!QuoteSQLString(tableName.view(), EscapeByte(*db), &sql)) {
+  if (!QuoteSqlString(tableName.view(), EscapeByte(*db), &sql)) {
     ReportDBError(self, kBindingErrorState,
                   string("ParvexGetFieldSchema: the table name can't be written as SQL text "
                          "under the ESCAPE option"));
@@ -119,7 +121,7 @@ KORADBCursor ParvexDatabaseDirectSQLSelect(KORAObject self, KORAText sqlText) {
   ParvexDatabase* db = ConnectedDatabase(self, "ParvexDatabaseDirectSQLSelect");
   if (!db) return nullptr;
   const string sql = FromHostText(sqlText);
-  if (IsSelectStatement(sql)) return QueryCursor(self, *db, sql);
+  if (StatementKindOf(sql.view()) == StatementKind::kQuery) return QueryCursor(self, *db, sql);
   ExecuteStatement(self, *db, sql);
   return nullptr;
 }
@@ -129,7 +131,7 @@ void ParvexDatabaseDirectSQLExecute(KORAObject self, KORAText sqlText) {
   ParvexDatabase* db = ConnectedDatabase(self, "ParvexDatabaseDirectSQLExecute");
   if (!db) return;
   const string sql = FromHostText(sqlText);
-  if (!IsSelectStatement(sql)) {
+  if (StatementKindOf(sql.view()) != StatementKind::kQuery) {
     ExecuteStatement(self, *db, sql);
     return;
   }
@@ -147,10 +149,10 @@ KORADBCursor ParvexGetIndexSchema(KORAObject self, KORAText table) {
   ParvexDatabase* db = ConnectedDatabase(self, "ParvexGetIndexSchema");
   if (!db) return nullptr;
   const string tableName = FromHostText(table);
-  const ParvexTable* source = db->FindTable(tableName);
+  ParvexStatus status;
+  const ParvexTable* source = BindTable(*db, tableName, &status);
   if (!source) {
-    ReportDBError(self, kPXTableNotFound,
-                  string("Error: Table ") + tableName.view() + " not found.");
+    ReportIfError(self, status);
     return nullptr;
   }
   SimpleVector<string> names;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "db/temp_table.h"
+#include "platform/hash_mix.h"
 #include "platform/text_encoding.h"
 
 namespace parvex {
@@ -15,16 +16,6 @@ constexpr uint64_t kNullHash = 0x6e756c6c6e756c6cULL;
 constexpr uint64_t kOtherHash = 0x6f746865726f7468ULL;
 constexpr uint64_t kFnvOffset = 0xcbf29ce484222325ULL;
 constexpr uint64_t kFnvPrime = 0x100000001b3ULL;
-
-// A 64-bit finaliser, so that combined column hashes spread over the buckets.
-uint64_t Mix(uint64_t x) {
-  x ^= x >> 30;
-  x *= 0xbf58476d1ce4e5b9ULL;
-  x ^= x >> 27;
-  x *= 0x94d049bb133111ebULL;
-  x ^= x >> 31;
-  return x;
-}
 
 // Hash of the text as Compare sees it: ASCII letters folded to lower case.
 uint64_t HashFoldedText(const string& text) {
@@ -73,7 +64,7 @@ uint64_t DistinctRows::HashValue(const ParvexValue& value) {
   if (value.IsNull()) return kNullHash;
   switch (ClassOf(value)) {
     case kClassInteger:
-      return Mix(static_cast<uint64_t>(static_cast<uint32_t>(value.GetInteger())));
+      return MixHash(static_cast<uint64_t>(static_cast<uint32_t>(value.GetInteger())));
     case kClassText:
     case kClassDate:
     case kClassTime:
@@ -84,7 +75,7 @@ uint64_t DistinctRows::HashValue(const ParvexValue& value) {
       if (d == 0.0) d = 0.0;  // -0.0 equals 0.0
       uint64_t bits;
       std::memcpy(&bits, &d, sizeof bits);
-      return Mix(bits);
+      return MixHash(bits);
     }
     default:
       return kOtherHash;
@@ -113,7 +104,7 @@ uint64_t DistinctRows::HashOf(const ParvexValueList& values) const {
   uint64_t h = values.size();
   for (size_t c = 0; c < values.size(); ++c) {
     if (mColumnClass[c] == kClassMixed) continue;
-    h = Mix(h ^ HashValue(ValueOrNull(values[c])));
+    h = MixHash(h ^ HashValue(ValueOrNull(values[c])));
   }
   return h;
 }
@@ -126,7 +117,7 @@ uint64_t DistinctRows::HashOfRow(RowID row) const {
   uint64_t h = static_cast<uint64_t>(count);
   for (long c = 0; c < count; ++c) {
     if (mColumnClass[static_cast<size_t>(c)] == kClassMixed) continue;
-    h = Mix(h ^ HashValue(*mTable.ValueAt(row, c)));
+    h = MixHash(h ^ HashValue(*mTable.ValueAt(row, c)));
   }
   return h;
 }

@@ -16,12 +16,23 @@
 namespace parvex {
 
 class ParvexDatabase;
+class PExprAggregate;
+
+// Aggregate values computed ahead of evaluation (a grouping that accumulates
+// its aggregates row by row): an aggregate node listed here yields value i
+// instead of evaluating over the group.
+struct ParvexAggregateValues {
+  const PExprAggregate* const* nodes = nullptr;
+  const ParvexValue* values = nullptr;
+  size_t count = 0;
+};
 
 struct ParvexEvalContext {
   const ParvexRecSet* recSet = nullptr;               // current combination, or null
   const SimpleVector<ParvexRecSet*>* group = nullptr;  // record sets of the current group
   const SimpleVector<ParvexTable*>* tables = nullptr;  // source tables in FROM order
   ParvexDatabase* database = nullptr;                  // for clock functions and LAST_ROWID
+  const ParvexAggregateValues* aggregateValues = nullptr;  // usually null
 };
 
 class ParvexExpr {

@@ -148,6 +148,13 @@ PExprAggregate::PExprAggregate(long aggKind, ParvexExprPtr arg, bool isDistinct)
     : argument(std::move(arg)), kind(aggKind), distinct(isDistinct) {}
 
 bool PExprAggregate::Evaluate(const ParvexEvalContext& context, ParvexValue* out) const {
+  if (const ParvexAggregateValues* known = context.aggregateValues) {
+    for (size_t i = 0; i < known->count; ++i) {
+      if (known->nodes[i] != this) continue;
+      *out = known->values[i];
+      return true;
+    }
+  }
   if (!context.group) return false;
   if (kind < kAggAvg || kind > kAggSum || (!argument && kind != kAggCount)) return false;
   const SimpleVector<ParvexRecSet*>& group = *context.group;

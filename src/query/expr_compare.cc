@@ -8,6 +8,7 @@
 #include <string>
 
 #include "query/expr_nodes.h"
+#include "query/like_pattern.h"
 
 namespace parvex {
 
@@ -103,6 +104,8 @@ bool PExprCompare::HasAggregate() const {
 PExprCompareLike::PExprCompareLike(ParvexExprPtr v, ParvexExprPtr p, ParvexExprPtr e)
     : value(std::move(v)), pattern(std::move(p)), escape(std::move(e)) {}
 
+PExprCompareLike::~PExprCompareLike() = default;
+
 bool PExprCompareLike::Evaluate(const ParvexEvalContext& context, ParvexValue* out) const {
   if (!value || !pattern || !value->Evaluate(context, out)) return false;
   ParvexValue patternValue;
@@ -115,7 +118,14 @@ bool PExprCompareLike::Evaluate(const ParvexEvalContext& context, ParvexValue* o
     if (escapeText.length() != 1) return false;  // the escape must be exactly one character
     escapeChar = escapeText.data()[0];
   }
-  const bool match = WildcardMatch(out->GetString(), patternValue.GetString(), escapeChar);
+  const string patternText = patternValue.GetString();
+  if (!mPrepared || mPreparedEscape != escapeChar || mPreparedText != patternText.view()) {
+    mPrepared = std::make_unique<LikePattern>(patternText.view(), escapeChar);
+    mPreparedText.assign(patternText.view());
+    mPreparedEscape = escapeChar;
+  }
+  const bool match = out->Type() == kTypeString && !out->IsNull() ? mPrepared->Matches(out->RawText().view())
+                                                                  : mPrepared->Matches(out->GetString().view());
   out->SetInteger(match ? 1 : 0);
   return true;
 }

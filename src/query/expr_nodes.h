@@ -11,11 +11,15 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "query/expr.h"
 #include "query/functions.h"
 
 namespace parvex {
+
+class LikePattern;
 
 using ParvexExprPtr = std::unique_ptr<ParvexExpr>;
 
@@ -89,6 +93,7 @@ class PExprCompare : public ParvexExpr {
 class PExprCompareLike : public ParvexExpr {
  public:
   PExprCompareLike(ParvexExprPtr value, ParvexExprPtr pattern, ParvexExprPtr escape);
+  ~PExprCompareLike() override;
   bool Evaluate(const ParvexEvalContext& context, ParvexValue* out) const override;
   string Description() const override;
   long ChooseWildcardTable(const ParvexRecSet* recSet, bool* usable) const override;
@@ -98,6 +103,14 @@ class PExprCompareLike : public ParvexExpr {
   ParvexExprPtr value;
   ParvexExprPtr pattern;
   ParvexExprPtr escape;  // may be null
+
+ private:
+  // The pattern last matched, prepared once and reused while the pattern
+  // text and escape character stay the same (a constant pattern is read
+  // once per statement, not once per row).
+  mutable std::unique_ptr<LikePattern> mPrepared;
+  mutable std::string mPreparedText;
+  mutable char mPreparedEscape = 0;
 };
 
 class PExprNot : public ParvexExpr {

@@ -5,42 +5,9 @@
 
 #include "platform/number_format.h"
 #include "query/expr_nodes.h"
+#include "query/sql_literal.h"
 
 namespace parvex {
-
-namespace {
-
-// A text between single quotes, inner quotes doubled.
-std::string Quote(std::string_view text) {
-  std::string out = "'";
-  for (char c : text) {
-    out.push_back(c);
-    if (c == '\'') out.push_back('\'');
-  }
-  out.push_back('\'');
-  return out;
-}
-
-// A value as SQL literal text.
-string SqlText(const ParvexValue& value) {
-  if (value.IsNull()) return string("NULL");
-  const string& text = value.RawText();
-  switch (value.Type()) {
-    case kTypeString:
-    case kTypeBinary:
-      return string(Quote(text.view()), text.Encoding());
-    case kTypeDate:
-      return string("DATE " + Quote(text.view()), text.Encoding());
-    case kTypeTime:
-      return string("TIME " + Quote(text.view()), text.Encoding());
-    case kTypeTimestamp:
-      return string("TIMESTAMP " + Quote(text.view()), text.Encoding());
-    default:
-      return value.GetString();  // integers, doubles, TRUE / FALSE
-  }
-}
-
-}  // namespace
 
 // --- PExprConstant ---------------------------------------------------------------
 
@@ -51,7 +18,7 @@ bool PExprConstant::Evaluate(const ParvexEvalContext&, ParvexValue* out) const {
   return true;
 }
 
-string PExprConstant::Description() const { return SqlText(value); }
+string PExprConstant::Description() const { return SqlLiteral(value); }
 
 long PExprConstant::ChooseWildcardTable(const ParvexRecSet*, bool* usable) const {
   if (usable) *usable = true;

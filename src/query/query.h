@@ -1,32 +1,46 @@
 // ParvexQuery: executes one SELECT and returns its result table.
 //
-// Joins are a depth-first enumeration of record sets (one row ID per source
-// table) kept on a last-in first-out work stack. Before binding a table the
-// WHERE condition picks which unbound table to enumerate next
-// (ChooseWildcardTable); when its answer is usable, every partial record set
-// on which the condition is definitely false is dropped with its whole subtree
-// of combinations. Because the stack is LIFO, an outer table's rows are
-// visited in the reverse of their GetRowIDs order while an inner table remains
-// to be bound; the rows of the last table bound are visited in order. Without
+// What a query returns is defined by a depth-first enumeration of record sets
+// (one row ID per source table) on a last-in first-out work stack. Before
+// binding a table the WHERE condition picks which unbound table to enumerate
+// next (ChooseWildcardTable); when its answer is usable, every partial record
+// set on which the condition is definitely false is dropped with its whole
+// subtree of combinations. Because the stack is LIFO, an outer table's rows
+// are visited in the reverse of their GetRowIDs order while an inner table
+// remains to be bound; the rows of the last table bound are visited in order
+// when the condition's answer for it was usable, in reverse otherwise. Without
 // ORDER BY the result keeps this visiting order.
 //
 // The final WHERE test on a complete record set looks only at the value the
 // condition leaves behind (its integer reading must be non-zero), not at
-// whether the evaluation succeeded. Aggregate queries collect the passing
-// record sets and evaluate the select list per group: without GROUP BY the
-// whole collection is one group and yields exactly one row (HAVING and
-// DISTINCT are not applied); with GROUP BY the groups come out in key order,
-// filtered by HAVING and DISTINCT. A query that has GROUP BY columns is
-// grouped even when no select item is an aggregate.
+// whether the evaluation succeeded. A query is an aggregate query when a
+// select item has an aggregate; GROUP BY and HAVING without one change
+// nothing (the rows come out one per combination). Aggregate queries collect
+// the passing record sets: without GROUP BY the whole collection is one group
+// and yields exactly one row (HAVING and DISTINCT are not applied); with
+// GROUP BY the record sets are ordered by their key strings (exact bytes) and
+// a group ends where the next key differs ignoring case; the groups come out
+// in that order, filtered by HAVING and DISTINCT. DISTINCT keeps a row unless
+// an earlier kept row equals it in every column (ParvexValue::Equals, the new
+// value on the left). ORDER BY sorts the finished result (a stable sort, see
+// ParvexTempTable::Sort).
+//
+// Two executors compute this (`executor`): the reference one runs the
+// algorithm as described above; the fast one (the default) returns the same
+// rows in the same order, the same record sets behind them and the same
+// group order and group contents, using indexes, hash joins and hash grouping
+// where they give the same answers (see fast_executor.h). Within a group both
+// keep the record sets in enumeration order.
 //
 // The query owns its expression trees and not its tables. `combinations`
-// counts the record sets taken from the work stack by the last RunQuery.
+// counts the record sets the last RunQuery looked at (for the reference
+// executor: taken from the work stack; for the fast one: bound rows).
 #pragma once
 
 #include <memory>
-#include <vector>
 
 #include "core/table.h"
+#include "db/database.h"
 #include "db/temp_table.h"
 #include "platform/parvex_string.h"
 #include "platform/simple_vector.h"
@@ -35,7 +49,7 @@
 
 namespace parvex {
 
-class ParvexDatabase;
+class QueryOutput;
 
 class ParvexQuery {
  public:
@@ -46,7 +60,8 @@ class ParvexQuery {
   // Runs the query and returns a new result table owned by the caller. Null
   // when the query is malformed: a null source table, a null or incomplete
   // (not Valid) select item or GROUP BY column, or an incomplete WHERE or
-  // HAVING condition (such trees are never evaluated).
+  // HAVING condition (such trees are never evaluated); and when it was
+  // interrupted (`interrupted` is then set).
   ParvexTempTable* RunQuery();
 
   // "SELECT [DISTINCT ]items\n  FROM tables[\n  WHERE condition]", for reading.
@@ -64,34 +79,17 @@ class ParvexQuery {
   SimpleVector<long> orderColumns;    // result-column indexes of the ORDER BY keys
   SimpleVector<long> orderDirections; // per key: 1 ascending, -1 descending
   bool distinct = false;
+  QueryExecutor executor = QueryExecutor::kFast;
   unsigned long combinations = 0;
   // Set when the last RunQuery gave up because the database was asked to
   // interrupt (RunQuery then returns null).
   bool interrupted = false;
 
  private:
-  struct RunState;
-
   bool WellFormed() const;
-  // Whether `condition` passes on the context: only the value left behind
-  // counts (its integer reading is non-zero), not the evaluation's success.
-  static bool Passes(const ParvexExpr& condition, const ParvexEvalContext& context);
-  ParvexEvalContext ContextFor(const ParvexRecSet* recSet,
-                               const SimpleVector<ParvexRecSet*>* group) const;
-  // Evaluates every select item into its value slot (each reset to NULL first).
-  void EvaluateItems(const ParvexEvalContext& context, ParvexValueList& values) const;
-  // Adds the row in `values`, dropping it when DISTINCT finds an equal row.
-  void AddResultRow(RunState& run, const ParvexRecSet* source) const;
-
-  // A complete record set: output row or aggregate candidate.
-  void HandOver(RunState& run, const ParvexRecSet& recSet) const;
-  void ConsiderOutputRecord(RunState& run, const ParvexRecSet& recSet) const;
-  void ConsiderAggRecord(RunState& run, const ParvexRecSet& recSet) const;
-  void EvalAggregates(RunState& run) const;
-  // Orders the candidates by their GROUP BY key and lists where each group
-  // starts (ascending indexes, the first being 0 when there are candidates).
-  void SortIntoGroups(SimpleVector<ParvexRecSet*>& candidates,
-                      std::vector<size_t>* groupStarts) const;
+  // Enumerates and groups with the chosen executor; false when interrupted.
+  bool Execute(QueryOutput& output);
+  void OrderResult(ParvexTempTable& result) const;
 };
 
 }  // namespace parvex

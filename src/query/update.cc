@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "db/database.h"
 #include "db/temp_table.h"
 #include "query/query.h"
 
@@ -46,6 +47,7 @@ bool ParvexUpdate::RunUpdate() {
   } else {
     ParvexQuery selection;
     selection.database = database;
+    if (database) selection.executor = database->queryExecutor;
     selection.tables.push_back(table);
     auto rowID = std::make_unique<PExprField>(0, kRowIDColumn);
     rowID->name = string(kRowIDName);

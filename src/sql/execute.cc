@@ -3,8 +3,8 @@
 #include "sql/execute.h"
 
 #include "db/schema.h"
-#include "db/tables_table.h"
 #include "query/query.h"
+#include "sql/binder.h"
 #include "sql/execute_internal.h"
 #include "sql/parser.h"
 
@@ -34,18 +34,6 @@ std::unique_ptr<SQLSyntaxNode> Parse(const string& sql, ParvexDatabase& db, Parv
   return node;
 }
 
-struct TypeName {
-  const char* name;
-  ParvexDataType type;
-};
-
-const TypeName kTypeNames[] = {
-    {"integer", kTypeInteger}, {"string", kTypeString},       {"text", kTypeString},
-    {"varchar", kTypeString},  {"boolean", kTypeBoolean},     {"date", kTypeDate},
-    {"time", kTypeTime},       {"timestamp", kTypeTimestamp}, {"double", kTypeDouble},
-    {"float", kTypeDouble},    {"binary", kTypeBinary},       {"blob", kTypeBinary},
-};
-
 // The result name of a select item: its alias, else its description.
 string OutputName(const ParvexExpr& item) { return item.name.empty() ? item.Description() : item.name; }
 
@@ -56,36 +44,8 @@ bool ChangesData(const SQLSyntaxNode& node) {
          node.IsDropTable() || node.IsCreateIndex() || node.IsDropIndex();
 }
 
-ParvexTable* LookUpTable(ParvexDatabase& db, const string& tableName, ParvexStatus* status) {
-  if (ParvexTable* table = db.FindTable(tableName)) return table;
-  status->Set(kPXTableNotFound, string("Error: Table ") + tableName.view() + " not found.");
-  return nullptr;
-}
-
 ParvexSchema* SchemaOf(ParvexDatabase& db) {
   return db.tables.empty() ? nullptr : dynamic_cast<ParvexSchema*>(db.tables[0]);
-}
-
-long FindColumn(const ParvexTable& table, const string& columnName, long* index) {
-  for (long i = 0; i < table.QtyColumns(); ++i) {
-    const ParvexColumnInfo* column = table.Column(i);
-    if (column && column->name.Compare(columnName) == 0) {
-      if (index) *index = i;
-      return column->columnID;
-    }
-  }
-  return -1;
-}
-
-bool TypeFromName(const string& typeName, ParvexDataType* type, ParvexStatus* status) {
-  for (const TypeName& entry : kTypeNames) {
-    if (typeName.Compare(entry.name) == 0) {
-      *type = entry.type;
-      return true;
-    }
-  }
-  status->Set(kPXInvalidParameter, string("Error: Invalid type \"") + typeName.view() + "\".");
-  return false;
 }
 
 std::unique_ptr<ParvexExpr> Convert(const SQLScalarExpNode& node, const SimpleVector<string>& tableNames,
@@ -107,18 +67,14 @@ ParvexTable* RunSelect(const SQLSelectNode& select, ParvexDatabase& db, ParvexSt
                        SimpleVector<long>* columnIDs) {
   ParvexQuery query;
   query.database = &db;
+  query.executor = db.queryExecutor;
   query.distinct = select.distinct;
 
   SimpleVector<string> localNames;
   SimpleVector<ParvexTable*> localTables;
   for (const auto& ref : select.tables) {
-    // _TABLES is found after the open tables.
-    ParvexTable* table = db.FindTable(ref->tableName);
-    if (!table && ref->tableName.Compare(GetTablesTable()->name) == 0) table = GetTablesTable();
-    if (!table) {
-      status->Set(kPXTableNotFound, string("Error: Table ") + ref->tableName.view() + " not found.");
-      return nullptr;
-    }
+    ParvexTable* table = BindQueryTable(db, ref->tableName, status);
+    if (!table) return nullptr;
     query.tables.push_back(table);
     localTables.push_back(table);
     localNames.push_back(ref->ReferenceName());

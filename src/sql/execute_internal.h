@@ -34,16 +34,8 @@ struct OwnedValues {
 // True for the statements a read-only database refuses: those that change
 // rows, tables or indexes.
 bool ChangesData(const SQLSyntaxNode& node);
-// The open table of that name (case-insensitive, first match); otherwise
-// sets "Error: Table NAME not found." and returns null.
-ParvexTable* LookUpTable(ParvexDatabase& db, const string& tableName, ParvexStatus* status);
 // The schema table (entry 0 of the open tables), or null.
 ParvexSchema* SchemaOf(ParvexDatabase& db);
-// The first column (index order) named `columnName`; its column ID, with its
-// index stored in `index` when given; -1 when there is none.
-long FindColumn(const ParvexTable& table, const string& columnName, long* index);
-// Maps a type name to a value type; false with the status set when unknown.
-bool TypeFromName(const string& typeName, ParvexDataType* type, ParvexStatus* status);
 // Converts a scalar node. On failure returns null with the status set: the
 // conversion's own error, or "Error: Couldn't evaluate TEXT." when the
 // conversion gave none.

@@ -6,7 +6,9 @@
 #include "query/expr_nodes.h"
 #include "query/query.h"
 #include "query/update.h"
+#include "sql/binder.h"
 #include "sql/execute_internal.h"
+#include "storage/trans.h"
 
 namespace parvex {
 namespace execute_internal {
@@ -26,13 +28,12 @@ bool InsertTargets(const SQLInsertNode& node, const ParvexTable& table, OwnedVal
     return true;
   }
   for (const string& columnName : node.columnNames) {
-    long index = -1;
-    const long id = FindColumn(table, columnName, &index);
-    if (id < 0) {
-      status->Set(kPXColumnNotFound, string("Error: Column ") + columnName.view() + " not found.");
+    const long index = BindColumn(table, columnName.view());
+    if (index < 0) {
+      SetColumnNotFound(status, columnName.view());
       return false;
     }
-    slots->list.push_back(new ParvexValueWithID(ParvexValue(), id));
+    slots->list.push_back(new ParvexValueWithID(ParvexValue(), table.Column(index)->columnID));
     indexes->push_back(index);
   }
   return true;
@@ -110,7 +111,7 @@ void InsertSelect(const SQLInsertNode& node, ParvexTable& table, ParvexDatabase&
 }  // namespace
 
 void ExecuteInsert(const SQLInsertNode& node, ParvexDatabase& db, ParvexStatus* status) {
-  ParvexTable* table = LookUpTable(db, node.tableName, status);
+  ParvexTable* table = BindTable(db, node.tableName, status);
   if (!table) return;
   if (node.defaultValues) {
     InsertDefaultValues(*table);
@@ -122,7 +123,7 @@ void ExecuteInsert(const SQLInsertNode& node, ParvexDatabase& db, ParvexStatus* 
 }
 
 void ExecuteUpdate(const SQLUpdateNode& node, ParvexDatabase& db, ParvexStatus* status) {
-  ParvexTable* table = LookUpTable(db, node.tableName, status);
+  ParvexTable* table = BindTable(db, node.tableName, status);
   if (!table) return;
   SimpleVector<string> tableNames;
   tableNames.push_back(table->name);
@@ -133,17 +134,13 @@ void ExecuteUpdate(const SQLUpdateNode& node, ParvexDatabase& db, ParvexStatus* 
   update.database = &db;
   update.table = table;
   for (size_t i = 0; i < node.columnNames.size(); ++i) {
-    // Unlike FindColumn, the last column of that name wins.
-    const ParvexColumnInfo* column = nullptr;
-    for (long c = table->QtyColumns() - 1; c >= 0 && !column; --c) {
-      const ParvexColumnInfo* candidate = table->Column(c);
-      if (candidate && candidate->name.Compare(node.columnNames[i]) == 0) column = candidate;
-    }
-    if (!column) {
-      status->Set(kPXColumnNotFound, string("Error: Column ") + node.columnNames[i].view() + " not found.");
+    // Unlike the other statements, the last column of that name wins.
+    const long index = BindColumn(*table, node.columnNames[i].view(), ColumnMatch::kLast);
+    if (index < 0) {
+      SetColumnNotFound(status, node.columnNames[i].view());
       return;
     }
-    update.columns.push_back(*column);
+    update.columns.push_back(*table->Column(index));
     const SQLScalarExpNode* value = i < node.values.size() ? node.values[i].get() : nullptr;
     if (value && value->IsKeywordDefault()) {
       update.expressions.push_back(nullptr);  // the column's default
@@ -169,7 +166,7 @@ void ExecuteUpdate(const SQLUpdateNode& node, ParvexDatabase& db, ParvexStatus* 
 }
 
 void ExecuteDelete(const SQLDeleteNode& node, ParvexDatabase& db, ParvexStatus* status) {
-  ParvexTable* table = LookUpTable(db, node.tableName, status);
+  ParvexTable* table = BindTable(db, node.tableName, status);
   if (!table) return;
   SimpleVector<RowID> rows;
   if (!node.where) {
@@ -179,9 +176,10 @@ void ExecuteDelete(const SQLDeleteNode& node, ParvexDatabase& db, ParvexStatus* 
   }
   ParvexQuery query;
   query.database = &db;
+  query.executor = db.queryExecutor;
   query.tables.push_back(table);
   auto rowID = std::make_unique<PExprField>(0, 0);
-  rowID->name = string("_rowid");
+  rowID->name = string(kRowIDColumnName);
   query.items.push_back(std::move(rowID));
   SimpleVector<string> tableNames;
   tableNames.push_back(table->name);

@@ -4,8 +4,10 @@
 #include <vector>
 
 #include "db/schema.h"
+#include "sql/binder.h"
 #include "sql/execute.h"
 #include "sql/execute_internal.h"
+#include "sql/sql_dialect.h"
 #include "storage/trans.h"
 
 namespace parvex {
@@ -91,7 +93,7 @@ void ExecuteCreateTable(const SQLCreateTableNode& node, ParvexDatabase& db, Parv
 }
 
 void ExecuteAlterTable(const SQLAlterTableNode& node, ParvexDatabase& db, ParvexStatus* status) {
-  ParvexTable* found = LookUpTable(db, node.tableName, status);
+  ParvexTable* found = BindTable(db, node.tableName, status);
   if (!found) return;
   ParvexSchema* schema = SchemaOf(db);
   auto* table = dynamic_cast<ParvexTrans*>(found);
@@ -113,9 +115,9 @@ void ExecuteAlterTable(const SQLAlterTableNode& node, ParvexDatabase& db, Parvex
     *status = table->DamageStatus();
     return;
   }
-  const long tableNameCol = FindColumn(*schema, string("TableName"), nullptr);
-  const long columnNameCol = FindColumn(*schema, string("ColumnName"), nullptr);
-  const long columnIDCol = FindColumn(*schema, string("ColumnID"), nullptr);
+  const long tableNameCol = BindColumn(*schema, "TableName");
+  const long columnNameCol = BindColumn(*schema, "ColumnName");
+  const long columnIDCol = BindColumn(*schema, "ColumnID");
   if (tableNameCol < 0 || columnNameCol < 0 || columnIDCol < 0 || !node.column) {
     status->Set(kPXInternalSQLError, string("Internal Error: Couldn't find column data in schema."));
     return;
@@ -126,11 +128,11 @@ void ExecuteAlterTable(const SQLAlterTableNode& node, ParvexDatabase& db, Parvex
   RowID match = kInvalidRowID;
   ParvexValue rowTable, rowColumn;
   for (RowID row : rows) {
-    if (!schema->GetValue(row, schema->ColumnIndexOfID(tableNameCol), &rowTable) ||
+    if (!schema->GetValue(row, tableNameCol, &rowTable) ||
         rowTable.GetSaveString().Compare(table->name) != 0) {
       continue;
     }
-    schema->GetValue(row, schema->ColumnIndexOfID(columnNameCol), &rowColumn);
+    schema->GetValue(row, columnNameCol, &rowColumn);
     if (match == kInvalidRowID && !rowColumn.IsNull() && rowColumn.GetSaveString().Compare(columnName) == 0) {
       match = row;
     }
@@ -151,7 +153,7 @@ void ExecuteAlterTable(const SQLAlterTableNode& node, ParvexDatabase& db, Parvex
     ReloadAt(db, *schema, static_cast<size_t>(place));
   } else if (node.action == kAlterDropColumn) {
     if (match == kInvalidRowID) {
-      status->Set(kPXColumnNotFound, string("Error: Column ") + columnName.view() + " not found.");
+      SetColumnNotFound(status, columnName.view());
       return;
     }
     if (table->QtyColumns() <= 2) {
@@ -170,7 +172,7 @@ void ExecuteDropTable(const SQLDropTableNode& node, ParvexDatabase& db, ParvexSt
     status->Set(kPXDynamicSQLError, string("Error: Can't drop the schema table (nice try!)."));
     return;
   }
-  ParvexTable* found = LookUpTable(db, node.tableName, status);
+  ParvexTable* found = BindTable(db, node.tableName, status);
   if (!found) return;
   auto* table = dynamic_cast<ParvexTrans*>(found);
   if (table && table->HasChangesToCommit()) {
@@ -190,7 +192,7 @@ void ExecuteDropTable(const SQLDropTableNode& node, ParvexDatabase& db, ParvexSt
 }
 
 void ExecuteCreateIndex(const SQLCreateIndexNode& node, ParvexDatabase& db, ParvexStatus* status) {
-  ParvexTable* table = LookUpTable(db, node.tableName, status);
+  ParvexTable* table = BindTable(db, node.tableName, status);
   if (!table) return;
   SimpleVector<string> names;
   table->GetIndexNames(&names);
@@ -202,12 +204,12 @@ void ExecuteCreateIndex(const SQLCreateIndexNode& node, ParvexDatabase& db, Parv
   }
   SimpleVector<uint32_t> columnIDs;
   for (const string& columnName : node.columnNames) {
-    const long id = FindColumn(*table, columnName, nullptr);
-    if (id < 0) {
-      status->Set(kPXColumnNotFound, string("Error: Column ") + columnName.view() + " not found.");
+    const long index = BindColumn(*table, columnName.view());
+    if (index < 0) {
+      SetColumnNotFound(status, columnName.view());
       return;
     }
-    columnIDs.push_back(static_cast<uint32_t>(id));
+    columnIDs.push_back(static_cast<uint32_t>(table->Column(index)->columnID));
   }
   table->AddIndex(node.indexName, columnIDs);
 }
@@ -225,7 +227,7 @@ void ExecuteDropIndex(const SQLDropIndexNode& node, ParvexDatabase& db, ParvexSt
     status->Set(kPXDynamicSQLError, string("Error: Can't drop schema indexes."));
     return;
   }
-  ParvexTable* found = LookUpTable(db, tableName, status);
+  ParvexTable* found = BindTable(db, tableName, status);
   if (!found) return;
   auto* table = dynamic_cast<ParvexTrans*>(found);
   if (!table || !table->DropIndex(indexName)) {

@@ -8,6 +8,8 @@
 
 #include <cstring>
 
+#include "sql/sql_dialect.h"
+
 namespace parvex {
 
 namespace {
@@ -35,42 +37,6 @@ constexpr const char* kErrorMessages[] = {
     "SQL Syntax Error",
 };
 constexpr long kErrorMessageCount = sizeof(kErrorMessages) / sizeof(kErrorMessages[0]);
-
-// Bytes that end words and numbers. Line feed is deliberately not one.
-bool IsDelimiterByte(char c) {
-  switch (c) {
-    case '\0':
-    case '\t':
-    case '\r':
-    case ' ':
-    case '%':
-    case '(':
-    case ')':
-    case '*':
-    case '+':
-    case ',':
-    case '-':
-    case '/':
-    case ';':
-    case '<':
-    case '=':
-    case '>':
-    case '\\':
-    case '^':
-      return true;
-    default:
-      return false;
-  }
-}
-
-bool IsBlank(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return byte >= 1 && byte <= 32;
-}
-
-bool IsWordStart(char c) {
-  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == '#';
-}
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -115,7 +81,7 @@ void ParvexSQLParser::GetToken() {
     mTokenClass = kTokenEnd;
     return;
   }
-  while (mPos < mEnd && IsBlank(*mPos)) ++mPos;
+  while (mPos < mEnd && IsSqlBlank(*mPos)) ++mPos;
   const char* start = mPos;
   const char c = *mPos;
   if (c == ';') {
@@ -133,7 +99,7 @@ void ParvexSQLParser::GetToken() {
     serror(kErrSyntax);  // double-quoted identifiers are not supported
     mTokenClass = kTokenEnd;
     return;
-  } else if (IsDelimiterByte(c)) {
+  } else if (IsSqlDelimiter(c)) {
     mTokenClass = kTokenDelimiter;
     if (mPos == mEnd) {
       // Text that ends in blanks yields a delimiter holding the NUL byte. The
@@ -143,14 +109,14 @@ void ParvexSQLParser::GetToken() {
     }
     ++mPos;
     if ((c == '<' && (*mPos == '=' || *mPos == '>')) || (c == '>' && *mPos == '=')) ++mPos;
-  } else if (IsWordStart(c)) {
+  } else if (IsSqlWordStart(c)) {
     mTokenClass = kTokenWord;
     ++mPos;
-    while (!IsDelimiterByte(*mPos)) ++mPos;
+    while (!IsSqlDelimiter(*mPos)) ++mPos;
     if (*mPos == '*' && mPos[-1] == '.') ++mPos;  // T.* is one word
   } else if (IsDigit(c)) {
     mTokenClass = kTokenNumber;
-    while (!IsDelimiterByte(*mPos)) {
+    while (!IsSqlDelimiter(*mPos)) {
       // A lower-case e takes the next byte along (1e-5), but never the end.
       mPos += (*mPos == 'e' && mPos + 1 < mEnd) ? 2 : 1;
     }
@@ -175,7 +141,7 @@ void ParvexSQLParser::GetStringLiteral() {
         continue;
       }
       ++mPos;
-      if (!IsDelimiterByte(*mPos)) serror(kErrSyntax);  // e.g. 'abc'x
+      if (!IsSqlDelimiter(*mPos)) serror(kErrSyntax);  // e.g. 'abc'x
       break;
     }
     ++mPos;

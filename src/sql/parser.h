@@ -191,6 +191,12 @@ class ParvexSQLParser {
   void EvalParen(SQLScalarExpPtr& node);
   void EvalFunction(SQLScalarExpPtr& node);
   void EvalFunctionArguments(SQLFunctionNode& node);
+  // A scalar expression as operand `index` of a function.
+  void EvalOperand(SQLFunctionNode& node, int index);
+  void EvalAggregateArgument(SQLFunctionNode& node);
+  void EvalPositionArguments(SQLFunctionNode& node);
+  void EvalSubstringArguments(SQLFunctionNode& node);
+  void EvalTrimArguments(SQLFunctionNode& node);
   void EvalAtom(SQLScalarExpPtr& node);
 
   ErrorListener* mListener = nullptr;

@@ -205,93 +205,90 @@ void ParvexSQLParser::EvalFunction(SQLScalarExpPtr& node) {
 // Reads the arguments behind '(' up to (not including) the ')'.
 void ParvexSQLParser::EvalFunctionArguments(SQLFunctionNode& node) {
   GetToken();  // behind '('
-  SQLScalarExpPtr first;
-  SQLScalarExpPtr second;
   if (IsAggregateFunc(node.code)) {
-    if (node.code == kFuncCount && IsDelimiter('*')) {
-      node.star = true;
-      GetToken();
-      return;
-    }
-    if (IsWord("DISTINCT")) {
-      node.distinct = true;
-      GetToken();
-    } else if (IsWord("ALL")) {
-      GetToken();
-    }
-    EvalScalarExp(first);
-    node.SetOperand(0, std::move(first));
+    EvalAggregateArgument(node);
+  } else if (node.code == kFuncPosition) {
+    EvalPositionArguments(node);
+  } else if (node.code == kFuncSubstring) {
+    EvalSubstringArguments(node);
+  } else if (node.code == kFuncTrim) {
+    EvalTrimArguments(node);
+  } else if (!IsDelimiter(')')) {
+    EvalOperand(node, 0);  // the other functions take one argument or none
+  }
+}
+
+void ParvexSQLParser::EvalOperand(SQLFunctionNode& node, int index) {
+  SQLScalarExpPtr operand;
+  EvalScalarExp(operand);
+  node.SetOperand(index, std::move(operand));
+}
+
+// COUNT(*), or [DISTINCT | ALL] x.
+void ParvexSQLParser::EvalAggregateArgument(SQLFunctionNode& node) {
+  if (node.code == kFuncCount && IsDelimiter('*')) {
+    node.star = true;
+    GetToken();
     return;
   }
-  switch (node.code) {
-    case kFuncPosition: {
-      // POSITION(x IN y): the IN is the function's, and y is searched for x.
-      const bool outer = mInPosition;
-      mInPosition = true;
-      EvalScalarExp(first);
-      mInPosition = outer;
-      if (!IsWord("IN")) {
-        serror(kErrKeywordExpected);
-        return;
-      }
-      GetToken();
-      mInPosition = false;
-      EvalScalarExp(second);
-      mInPosition = outer;
-      node.SetOperand(0, std::move(second));
-      node.SetOperand(1, std::move(first));
-      return;
-    }
-    case kFuncSubstring: {
-      EvalScalarExp(first);
-      node.SetOperand(0, std::move(first));
-      if (!IsWord("FROM")) {
-        serror(kErrKeywordExpected);
-        return;
-      }
-      GetToken();
-      EvalScalarExp(second);
-      node.SetOperand(1, std::move(second));
-      if (IsWord("FOR")) {
-        GetToken();
-        SQLScalarExpPtr count;
-        EvalScalarExp(count);
-        node.SetOperand(2, std::move(count));
-      }
-      return;
-    }
-    case kFuncTrim: {
-      // TRIM([LEADING | TRAILING | BOTH] [c] FROM x) or TRIM(x).
-      SQLScalarExpPtr mode;
-      const char* modeWord = IsWord("LEADING")    ? "LEADING"
-                             : IsWord("TRAILING") ? "TRAILING"
-                             : IsWord("BOTH")     ? "BOTH"
-                                                  : nullptr;
-      if (modeWord) {
-        mode = New(new SQLLiteralNode(string(modeWord, mEncoding), mEscape));
-        GetToken();
-      }
-      if (!IsWord("FROM")) EvalScalarExp(first);
-      if (IsWord("FROM")) {
-        GetToken();
-        EvalScalarExp(second);
-        node.SetOperand(0, std::move(second));
-        node.SetOperand(1, std::move(first));
-        node.SetOperand(2, std::move(mode));
-      } else if (mode) {
-        serror(kErrKeywordExpected);  // a trim mode needs FROM
-      } else {
-        node.SetOperand(0, std::move(first));
-      }
-      return;
-    }
-    default:
-      // The other functions take one argument or none.
-      if (!IsDelimiter(')')) {
-        EvalScalarExp(first);
-        node.SetOperand(0, std::move(first));
-      }
-      return;
+  if (IsWord("DISTINCT")) {
+    node.distinct = true;
+    GetToken();
+  } else if (IsWord("ALL")) {
+    GetToken();
+  }
+  EvalOperand(node, 0);
+}
+
+// POSITION(x IN y): the IN is the function's, and y (operand 0) is searched
+// for x (operand 1).
+void ParvexSQLParser::EvalPositionArguments(SQLFunctionNode& node) {
+  const bool outer = mInPosition;
+  mInPosition = true;
+  EvalOperand(node, 1);
+  mInPosition = outer;
+  if (!ReadKeyword("IN", kErrKeywordExpected)) return;
+  mInPosition = false;
+  EvalOperand(node, 0);
+  mInPosition = outer;
+}
+
+// SUBSTRING(x FROM n [FOR m]).
+void ParvexSQLParser::EvalSubstringArguments(SQLFunctionNode& node) {
+  EvalOperand(node, 0);
+  if (!ReadKeyword("FROM", kErrKeywordExpected)) return;
+  EvalOperand(node, 1);
+  if (IsWord("FOR")) {
+    GetToken();
+    EvalOperand(node, 2);
+  }
+}
+
+// TRIM([LEADING | TRAILING | BOTH] [c] FROM x) or TRIM(x); the mode is kept
+// as a String literal operand.
+void ParvexSQLParser::EvalTrimArguments(SQLFunctionNode& node) {
+  SQLScalarExpPtr mode;
+  const char* modeWord = IsWord("LEADING")    ? "LEADING"
+                         : IsWord("TRAILING") ? "TRAILING"
+                         : IsWord("BOTH")     ? "BOTH"
+                                              : nullptr;
+  if (modeWord) {
+    mode = New(new SQLLiteralNode(string(modeWord, mEncoding), mEscape));
+    GetToken();
+  }
+  SQLScalarExpPtr characters;
+  if (!IsWord("FROM")) EvalScalarExp(characters);
+  if (IsWord("FROM")) {
+    GetToken();
+    SQLScalarExpPtr text;
+    EvalScalarExp(text);
+    node.SetOperand(0, std::move(text));
+    node.SetOperand(1, std::move(characters));
+    node.SetOperand(2, std::move(mode));
+  } else if (mode) {
+    serror(kErrKeywordExpected);  // a trim mode needs FROM
+  } else {
+    node.SetOperand(0, std::move(characters));
   }
 }
 

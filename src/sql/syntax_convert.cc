@@ -12,15 +12,16 @@
 
 #include "core/status.h"
 #include "query/expr_nodes.h"
+#include "sql/binder.h"
 #include "sql/syntax_scalar.h"
 #include "sql/syntax_statements.h"
+#include "storage/trans.h"
 
 namespace parvex {
 
 namespace {
 
 constexpr char kQuote = '\'';
-constexpr std::string_view kRowIDName = "_rowid";
 
 // The comparison operator code for an SQL spelling, or 0.
 long CompareCode(const string& op) {
@@ -46,32 +47,6 @@ bool HasKeywordPrefix(std::string_view text, std::string_view keyword) {
          CompareNoCase(text.substr(0, keyword.size()), keyword) == 0;
 }
 
-// Where a field reference points: a table index and a column index.
-struct FieldPlace {
-  long table = -1;
-  long column = -1;
-};
-
-// Index of the column called `name` in `table`, or -1. `_rowid` names
-// column 0 even where the table gives that column no name.
-long FindColumnIndex(const ParvexTable& table, std::string_view name) {
-  for (long i = 0; i < table.QtyColumns(); ++i) {
-    const ParvexColumnInfo* info = table.Column(i);
-    if (info && info->name.Compare(name) == 0) return i;
-  }
-  if (CompareNoCase(name, kRowIDName) == 0 && table.QtyColumns() > 0) return 0;
-  return -1;
-}
-
-// Index of the FROM entry called `qualifier`, or -1 with the status set.
-long FindTableIndex(std::string_view qualifier, const SimpleVector<string>& tableNames, ParvexStatus* status) {
-  for (size_t i = 0; i < tableNames.size(); ++i) {
-    if (tableNames[i].Compare(qualifier) == 0) return static_cast<long>(i);
-  }
-  SetStatus(status, kPXTableNotFound, string("Error: Table ") + qualifier + " not found.");
-  return -1;
-}
-
 // A select item that is a single column of a source table (not *, not NULL).
 bool IsPlainColumn(const SQLScalarExpNode& node) {
   const auto* field = dynamic_cast<const SQLFieldRefNode*>(&node);
@@ -81,7 +56,7 @@ bool IsPlainColumn(const SQLScalarExpNode& node) {
          field->name.Compare("NULL") != 0;
 }
 
-bool IsUserColumn(const ParvexColumnInfo* info) { return info && info->name.Compare(kRowIDName) != 0; }
+bool IsUserColumn(const ParvexColumnInfo* info) { return info && info->name.Compare(kRowIDColumnName) != 0; }
 
 }  // namespace
 
@@ -235,21 +210,21 @@ bool SQLFieldRefNode::Resolve(const SimpleVector<string>& tableNames, const Simp
   long first = 0;
   long last = static_cast<long>(std::min(tableNames.size(), tables.size()));
   if (dot != std::string_view::npos) {
-    const long table = FindTableIndex(full.substr(0, dot), tableNames, status);
+    const long table = BindRangeName(full.substr(0, dot), tableNames, status);
     if (table < 0) return false;
     first = table;
     last = table + 1;
   }
   for (long t = first; t < last; ++t) {
     if (t >= static_cast<long>(tables.size()) || !tables[t]) continue;
-    const long index = FindColumnIndex(*tables[t], column);
+    const long index = BindColumn(*tables[t], column);
     if (index >= 0) {
       *tableIndex = t;
       *columnIndex = index;
       return true;
     }
   }
-  SetStatus(status, kPXColumnNotFound, string("Error: Column ") + full + " not found.");
+  SetColumnNotFound(status, full);
   return false;
 }
 
@@ -297,7 +272,7 @@ bool SQLFieldRefNode::ConvertToExprList(const SimpleVector<string>& tableNames,
     long first = 0;
     long last = static_cast<long>(std::min(tableNames.size(), tables.size()));
     if (qualifiedStar) {
-      const long table = FindTableIndex(full.substr(0, full.size() - 2), tableNames, status);
+      const long table = BindRangeName(full.substr(0, full.size() - 2), tableNames, status);
       if (table < 0) return false;
       first = table;
       last = table + 1;

@@ -15,12 +15,22 @@
 // anything, so an entry holding one is never filed. A lookup builds, for each
 // combination of kinds that filed entries have, the payload the given values
 // would need under it, and takes the earliest entry found.
+//
+// Storage. An entry is a slot: its row, where its encoded values start, and
+// its place in the circular list of slots filed under the same key, kept in
+// slot order so that the list's head is the key's earliest entry. Values are
+// encoded one after another (core/value_codec.h). The key table holds each list's head slot and the key's hash; two
+// keys are compared by computing the head's key from its encoded values.
 #include "storage/index.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <unordered_map>
 
+#include "core/value_codec.h"
+#include "platform/hash_mix.h"
 #include "platform/text_encoding.h"
 #include "storage/record_storage.h"
 
@@ -35,38 +45,6 @@ constexpr char kKindDate = 'd';
 constexpr char kKindTime = 't';
 constexpr char kKindTimestamp = 'p';
 constexpr char kKindDouble = 'f';
-
-// The kind of an entry value; false when the value can equal nothing.
-bool KindOf(const ParvexValue& v, char* kind) {
-  if (v.IsNull()) {
-    *kind = kKindNull;
-    return true;
-  }
-  switch (v.Type()) {
-    case kTypeInteger:
-    case kTypeBoolean:
-      *kind = kKindInteger;
-      return true;
-    case kTypeString:
-    case kTypeBinary:
-      *kind = kKindText;
-      return true;
-    case kTypeDate:
-      *kind = kKindDate;
-      return true;
-    case kTypeTime:
-      *kind = kKindTime;
-      return true;
-    case kTypeTimestamp:
-      *kind = kKindTimestamp;
-      return true;
-    case kTypeDouble:
-      *kind = kKindDouble;
-      return !std::isnan(v.RawDouble());
-    default:
-      return false;
-  }
-}
 
 ParvexDataType TypeOfDateKind(char kind) {
   return kind == kKindDate ? kTypeDate : (kind == kKindTime ? kTypeTime : kTypeTimestamp);
@@ -85,25 +63,6 @@ void AppendFolded(std::string* out, std::string_view text) {
 void AppendDouble(std::string* out, double d) {
   if (d == 0.0) d = 0.0;  // -0.0 equals 0.0
   AppendBytes(out, &d, sizeof d);
-}
-
-// The payload of an entry value of the given kind.
-void AppendEntryPayload(std::string* out, char kind, const ParvexValue& v) {
-  switch (kind) {
-    case kKindInteger: {
-      const int32_t i = v.RawInteger();
-      AppendBytes(out, &i, sizeof i);
-      return;
-    }
-    case kKindDouble:
-      AppendDouble(out, v.RawDouble());
-      return;
-    case kKindNull:
-      return;
-    default:  // text kinds
-      AppendFolded(out, v.RawText().view());
-      return;
-  }
 }
 
 // The payload a given value needs to equal an entry value of the kind; false
@@ -135,19 +94,80 @@ bool AppendProbePayload(std::string* out, char kind, const ParvexValue* v) {
   }
 }
 
-// The kinds of an entry's values and its key (the kinds, then the payloads);
-// false when the entry can equal nothing.
-bool EntryKey(const SimpleVector<ParvexValue>& values, std::string* kinds, std::string* key) {
-  kinds->assign(values.size(), kKindNull);
-  for (size_t i = 0; i < values.size(); ++i) {
-    if (!KindOf(values[i], &(*kinds)[i])) return false;
-  }
-  *key = *kinds;
-  for (size_t i = 0; i < values.size(); ++i) AppendEntryPayload(key, (*kinds)[i], values[i]);
-  return true;
+
+template <typename T>
+T ReadRaw(const char* bytes) {
+  T value;
+  std::memcpy(&value, bytes, sizeof value);
+  return value;
 }
 
+uint32_t HashKey(std::string_view key) {
+  uint64_t h = key.size();
+  size_t i = 0;
+  for (; i + 8 <= key.size(); i += 8) h = MixHash(h ^ ReadRaw<uint64_t>(key.data() + i));
+  uint64_t tail = 0;
+  if (i < key.size()) std::memcpy(&tail, key.data() + i, key.size() - i);
+  return static_cast<uint32_t>(MixHash(h ^ tail ^ (uint64_t{1} << 63)));
+}
+
+uint32_t RowHash(RowID row) { return static_cast<uint32_t>(MixHash(row)); }
+
 }  // namespace
+
+// --- the cell tables ------------------------------------------------------------
+
+uint32_t ParvexIndex::RowHome(uint32_t row, uint32_t) { return RowHash(row); }
+uint32_t ParvexIndex::KeyHome(uint32_t, uint32_t hash) { return hash; }
+
+template <uint32_t (*Home)(uint32_t, uint32_t)>
+void ParvexIndex::CellTable<Home>::Rebuild(size_t cells) {
+  std::vector<Cell> old = std::move(mCells);
+  mCells.assign(cells, Cell());
+  const size_t mask = cells - 1;
+  for (const Cell& cell : old) {
+    if (cell.key == kNoSlot) continue;
+    size_t i = Home(cell.key, cell.value) & mask;
+    while (mCells[i].key != kNoSlot) i = (i + 1) & mask;
+    mCells[i] = cell;
+  }
+}
+
+template <uint32_t (*Home)(uint32_t, uint32_t)>
+void ParvexIndex::CellTable<Home>::Reserve(size_t count) {
+  size_t cells = mCells.empty() ? 16 : mCells.size();
+  while (count * 10 > cells * 7) cells *= 2;
+  if (cells != mCells.size()) Rebuild(cells);
+}
+
+template <uint32_t (*Home)(uint32_t, uint32_t)>
+void ParvexIndex::CellTable<Home>::Insert(uint32_t key, uint32_t value) {
+  Reserve(mCount + 1);
+  const size_t mask = mCells.size() - 1;
+  size_t i = Home(key, value) & mask;
+  while (mCells[i].key != kNoSlot) i = (i + 1) & mask;
+  mCells[i] = {key, value};
+  ++mCount;
+}
+
+template <uint32_t (*Home)(uint32_t, uint32_t)>
+void ParvexIndex::CellTable<Home>::EraseAt(size_t cell) {
+  // Backward-shift deletion: later cells of the run move up into the gap
+  // when their home allows it, so no tombstones are left.
+  const size_t mask = mCells.size() - 1;
+  size_t gap = cell;
+  for (size_t i = (gap + 1) & mask; mCells[i].key != kNoSlot; i = (i + 1) & mask) {
+    const size_t home = Home(mCells[i].key, mCells[i].value) & mask;
+    const bool movable = gap <= i ? (home <= gap || home > i) : (home <= gap && home > i);
+    if (!movable) continue;
+    mCells[gap] = mCells[i];
+    gap = i;
+  }
+  mCells[gap] = Cell();
+  --mCount;
+}
+
+// --- entries -------------------------------------------------------------------
 
 bool ParvexIndexEntry::Matches(ParvexIndexKey given) const {
   if (given.size() < values.size()) return false;
@@ -159,72 +179,246 @@ bool ParvexIndexEntry::Matches(ParvexIndexKey given) const {
 }
 
 ParvexIndex::ParvexIndex(const SimpleVector<uint32_t>& columnIDs, const string& name)
-    : mName(name), mColumnIDs(columnIDs), mRows(RowMap<ParvexIndexEntry*>::kDefaultSize, nullptr) {}
+    : mName(name), mColumnIDs(columnIDs) {}
 
-ParvexIndex::~ParvexIndex() { Clear(); }
+ParvexIndex::~ParvexIndex() = default;
 
 void ParvexIndex::Clear() {
-  mRows.ForEach([](RowID, ParvexIndexEntry* entry) { delete entry; });
-  mRows.RemoveAll();
-  mKeys.clear();
+  mSlotRow.clear();
+  mSlotValues.clear();
+  mSlotNext.clear();
+  mSlotPrev.clear();
+  mValueBytes.clear();
+  mHoles = 0;
+  mDeadBytes = 0;
+  mRowSlots.Clear();
+  mRowSlotsBuilt = true;
+  mKeyHeads.Clear();
   mKinds.clear();
+  mTypeCounts.clear();
+  mNonNullCounts.clear();
 }
 
-ParvexIndexEntry* ParvexIndex::AppendEntry(RowID rowID) {
-  auto entry = std::make_unique<ParvexIndexEntry>(rowID);
-  entry->mSequence = mNextSequence++;
-  entry->values.resize(mColumnIDs.size());
-  return mRows.AddItem(rowID, entry.release())->value;
+uint32_t ParvexIndex::EncodeValues(ParvexIndexKey values) {
+  const auto start = static_cast<uint32_t>(mValueBytes.size());
+  for (size_t i = 0; i < mColumnIDs.size(); ++i) EncodeValue(&mValueBytes, i < values.size() ? values[i] : nullptr);
+  return start;
 }
 
-// Files an entry under its key (entries that can equal nothing are not filed).
-void ParvexIndex::FileEntry(ParvexIndexEntry* entry) {
-  std::string kinds, key;
-  if (!EntryKey(entry->values, &kinds, &key)) return;
-  mKeys[key].emplace(entry->mSequence, entry->rowID);
-  ++mKinds[kinds];
+void ParvexIndex::DecodeValues(uint32_t slot, SimpleVector<ParvexValue>* values) const {
+  values->clear();
+  size_t at = mSlotValues[slot];
+  for (size_t i = 0; i < mColumnIDs.size(); ++i) values->push_back(DecodeValue(ReadEncodedValue(mValueBytes, &at)));
 }
 
-void ParvexIndex::UnfileEntry(const ParvexIndexEntry* entry) {
-  std::string kinds, key;
-  if (!EntryKey(entry->values, &kinds, &key)) return;
-  auto found = mKeys.find(key);
-  if (found != mKeys.end()) {
-    found->second.erase(entry->mSequence);
-    if (found->second.empty()) mKeys.erase(found);
+bool ParvexIndex::SlotKey(uint32_t slot, std::string* kinds, std::string* key) const {
+  kinds->clear();
+  size_t at = mSlotValues[slot];
+  const size_t start = at;
+  for (size_t i = 0; i < mColumnIDs.size(); ++i) {
+    const EncodedValue v = ReadEncodedValue(mValueBytes, &at);
+    char kind;
+    if (v.null) {
+      kind = kKindNull;
+    } else if (v.type == kTypeInteger || v.type == kTypeBoolean) {
+      kind = kKindInteger;
+    } else if (v.type == kTypeString || v.type == kTypeBinary) {
+      kind = kKindText;
+    } else if (v.type == kTypeDate || v.type == kTypeTime || v.type == kTypeTimestamp) {
+      kind = v.type == kTypeDate ? kKindDate : (v.type == kTypeTime ? kKindTime : kKindTimestamp);
+    } else if (v.type == kTypeDouble && !std::isnan(v.number)) {
+      kind = kKindDouble;
+    } else {
+      return false;  // a NaN or a value of no comparable type equals nothing
+    }
+    kinds->push_back(kind);
   }
-  auto counted = mKinds.find(kinds);
-  if (counted != mKinds.end() && --counted->second == 0) mKinds.erase(counted);
+  *key = *kinds;
+  at = start;
+  for (size_t i = 0; i < mColumnIDs.size(); ++i) {
+    const EncodedValue v = ReadEncodedValue(mValueBytes, &at);
+    const char kind = (*kinds)[i];
+    if (kind == kKindInteger) {
+      AppendBytes(key, &v.integer, sizeof v.integer);
+    } else if (kind == kKindDouble) {
+      AppendDouble(key, v.number);
+    } else if (kind != kKindNull) {
+      AppendFolded(key, v.text);
+    }
+  }
+  return true;
+}
+
+size_t ParvexIndex::FindRowCell(RowID row) const {
+  if (!mRowSlotsBuilt) {
+    mRowSlots.Clear();
+    mRowSlots.Reserve(QtyEntries());
+    for (uint32_t slot = 0; slot < mSlotRow.size(); ++slot) {
+      if (mSlotRow[slot] != kInvalidRowID) mRowSlots.Insert(mSlotRow[slot], slot);
+    }
+    mRowSlotsBuilt = true;
+  }
+  return mRowSlots.Find(RowHash(row), [row](const auto& cell) { return cell.key == row; });
+}
+
+uint32_t ParvexIndex::SlotOf(RowID row) const {
+  const size_t cell = FindRowCell(row);
+  return cell == mRowSlots.npos ? kNoSlot : mRowSlots.mCells[cell].value;
+}
+
+size_t ParvexIndex::FindKeyCell(const std::string& key, uint32_t hash) const {
+  std::string kinds, other;
+  return mKeyHeads.Find(hash, [&](const auto& cell) {
+    return cell.value == hash && SlotKey(cell.key, &kinds, &other) && other == key;
+  });
+}
+
+void ParvexIndex::FileSlot(uint32_t slot) {
+  mSlotNext[slot] = mSlotPrev[slot] = kNoSlot;
+  if (!SlotKey(slot, &mScratchKinds, &mScratchKey)) return;
+  const uint32_t hash = HashKey(mScratchKey);
+  ++mKinds[mScratchKinds];
+  const size_t cell = FindKeyCell(mScratchKey, hash);
+  if (cell == mKeyHeads.npos) {
+    mKeyHeads.Insert(slot, hash);
+    mSlotNext[slot] = mSlotPrev[slot] = slot;
+    return;
+  }
+  // Insert in slot order: usually after the tail (the newest slot).
+  const uint32_t head = mKeyHeads.mCells[cell].key;
+  uint32_t before = head;  // the slot to insert in front of
+  if (slot < head) {
+    mKeyHeads.mCells[cell].key = slot;
+  } else if (slot < mSlotPrev[head]) {
+    while (before < slot) before = mSlotNext[before];
+  }
+  const uint32_t after = mSlotPrev[before];
+  mSlotNext[after] = slot;
+  mSlotPrev[slot] = after;
+  mSlotNext[slot] = before;
+  mSlotPrev[before] = slot;
+}
+
+void ParvexIndex::UnfileSlot(uint32_t slot) {
+  if (mSlotNext[slot] == kNoSlot) return;
+  SlotKey(slot, &mScratchKinds, &mScratchKey);
+  const auto kinds = mKinds.find(mScratchKinds);
+  if (kinds != mKinds.end() && --kinds->second == 0) mKinds.erase(kinds);
+  const size_t cell = FindKeyCell(mScratchKey, HashKey(mScratchKey));
+  if (mSlotNext[slot] == slot) {
+    if (cell != mKeyHeads.npos) mKeyHeads.EraseAt(cell);
+  } else {
+    mSlotNext[mSlotPrev[slot]] = mSlotNext[slot];
+    mSlotPrev[mSlotNext[slot]] = mSlotPrev[slot];
+    if (cell != mKeyHeads.npos && mKeyHeads.mCells[cell].key == slot) mKeyHeads.mCells[cell].key = mSlotNext[slot];
+  }
+  mSlotNext[slot] = mSlotPrev[slot] = kNoSlot;
+}
+
+void ParvexIndex::CountValues(uint32_t slot, int delta) {
+  if (mTypeCounts.size() < mColumnIDs.size()) {
+    mTypeCounts.resize(mColumnIDs.size(), std::array<size_t, kTypeSlots>{});
+    mNonNullCounts.resize(mColumnIDs.size(), 0);
+  }
+  size_t at = mSlotValues[slot];
+  for (size_t place = 0; place < mColumnIDs.size(); ++place) {
+    const EncodedValue v = ReadEncodedValue(mValueBytes, &at);
+    if (v.null) continue;
+    mTypeCounts[place][std::min<size_t>(v.type, kTypeSlots - 1)] += static_cast<size_t>(delta);
+    mNonNullCounts[place] += static_cast<size_t>(delta);
+  }
+}
+
+bool ParvexIndex::AllValuesOfType(size_t place, ParvexDataType type) const {
+  if (place >= mNonNullCounts.size()) return true;
+  if (type >= kTypeSlots - 1) return mNonNullCounts[place] == 0;
+  return mTypeCounts[place][type] == mNonNullCounts[place];
+}
+
+uint32_t ParvexIndex::AppendSlot(ParvexIndexKey values, RowID rowID) {
+  const auto slot = static_cast<uint32_t>(mSlotRow.size());
+  mSlotRow.push_back(rowID);
+  mSlotValues.push_back(EncodeValues(values));
+  mSlotNext.push_back(kNoSlot);
+  mSlotPrev.push_back(kNoSlot);
+  FileSlot(slot);
+  CountValues(slot, 1);
+  return slot;
+}
+
+void ParvexIndex::ClearSlot(uint32_t slot) {
+  UnfileSlot(slot);
+  CountValues(slot, -1);
+  size_t end = mSlotValues[slot];
+  for (size_t i = 0; i < mColumnIDs.size(); ++i) ReadEncodedValue(mValueBytes, &end);
+  mDeadBytes += end - mSlotValues[slot];
+  mSlotRow[slot] = kInvalidRowID;
+  ++mHoles;
 }
 
 void ParvexIndex::Add(ParvexIndexKey values, RowID rowID) {
   if (rowID == kInvalidRowID) return;
-  ParvexIndexEntry* entry = mRows.Find(rowID);
-  if (entry) {
-    UnfileEntry(entry);
+  const uint32_t slot = SlotOf(rowID);
+  if (slot == kNoSlot) {
+    mRowSlots.Insert(rowID, AppendSlot(values, rowID));
   } else {
-    entry = AppendEntry(rowID);
+    // The entry keeps its place with new values.
+    UnfileSlot(slot);
+    CountValues(slot, -1);
+    size_t end = mSlotValues[slot];
+    for (size_t i = 0; i < mColumnIDs.size(); ++i) ReadEncodedValue(mValueBytes, &end);
+    mDeadBytes += end - mSlotValues[slot];
+    mSlotValues[slot] = EncodeValues(values);
+    FileSlot(slot);
+    CountValues(slot, 1);
   }
-  for (size_t i = 0; i < entry->values.size(); ++i) {
-    const ParvexValue* v = i < values.size() ? values[i] : nullptr;
-    entry->values[i] = v ? *v : ParvexValue();
-  }
-  FileEntry(entry);
   mChanged = true;
+  CompactIfSparse();
 }
 
 void ParvexIndex::Delete(ParvexIndexKey, RowID rowID) {
-  ParvexIndexEntry* entry = mRows.Find(rowID);
-  if (!entry) return;
-  UnfileEntry(entry);
-  mRows.RemoveItem(rowID);
-  delete entry;
+  const size_t cell = FindRowCell(rowID);
+  if (cell == mRowSlots.npos) return;
+  ClearSlot(mRowSlots.mCells[cell].value);
+  mRowSlots.EraseAt(cell);
   mChanged = true;
+  CompactIfSparse();
 }
 
-RowID ParvexIndex::Lookup(ParvexIndexKey values) const {
-  RowID best = kInvalidRowID;
-  uint64_t bestSequence = std::numeric_limits<uint64_t>::max();
+void ParvexIndex::CompactIfSparse() {
+  constexpr size_t kMinimum = 64;
+  const bool manyHoles = mHoles > kMinimum && mHoles * 2 > mSlotRow.size();
+  const bool manyDead = mDeadBytes > kMinimum * 16 && mDeadBytes * 2 > mValueBytes.size();
+  if (!manyHoles && !manyDead) return;
+  std::vector<RowID> rows;
+  std::string bytes;
+  std::vector<uint32_t> starts;
+  rows.reserve(mSlotRow.size() - mHoles);
+  for (uint32_t slot = 0; slot < mSlotRow.size(); ++slot) {
+    if (mSlotRow[slot] == kInvalidRowID) continue;
+    size_t end = mSlotValues[slot];
+    for (size_t i = 0; i < mColumnIDs.size(); ++i) ReadEncodedValue(mValueBytes, &end);
+    rows.push_back(mSlotRow[slot]);
+    starts.push_back(static_cast<uint32_t>(bytes.size()));
+    bytes.append(mValueBytes, mSlotValues[slot], end - mSlotValues[slot]);
+  }
+  mSlotRow.swap(rows);
+  mSlotValues.swap(starts);
+  mValueBytes.swap(bytes);
+  mHoles = 0;
+  mDeadBytes = 0;
+  mSlotNext.assign(mSlotRow.size(), kNoSlot);
+  mSlotPrev.assign(mSlotRow.size(), kNoSlot);
+  mRowSlots.Clear();
+  mRowSlotsBuilt = false;  // rebuilt on first need
+  mKeyHeads.Clear();
+  mKeyHeads.Reserve(mSlotRow.size());
+  mKinds.clear();
+  for (uint32_t slot = 0; slot < mSlotRow.size(); ++slot) FileSlot(slot);
+}
+
+template <typename F>
+void ParvexIndex::ForEachMatchingChain(ParvexIndexKey values, F&& f) const {
   std::string probe;
   for (const auto& [kinds, count] : mKinds) {
     if (values.size() < kinds.size()) continue;
@@ -234,21 +428,39 @@ RowID ParvexIndex::Lookup(ParvexIndexKey values) const {
       possible = AppendProbePayload(&probe, kinds[i], values[i]);
     }
     if (!possible) continue;
-    const auto found = mKeys.find(probe);
-    if (found == mKeys.end()) continue;
-    const auto& [sequence, rowID] = *found->second.begin();
-    if (sequence < bestSequence) {
-      bestSequence = sequence;
-      best = rowID;
-    }
+    const size_t cell = FindKeyCell(probe, HashKey(probe));
+    if (cell != mKeyHeads.npos) f(mKeyHeads.mCells[cell].key);
   }
-  return best;
+}
+
+RowID ParvexIndex::Lookup(ParvexIndexKey values) const {
+  uint32_t best = kNoSlot;
+  ForEachMatchingChain(values, [&best](uint32_t head) { best = std::min(best, head); });
+  return best == kNoSlot ? kInvalidRowID : mSlotRow[best];
+}
+
+std::vector<RowID> ParvexIndex::LookupAll(ParvexIndexKey values) const {
+  std::vector<uint32_t> slots;
+  ForEachMatchingChain(values, [&](uint32_t head) {
+    uint32_t slot = head;
+    do {
+      slots.push_back(slot);
+      slot = mSlotNext[slot];
+    } while (slot != head);
+  });
+  std::sort(slots.begin(), slots.end());
+  std::vector<RowID> rows;
+  rows.reserve(slots.size());
+  for (uint32_t slot : slots) rows.push_back(mSlotRow[slot]);
+  return rows;
 }
 
 bool ParvexIndex::GetColumnValue(RowID rowID, size_t i, ParvexValue* out) const {
-  const ParvexIndexEntry* entry = mRows.Find(rowID);
-  if (!entry || i >= entry->values.size()) return false;
-  if (out) *out = entry->values[i];
+  const uint32_t slot = SlotOf(rowID);
+  if (slot == kNoSlot || i >= mColumnIDs.size()) return false;
+  size_t at = mSlotValues[slot];
+  for (size_t place = 0; place < i; ++place) ReadEncodedValue(mValueBytes, &at);
+  if (out) *out = DecodeValue(ReadEncodedValue(mValueBytes, &at));
   return true;
 }
 
@@ -259,16 +471,20 @@ bool ParvexIndex::SaveToFile(std::unique_ptr<RandomAccessMechanism> stream) {
   for (uint32_t columnID : mColumnIDs) {
     record.list.push_back(new ParvexValueWithID(ParvexValue::Integer(0), static_cast<long>(columnID)));
   }
-  bool placeholder = mRows.empty();
-  if (!placeholder) {
-    for (const ParvexValue& v : mRows.Find(mRows.IDAt(0))->values) placeholder = placeholder || v.IsNull();
+  // An empty index, or one whose first entry has a NULL (which the record
+  // leaves out), starts with a placeholder that tells the columns.
+  bool placeholder = QtyEntries() == 0;
+  SimpleVector<ParvexValue> values;
+  for (uint32_t slot = 0; !placeholder && slot < mSlotRow.size(); ++slot) {
+    if (mSlotRow[slot] == kInvalidRowID) continue;
+    DecodeValues(slot, &values);
+    for (const ParvexValue& v : values) placeholder = placeholder || v.IsNull();
+    break;
   }
   bool ok = !placeholder || storage.AddNewRecord(kInvalidRowID, record.list);
-  mRows.ForEach([&](RowID, const ParvexIndexEntry* entry) {
-    for (size_t i = 0; i < record.list.size(); ++i) {
-      static_cast<ParvexValue&>(*record.list[i]) = entry->values[i];
-    }
-    ok = ok && storage.AddNewRecord(entry->rowID, record.list);
+  ForEachEntry([&](const ParvexIndexEntry& entry) {
+    for (size_t i = 0; i < record.list.size(); ++i) static_cast<ParvexValue&>(*record.list[i]) = entry.values[i];
+    ok = ok && storage.AddNewRecord(entry.rowID, record.list);
   });
   if (ok) mChanged = false;
   return ok;
@@ -282,6 +498,7 @@ bool ParvexIndex::LoadFromFile(std::unique_ptr<RandomAccessMechanism> stream, St
   ParvexStorage storage(std::move(stream), nullptr, StorageAccess::kReadOnly);
   const bool ok = LoadEntries(storage);
   if (fault) *fault = storage.Fault();
+  mChanged = false;
   return ok && !storage.HasFault();
 }
 
@@ -296,25 +513,36 @@ bool ParvexIndex::LoadEntries(ParvexStorage& storage) {
     placeOf.emplace(v->id, mColumnIDs.size());
     mColumnIDs.push_back(static_cast<uint32_t>(v->id));
   }
-  mRows.Presize(static_cast<size_t>(storage.QtyRows()));
   bool ok = true;
+  mKeyHeads.Reserve(static_cast<size_t>(storage.QtyRows()));
+  std::vector<const ParvexValue*> placed(mColumnIDs.size());
   for (bool more = true; more; more = storage.NextRecord()) {
     const RowID rowID = storage.CurrentRowID();
-    if (rowID == kInvalidRowID || mRows.Contains(rowID)) continue;
+    if (rowID == kInvalidRowID) continue;
     if (!storage.ReadRecordValues(record.list)) {
       ok = false;
       continue;
     }
-    // Values go to their column's place; columns the record lacks are NULL.
-    ParvexIndexEntry* entry = AppendEntry(rowID);
+    // Values go to their column's place (the first one wins); columns the
+    // record lacks are NULL.
+    std::fill(placed.begin(), placed.end(), nullptr);
     for (const ParvexValueWithID* v : record.list) {
       const auto place = placeOf.find(v->id);
-      if (place != placeOf.end() && entry->values[place->second].IsNull()) {
-        entry->values[place->second] = *v;
-      }
+      if (place != placeOf.end() && !placed[place->second]) placed[place->second] = v;
     }
-    FileEntry(entry);
+    AppendSlot(ParvexIndexKey(placed.data(), placed.size()), rowID);
   }
+  // A row listed twice keeps its first entry.
+  std::vector<std::pair<RowID, uint32_t>> byRow;
+  byRow.reserve(mSlotRow.size());
+  for (uint32_t slot = 0; slot < mSlotRow.size(); ++slot) byRow.emplace_back(mSlotRow[slot], slot);
+  std::sort(byRow.begin(), byRow.end());
+  for (size_t i = 1; i < byRow.size(); ++i) {
+    if (byRow[i].first == byRow[i - 1].first) ClearSlot(byRow[i].second);
+  }
+  byRow = {};
+  mRowSlotsBuilt = false;
+  CompactIfSparse();
   return ok;
 }
 

@@ -103,19 +103,12 @@ void CoerceToColumnType(ParvexValue* value, ParvexDataType type);
 
 class ParvexTrans : public ParvexTable {
  public:
-  // What opening does when the table's data file is missing.
-  enum class MissingFiles {
-    kCreate,  // a new table: create T.dat (and T.map)
-    kDamage,  // a table the schema describes: its data file must be there
-  };
-
-  // Opens T.dat and T.map through the file access (creating them when
-  // missing, as `missing` says: a missing T.map is always created and
-  // rebuilt), loads every index file of the table and the counters. The file
-  // access is not owned. A table whose files can't be opened is not Valid();
-  // it is also damaged unless there is no file access at all.
-  ParvexTrans(ParvexFileAccess* fileAccess, const string& tableName,
-              MissingFiles missing = MissingFiles::kCreate);
+  // Opens T.dat and T.map through the file access, creating them when
+  // missing, loads every index file of the table and the counters. The file
+  // access is not owned. A table whose files can't be opened (or may be
+  // among the items of a damaged folder) is not Valid(); it is also damaged
+  // unless there is no file access at all.
+  ParvexTrans(ParvexFileAccess* fileAccess, const string& tableName);
   ~ParvexTrans() override;
 
   bool Valid() const { return mStorage != nullptr; }
@@ -195,8 +188,7 @@ class ParvexTrans : public ParvexTable {
   string FileName(const char* suffix) const;
   string IndexFileName(const ParvexIndex& index) const;
   // Opens T.dat and T.map; false (with the table damaged) when they can't be.
-  bool OpenFiles(MissingFiles missing, std::unique_ptr<RandomAccessMechanism>* data,
-                 std::unique_ptr<RandomAccessMechanism>* map);
+  bool OpenFiles(std::unique_ptr<RandomAccessMechanism>* data, std::unique_ptr<RandomAccessMechanism>* map);
   void LoadIndexes();
   // Takes over the storage's fault, if it has one; true when it had.
   bool TakeStorageFault() const;
@@ -221,7 +213,6 @@ class ParvexTrans : public ParvexTable {
   void DeleteChange(RowID row);
 
   ParvexFileAccess* mFileAccess;
-  MissingFiles mMissing;
   std::unique_ptr<ParvexStorage> mStorage;
   mutable bool mUsable = false;  // sound, with a proven map: the fast path
   std::vector<std::unique_ptr<ParvexColumnInfo>> mColumns;

@@ -12,8 +12,8 @@
 
 namespace parvex {
 
-ParvexTrans::ParvexTrans(ParvexFileAccess* fileAccess, const string& tableName, MissingFiles missing)
-    : mFileAccess(fileAccess), mMissing(missing), mChanges(RowMap<PTChangedRow*>::kDefaultSize, nullptr) {
+ParvexTrans::ParvexTrans(ParvexFileAccess* fileAccess, const string& tableName)
+    : mFileAccess(fileAccess), mChanges(RowMap<PTChangedRow*>::kDefaultSize, nullptr) {
   name = tableName;
   mColumns.push_back(std::make_unique<ParvexColumnInfo>(string(kRowIDColumnName), kTypeInteger, 0,
                                                         kRowIDColumnID));
@@ -23,7 +23,7 @@ ParvexTrans::ParvexTrans(ParvexFileAccess* fileAccess, const string& tableName, 
 bool ParvexTrans::OpenStorage() {
   if (!mFileAccess) return false;
   std::unique_ptr<RandomAccessMechanism> data, map;
-  if (!OpenFiles(mMissing, &data, &map)) return false;
+  if (!OpenFiles(&data, &map)) return false;
   mStorage = std::make_unique<ParvexStorage>(std::move(data), std::move(map));
   if (TakeStorageFault()) return false;
   LoadIndexes();
@@ -32,25 +32,23 @@ bool ParvexTrans::OpenStorage() {
   return !IsDamaged();
 }
 
-bool ParvexTrans::OpenFiles(MissingFiles missing, std::unique_ptr<RandomAccessMechanism>* data,
+bool ParvexTrans::OpenFiles(std::unique_ptr<RandomAccessMechanism>* data,
                             std::unique_ptr<RandomAccessMechanism>* map) {
   // A file the folder does not list is missing only when the folder could be
   // read whole; otherwise it may be one of the items that can't be read.
-  const auto open = [&](const char* suffix, bool mayCreate, std::unique_ptr<RandomAccessMechanism>* stream) {
+  const auto open = [&](const char* suffix, std::unique_ptr<RandomAccessMechanism>* stream) {
     const string file = FileName(suffix);
     if (mFileAccess->ContainsFile(file)) {
       *stream = mFileAccess->OpenFile(file, false, false);
       if (!*stream) ReportDamage(file + " can't be opened");
     } else if (!mFileAccess->IsFolderComplete()) {
       ReportDamage(file + " can't be found: the database's folder of files is damaged");
-    } else if (!mayCreate) {
-      ReportDamage(string("its data file ") + file + " is missing");
     } else {
       *stream = mFileAccess->OpenFile(file, true, false);
     }
     return *stream != nullptr;
   };
-  return open(kDataFileSuffix, missing == MissingFiles::kCreate, data) && open(kMapFileSuffix, true, map);
+  return open(kDataFileSuffix, data) && open(kMapFileSuffix, map);
 }
 
 void ParvexTrans::ReportDamage(const string& detail, bool ioError) const {
@@ -78,6 +76,21 @@ bool ParvexTrans::BecomeUsable() const {
   if (!mStorage->ProveRowPosMap()) {
     TakeStorageFault();
     return false;
+  }
+  // Queries look rows up through the indexes: each must list exactly the
+  // stored rows (a row ID damaged in its file would hide a row). Their
+  // values are compared with the rows by --check only (that reads them all).
+  for (const auto& index : mIndexes) {
+    size_t entries = 0;
+    bool stored = true;
+    index->ForEachRow([&](RowID row) {
+      ++entries;
+      stored = stored && mStorage->ContainsRow(row);
+    });
+    if (!stored || entries != static_cast<size_t>(mStorage->QtyRows())) {
+      ReportDamage(string("its index file ") + IndexFileName(*index) + " does not list the rows the table has");
+      return false;
+    }
   }
   mUsable = true;
   return true;

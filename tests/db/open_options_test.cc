@@ -8,8 +8,7 @@
 #include <thread>
 
 #include "db/database.h"
-#include "db/db_test_util.h"
-#include "sql/sql_test_util.h"
+#include "harness/engine.h"
 
 namespace parvex {
 namespace {
@@ -55,7 +54,7 @@ TEST(OpenOptionsTest, OneWriterAtATimeWhileReadersShare) {
   waiter.reset();
 
   // Readers share; a writer is refused while they read.
-  const std::string bytes = ReadHostFile(path);
+  const std::string bytes = testing::ReadFile(path);
   auto first = OpenWith(path, true, 0, &status);
   auto second = OpenWith(path, true, 0, &status);
   ASSERT_NE(first, nullptr);
@@ -79,7 +78,7 @@ TEST(OpenOptionsTest, OneWriterAtATimeWhileReadersShare) {
   EXPECT_EQ(Rows(*first, "SELECT a FROM t"), std::vector<std::string>{"1"});
   first.reset();
   second.reset();
-  EXPECT_EQ(ReadHostFile(path), bytes);
+  EXPECT_EQ(testing::ReadFile(path), bytes);
 
   // A read-only open never creates.
   EXPECT_EQ(OpenWith(folder.File("missing.pvx"), true, 0, &status), nullptr);

@@ -122,25 +122,5 @@ TEST(DistinctRowsTest, StaysExactWhenAColumnTurnsMixedLate) {
   }
 }
 
-TEST(DistinctRowsTest, HomogeneousColumnsKeepOneRowPerValue) {
-  DistinctChecker checker(1);
-  std::mt19937 random(7);
-  for (int i = 0; i < 5000; ++i) {
-    checker.Offer({ParvexValue::Double(static_cast<double>(random() % 97) / 4.0)});
-    ASSERT_FALSE(::testing::Test::HasFatalFailure());
-  }
-  EXPECT_EQ(checker.Kept(), 97);
-  checker.Offer({ParvexValue::Double(-0.0)});  // equals the 0.0 kept first
-  checker.Offer({ParvexValue::Double(std::nan(""))});
-  checker.Offer({ParvexValue::Double(std::nan(""))});  // NaN equals nothing
-  EXPECT_EQ(checker.Kept(), 99);
-
-  DistinctChecker nulls(2);
-  nulls.Offer({ParvexValue::Null(kTypeInteger), ParvexValue::Integer(1)});
-  nulls.Offer({ParvexValue::Null(kTypeString), ParvexValue::Integer(1)});  // NULL equals NULL
-  nulls.Offer({ParvexValue::Integer(0), ParvexValue::Integer(1)});         // 0 is not NULL
-  EXPECT_EQ(nulls.Kept(), 2);
-}
-
 }  // namespace
 }  // namespace parvex

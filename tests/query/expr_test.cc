@@ -1,25 +1,21 @@
-// Expression nodes: values, arithmetic, comparisons, LIKE, three-valued
-// logic, scalar functions, table choice, validity and descriptions.
+// Expression nodes where SQL can't reach them: fields over bound and unbound
+// rows and over groups, and the table a condition wants bound next. Values of
+// expressions, three-valued logic included, are checked end to end by
+// tests/sql/scripts/expressions.sql.
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <memory>
 
-#include "db/database.h"
-#include "expr_test_table.h"
 #include "query/expr_nodes.h"
+#include "query/rows_table.h"
 
 namespace parvex {
 namespace {
 
 ParvexExprPtr Const(const ParvexValue& v) { return std::make_unique<PExprConstant>(v); }
 ParvexExprPtr Int(int32_t i) { return Const(ParvexValue::Integer(i)); }
-ParvexExprPtr Dbl(double d) { return Const(ParvexValue::Double(d)); }
 ParvexExprPtr Str(const char* s) { return Const(ParvexValue::String(string(s))); }
-ParvexExprPtr Bool(bool b) { return Const(ParvexValue::Boolean(b)); }
 ParvexExprPtr Field(long table, long column) { return std::make_unique<PExprField>(table, column); }
-// Evaluated in isolation, a field has no row: its value is unknown.
-ParvexExprPtr Unknown() { return Field(0, 0); }
 ParvexExprPtr Math(char op, ParvexExprPtr l, ParvexExprPtr r) {
   return std::make_unique<PExprMath>(op, std::move(l), std::move(r));
 }
@@ -41,26 +37,6 @@ ParvexExprPtr Func(ParvexFuncCode code, ParvexExprPtr a1 = nullptr, ParvexExprPt
   return std::make_unique<PExprScalarFunc>(code, std::move(a1), std::move(a2), std::move(a3));
 }
 
-// Counts its evaluations; evaluates to a fixed integer.
-class CountingExpr : public ParvexExpr {
- public:
-  CountingExpr(int32_t value, int* counter) : mValue(value), mCounter(counter) {}
-  bool Evaluate(const ParvexEvalContext&, ParvexValue* out) const override {
-    ++*mCounter;
-    out->SetInteger(mValue);
-    return true;
-  }
-  string Description() const override { return string("counted"); }
-  long ChooseWildcardTable(const ParvexRecSet*, bool* usable) const override {
-    if (usable) *usable = true;
-    return -1;
-  }
-
- private:
-  int32_t mValue;
-  int* mCounter;
-};
-
 struct Result {
   bool ok;
   ParvexValue value;
@@ -72,211 +48,16 @@ Result Isolated(const ParvexExprPtr& e, ParvexDatabase* db = nullptr) {
   return r;
 }
 
-int32_t IntOf(const ParvexExprPtr& e) {
-  const Result r = Isolated(e);
-  EXPECT_TRUE(r.ok) << e->Description().view();
-  EXPECT_EQ(r.value.Type(), kTypeInteger) << e->Description().view();
-  EXPECT_FALSE(r.value.IsNull());
-  return r.value.GetInteger();
-}
-
-std::string TextOf(const ParvexExprPtr& e) {
-  const Result r = Isolated(e);
-  EXPECT_TRUE(r.ok) << e->Description().view();
-  return r.value.GetString().str();
-}
-
-TEST(ExprTest, ConstantsDescribeThemselvesAsSql) {
-  EXPECT_EQ(Str("it's")->Description().view(), "'it''s'");
-  EXPECT_EQ(Int(-42)->Description().view(), "-42");
-  EXPECT_EQ(Dbl(1.5)->Description().view(), "1.5");
-  EXPECT_EQ(Bool(true)->Description().view(), "TRUE");
-  EXPECT_EQ(Const(ParvexValue())->Description().view(), "NULL");
-  EXPECT_EQ(Const(ParvexValue::Null(kTypeString))->Description().view(), "NULL");
-  EXPECT_EQ(Const(ParvexValue::Text(kTypeDate, string("2001-02-03")))->Description().view(),
-            "DATE '2001-02-03'");
-  EXPECT_EQ(Const(ParvexValue::Text(kTypeTime, string("10:11:12")))->Description().view(), "TIME '10:11:12'");
-  EXPECT_EQ(Const(ParvexValue::Text(kTypeTimestamp, string("2001-02-03 10:11:12")))->Description().view(),
-            "TIMESTAMP '2001-02-03 10:11:12'");
-  SimpleVector<ParvexTable*> none;
-  EXPECT_EQ(Str("x")->GetType(none), kTypeString);
-  EXPECT_EQ(Dbl(1)->GetType(none), kTypeDouble);
-  EXPECT_EQ(Math('+', Dbl(1), Int(1))->GetType(none), kTypeDouble);  // the left operand's type
-  EXPECT_EQ(Cmp(kCompareEqual, Str("a"), Str("b"))->GetType(none), kTypeInteger);
-}
-
-TEST(ExprTest, IntegerArithmeticWrapsAndTruncates) {
-  EXPECT_EQ(IntOf(Math('+', Int(2), Int(3))), 5);
-  EXPECT_EQ(IntOf(Math('/', Int(7), Int(2))), 3);
-  EXPECT_EQ(IntOf(Math('/', Int(-7), Int(2))), -3);
-  EXPECT_EQ(IntOf(Math('+', Int(INT_MAX), Int(1))), INT_MIN);
-  EXPECT_EQ(IntOf(Math('-', Int(INT_MIN), Int(1))), INT_MAX);
-  // The right operand is read as an integer whatever its type.
-  EXPECT_EQ(IntOf(Math('+', Int(1), Str("41 apples"))), 42);
-  EXPECT_EQ(IntOf(Math('+', Int(1), Dbl(2.9))), 3);
-  // No defined quotient: unknown.
-  EXPECT_FALSE(Isolated(Math('/', Int(1), Int(0))).ok);
-  EXPECT_FALSE(Isolated(Math('/', Int(INT_MIN), Int(-1))).ok);
-  EXPECT_EQ(IntOf(Math('/', Int(INT_MIN), Int(1))), INT_MIN);
-  // An unknown operand makes the result unknown.
-  EXPECT_FALSE(Isolated(Math('+', Int(1), Unknown())).ok);
-  EXPECT_FALSE(Isolated(Math('+', Unknown(), Int(1))).ok);
-}
-
-TEST(ExprTest, OnlyIntegerAndStringLeftOperandsCompute) {
-  EXPECT_EQ(TextOf(Math('+', Str("abc"), Str("def"))), "abcdef");
-  EXPECT_EQ(TextOf(Math('+', Str("n="), Int(5))), "n=5");
-  EXPECT_EQ(TextOf(Math('-', Str("abc"), Int(1))), "abc");
-  const Result d = Isolated(Math('*', Dbl(1.5), Int(2)));
-  EXPECT_TRUE(d.ok);
-  EXPECT_EQ(d.value.Type(), kTypeDouble);
-  EXPECT_EQ(d.value.GetDouble(), 1.5);
-  const Result b = Isolated(Math('+', Bool(true), Int(2)));
-  EXPECT_TRUE(b.ok);
-  EXPECT_EQ(b.value.Type(), kTypeBoolean);
-  EXPECT_EQ(Math('*', Int(1), Math('+', Int(2), Str("x")))->Description().view(), "(1 * (2 + 'x'))");
-}
-
-TEST(ExprTest, ComparisonDomainFollowsTheLeftOperand) {
-  EXPECT_EQ(IntOf(Cmp(kCompareEqual, Dbl(2.3), Dbl(2.7))), 1);    // both read as 2
-  EXPECT_EQ(IntOf(Cmp(kCompareLess, Int(10), Str("9"))), 0);      // integers: 10 < 9
-  EXPECT_EQ(IntOf(Cmp(kCompareLess, Str("10"), Int(9))), 1);      // texts: "10" < "9"
-  EXPECT_EQ(IntOf(Cmp(kCompareGreater, Str("a"), Str("B"))), 1);  // case-sensitive bytes
-  EXPECT_EQ(IntOf(Cmp(kCompareGreater, Str("\xC3\xA4"), Str("z"))), 1);  // unsigned bytes
-  EXPECT_EQ(IntOf(Cmp(kCompareLess, Str("ab"), Str("abc"))), 1);
-  const ParvexValue date1 = ParvexValue::Text(kTypeDate, string("2001-02-03"));
-  const ParvexValue date2 = ParvexValue::Text(kTypeDate, string("2001-12-01"));
-  EXPECT_EQ(IntOf(Cmp(kCompareLess, Const(date1), Const(date2))), 1);
-  // Booleans coerce both sides: 'yes' is true, 'f' is false.
-  EXPECT_EQ(IntOf(Cmp(kCompareEqual, Bool(true), Str("yes"))), 1);
-  EXPECT_EQ(IntOf(Cmp(kCompareEqual, Int(5), Bool(true))), 1);
-  EXPECT_EQ(IntOf(Cmp(kCompareEqual, Str("f"), Bool(false))), 1);  // texts "FALSE" and "FALSE"
-  // NULL compares as its reading (0 / "NULL").
-  EXPECT_EQ(IntOf(Cmp(kCompareEqual, Const(ParvexValue::Null(kTypeInteger)), Int(0))), 1);
-
-  const long ops[] = {kCompareLess,      kCompareGreater, kCompareNotEqual,
-                      kCompareLessEqual, kCompareEqual,   kCompareGreaterEqual};
-  const int lessAnswers[] = {1, 0, 1, 1, 0, 0};
-  const int equalAnswers[] = {0, 0, 0, 1, 1, 1};
-  for (int i = 0; i < 6; ++i) {
-    EXPECT_EQ(IntOf(Cmp(ops[i], Int(1), Int(2))), lessAnswers[i]) << ops[i];
-    EXPECT_EQ(IntOf(Cmp(ops[i], Str("x"), Str("x"))), equalAnswers[i]) << ops[i];
-  }
-  // An unknown operator code leaves the left operand.
-  EXPECT_EQ(IntOf(Cmp('?', Int(7), Int(2))), 7);
-  EXPECT_FALSE(Isolated(Cmp(kCompareEqual, Unknown(), Int(1))).ok);
-  EXPECT_FALSE(Isolated(Cmp(kCompareEqual, Int(1), Unknown())).ok);
-  EXPECT_EQ(Cmp(kCompareGreaterEqual, Int(1), Str("a"))->Description().view(), "(1 >= 'a')");
-}
-
-TEST(ExprTest, LikeAndItsEscape) {
-  EXPECT_EQ(IntOf(Like(Str("f%oo"), Str("f^%oo"), Str("^"))), 1);
-  EXPECT_EQ(IntOf(Like(Str("fxoo"), Str("f^%oo"), Str("^"))), 0);
-  EXPECT_EQ(IntOf(Like(Int(123), Str("1_3"))), 1);  // operands read as text
-  EXPECT_FALSE(Isolated(Like(Str("a"), Str("a"), Str("^^"))).ok);
-  EXPECT_FALSE(Isolated(Like(Str("a"), Str("a"), Str(""))).ok);
-  EXPECT_FALSE(Isolated(Like(Str("a"), Str("a"), Unknown())).ok);
-  EXPECT_FALSE(Isolated(Like(Unknown(), Str("a"))).ok);
-  EXPECT_FALSE(Isolated(Like(Str("a"), Unknown())).ok);
-  EXPECT_EQ(Like(Field(0, 1), Str("a%"), Str("!"))->Description().view(), "A.1 LIKE 'a%' ESCAPE '!'");
-}
-
-TEST(ExprTest, ThreeValuedLogicLeavesAValueInOut) {
-  auto expect = [](const ParvexExprPtr& e, bool ok, int32_t value) {
-    const Result r = Isolated(e);
-    EXPECT_EQ(r.ok, ok) << e->Description().view();
-    EXPECT_EQ(r.value.Type(), kTypeInteger) << e->Description().view();
-    EXPECT_EQ(r.value.GetInteger(), value) << e->Description().view();
-  };
-  expect(Junction<PExprAnd>(Unknown(), Int(0)), true, 0);
-  expect(Junction<PExprAnd>(Unknown(), Int(1)), false, 1);
-  expect(Junction<PExprAnd>(Int(2), Int(1)), true, 1);
-  expect(Junction<PExprAnd>(), true, 1);
-  expect(Junction<PExprOr>(Unknown(), Int(1)), true, 1);
-  expect(Junction<PExprOr>(Unknown(), Int(0)), false, 0);
-  expect(Junction<PExprOr>(Int(0), Int(0)), true, 0);
-  expect(Junction<PExprOr>(), true, 0);
-  expect(Not(Int(0)), true, 1);
-  expect(Not(Int(-3)), true, 0);
-  expect(Not(Junction<PExprAnd>(Unknown(), Int(0))), true, 1);
-
-  const Result notUnknown = Isolated(Not(Unknown()));
-  EXPECT_FALSE(notUnknown.ok);
-
-  // A decisive operand stops the evaluation.
-  int counted = 0;
-  ParvexExprPtr node = std::make_unique<PExprAnd>();
-  auto* andNode = static_cast<PExprAnd*>(node.get());
-  andNode->Add(std::make_unique<CountingExpr>(1, &counted));
-  andNode->Add(Int(0));
-  andNode->Add(std::make_unique<CountingExpr>(1, &counted));
-  EXPECT_TRUE(Isolated(node).ok);
-  EXPECT_EQ(counted, 1);
-
-  EXPECT_EQ(Junction<PExprAnd>(Int(1), Junction<PExprOr>(Int(2), Int(3)))->Description().view(),
-            "1 AND 2 OR 3");
-  EXPECT_EQ(Not(Int(1))->Description().view(), "NOT 1");
-}
-
-TEST(ExprTest, ScalarFunctionNode) {
-  ParvexDatabase db(nullptr);
-  db.SetClock(2007, 3, 5, 9, 4, 3);
-  EXPECT_EQ(TextOf(Func(kFuncSubstring, Str("Foo"), Int(2))), "oo");  // absent count: NULL
-  EXPECT_EQ(TextOf(Func(kFuncUpper)), "NULL");  // an absent argument reads as NULL
-  const Result date = Isolated(Func(kFuncCurrentDate), &db);
-  EXPECT_TRUE(date.ok);
-  EXPECT_EQ(date.value.GetString().view(), "2007-03-05");
-  EXPECT_FALSE(Isolated(Func(kFuncCurrentDate)).ok);       // no database
-  EXPECT_FALSE(Isolated(Func(kFuncUpper, Unknown())).ok);  // unknown argument
-  EXPECT_FALSE(Isolated(Func(kFuncCount, Int(1))).ok);     // aggregates are not scalar
-  EXPECT_FALSE(Isolated(Func(kFuncSubstring, Str("ab"), Int(1), Unknown())).ok);
-
-  SimpleVector<ParvexTable*> none;
-  EXPECT_EQ(Func(kFuncUpper, Int(1))->GetType(none), kTypeString);
-  EXPECT_EQ(Func(kFuncPosition, Str("a"), Str("b"))->GetType(none), kTypeInteger);
-  EXPECT_EQ(Func(kFuncSubstring, Field(0, 1), Int(2), Int(3))->Description().view(), "SUBSTRING(A.1, 2, 3)");
-  EXPECT_EQ(Func(kFuncCurrentTime)->Description().view(), "CURRENT_TIME");
-}
-
-TEST(ExprTest, ValidityAndAggregates) {
-  EXPECT_TRUE(Math('+', Int(1), Int(2))->Valid());
-  EXPECT_FALSE(Math('+', Int(1), nullptr)->Valid());
-  EXPECT_FALSE(Cmp(kCompareEqual, nullptr, Int(1))->Valid());
-  EXPECT_FALSE(Cmp(kCompareEqual, Int(1), Math('+', Int(1), nullptr))->Valid());
-  EXPECT_TRUE(Like(Str("a"), Str("b"))->Valid());
-  EXPECT_FALSE(Like(Str("a"), nullptr)->Valid());
-  EXPECT_FALSE(Not(nullptr)->Valid());
-  EXPECT_FALSE(Junction<PExprAnd>(Int(1), Not(nullptr))->Valid());
-  EXPECT_TRUE(Junction<PExprOr>()->Valid());
-  EXPECT_TRUE(Func(kFuncCurrentDate)->Valid());
-  EXPECT_FALSE(Func(kFuncUpper, Not(nullptr))->Valid());
-  EXPECT_TRUE(PExprAggregate(kAggCount, nullptr, false).Valid());
-  EXPECT_FALSE(PExprAggregate(kAggSum, nullptr, false).Valid());
-  EXPECT_TRUE(PExprAggregate(kAggSum, Int(1), false).Valid());
-  EXPECT_FALSE(PExprAggregate(kAggSum, Not(nullptr), false).Valid());
-  // An invalid tree that is evaluated anyway is unknown, not a crash.
-  EXPECT_FALSE(Isolated(Math('+', Int(1), nullptr)).ok);
-  EXPECT_FALSE(Isolated(Junction<PExprAnd>(Int(1), nullptr)).ok);
-
-  auto count = [] { return std::make_unique<PExprAggregate>(kAggCount, nullptr, false); };
-  EXPECT_FALSE(Int(1)->HasAggregate());
-  EXPECT_FALSE(Math('+', Field(0, 1), Int(1))->HasAggregate());
-  EXPECT_TRUE(Math('+', Int(1), count())->HasAggregate());
-  EXPECT_TRUE(Cmp(kCompareEqual, count(), Int(1))->HasAggregate());
-  EXPECT_TRUE(Like(Str("a"), Str("b"), Func(kFuncUpper, count()))->HasAggregate());
-  EXPECT_TRUE(Not(Junction<PExprOr>(Int(0), count()))->HasAggregate());
-  EXPECT_TRUE(Func(kFuncTrim, Str("a"), nullptr, count())->HasAggregate());
-}
-
-// Two small tables: T(a integer, b text) with three rows, U(c integer) with two.
+// Two small tables: T(a integer, b text) with rows 1 to 3, U(c integer)
+// with rows 1 and 2.
 class FieldTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    t.Add({ParvexValue::Integer(1), ParvexValue::String(string("one"))});
-    t.Add({ParvexValue::Integer(2), ParvexValue::Null(kTypeString)});
-    t.Add({ParvexValue::Integer(3), ParvexValue::String(string("three"))});
-    u.Add({ParvexValue::Integer(10)});
-    u.Add({ParvexValue::Integer(20)});
+    t.Insert({ParvexValue::Integer(1), ParvexValue::String(string("one"))});
+    t.Insert({ParvexValue::Integer(2), ParvexValue::Null(kTypeString)});
+    t.Insert({ParvexValue::Integer(3), ParvexValue::String(string("three"))});
+    u.Insert({ParvexValue::Integer(10)});
+    u.Insert({ParvexValue::Integer(20)});
     tables.push_back(&t);
     tables.push_back(&u);
   }
@@ -288,26 +69,26 @@ class FieldTest : public ::testing::Test {
     return c;
   }
 
-  ExprTestTable t{"T", {{"a", kTypeInteger}, {"b", kTypeString}}};
-  ExprTestTable u{"U", {{"c", kTypeInteger}}};
+  query_test::RowsTable t{"T", {{"a", kTypeInteger, 1}, {"b", kTypeString, 2}}};
+  query_test::RowsTable u{"U", {{"c", kTypeInteger, 1}}};
   SimpleVector<ParvexTable*> tables;
 };
 
 TEST_F(FieldTest, ReadsTheBoundRow) {
   ParvexRecSet rs(2);
-  rs[0] = 107;
-  const ParvexExprPtr b = Field(0, 1);
+  rs[0] = 2;
+  const ParvexExprPtr b = Field(0, 2);
   ParvexValue out;
   EXPECT_TRUE(b->Evaluate(Context(&rs), &out));
   EXPECT_TRUE(out.IsNull());
   EXPECT_EQ(out.Type(), kTypeString);
-  rs[0] = 114;
+  rs[0] = 3;
   EXPECT_TRUE(b->Evaluate(Context(&rs), &out));
   EXPECT_EQ(out.GetString().view(), "three");
   // Unbound table, missing row or column, no tables, in isolation: unknown.
-  EXPECT_FALSE(Field(1, 0)->Evaluate(Context(&rs), &out));
+  EXPECT_FALSE(Field(1, 1)->Evaluate(Context(&rs), &out));
   rs[1] = 999;
-  EXPECT_FALSE(Field(1, 0)->Evaluate(Context(&rs), &out));
+  EXPECT_FALSE(Field(1, 1)->Evaluate(Context(&rs), &out));
   EXPECT_FALSE(Field(0, 5)->Evaluate(Context(&rs), &out));
   EXPECT_FALSE(Field(2, 0)->Evaluate(Context(&rs), &out));
   EXPECT_FALSE(b->Evaluate(ParvexEvalContext{&rs, nullptr, nullptr, nullptr}, &out));
@@ -315,8 +96,8 @@ TEST_F(FieldTest, ReadsTheBoundRow) {
 
   // Without a record set a field reads the group's first one.
   ParvexRecSet first(2), second(2);
-  first[0] = 100;
-  second[0] = 114;
+  first[0] = 1;
+  second[0] = 3;
   SimpleVector<ParvexRecSet*> group;
   ParvexEvalContext c = Context(nullptr);
   c.group = &group;
@@ -325,12 +106,6 @@ TEST_F(FieldTest, ReadsTheBoundRow) {
   group.push_back(&second);
   EXPECT_TRUE(b->Evaluate(c, &out));
   EXPECT_EQ(out.GetString().view(), "one");
-
-  EXPECT_EQ(Field(1, 2)->Description().view(), "B.2");
-  EXPECT_EQ(Field(0, 0)->Description().view(), "A.0");
-  EXPECT_EQ(b->GetType(tables), kTypeString);
-  EXPECT_EQ(Field(1, 0)->GetType(tables), kTypeInteger);
-  EXPECT_EQ(Field(1, 7)->GetType(tables), kTypeNone);
 }
 
 // The table an expression wants bound next, and whether the expression can
@@ -339,7 +114,7 @@ TEST_F(FieldTest, ChoosingTheNextTable) {
   auto eq = [](ParvexExprPtr l, ParvexExprPtr r) { return Cmp(kCompareEqual, std::move(l), std::move(r)); };
   ParvexRecSet none(2);
   ParvexRecSet firstBound(2);
-  firstBound[0] = 100;
+  firstBound[0] = 1;
   struct Case {
     ParvexExprPtr e;
     const ParvexRecSet* bound;

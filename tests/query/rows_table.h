@@ -1,4 +1,5 @@
-// A writable in-memory source table for query and update tests.
+// The one in-memory source table of the query engine tests (expressions,
+// aggregates, queries, updates).
 //
 // It behaves like a stored table: column 0 is the hidden `_rowid` (its value
 // is the row ID), the user columns follow with column IDs of the test's
@@ -58,7 +59,6 @@ class RowsTable : public ParvexTable {
     if (index < 0 || index >= QtyColumns()) return nullptr;
     return &mColumns[static_cast<size_t>(index)];
   }
-  ParvexColumnInfo* MutableColumn(long index) { return &mColumns[static_cast<size_t>(index)]; }
   long QtyRows() const override { return static_cast<long>(mRows.size()); }
   void GetRowIDs(SimpleVector<RowID>* ids) const override {
     ++getRowIDsCalls;

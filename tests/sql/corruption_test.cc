@@ -7,6 +7,8 @@
 //   format allows: damage confined to the values inside live records of a
 //   table (no checksums: a changed value, or a lowered value count, reads as
 //   a valid record) may change that table's values, never its rows;
+// - lookups that go through an index answer as before or fail, unless the
+//   damage changed values in the index's records or in the rows concerned;
 // - a row acknowledged by INSERT and COMMIT reads back after reopening, or
 //   the statement reading it fails;
 // - --check (ParvexCheckDatabase) leaves the file as it was, and flags every
@@ -27,15 +29,29 @@
 #include <vector>
 
 #include "core/check_report.h"
-#include "db/db_test_util.h"
 #include "db/integrity_check.h"
-#include "sql/sql_test_util.h"
+#include "harness/engine.h"
+#include "harness/files.h"
 
 namespace parvex {
 namespace {
 
 const char* const kTables[] = {"Authors", "Books", "Notes"};
 constexpr size_t kTableCount = 3;
+
+// Queries the executor answers through an index (one-column indexes), with
+// the table they read.
+struct Lookup {
+  size_t table;
+  const char* sql;
+};
+const Lookup kLookups[] = {
+    {0, "SELECT _rowid FROM Authors WHERE name = 'Author 5'"},
+    {0, "SELECT _rowid FROM Authors WHERE name = 'Author 22'"},
+    {1, "SELECT _rowid FROM Books WHERE authorID = 1"},
+    {1, "SELECT _rowid FROM Books WHERE authorID = 17"},
+    {1, "SELECT _rowid FROM Books WHERE authorID = 33"},
+};
 
 // --- the clean database ---------------------------------------------------------
 
@@ -132,7 +148,8 @@ class Layout {
  public:
   static int64_t BodyOwner(size_t table, RowID row) { return static_cast<int64_t>(table) << 32 | row; }
 
-  explicit Layout(const std::string& bytes) : structural(bytes.size()), liveBody(bytes.size(), -1), mBytes(bytes) {
+  explicit Layout(const std::string& bytes)
+      : structural(bytes.size()), liveBody(bytes.size(), -1), indexValues(bytes.size()), mBytes(bytes) {
     Mark(0, 8, kVolumeHeader);
     for (int64_t at = 8; at + 28 <= Length();) {
       Block block{at, static_cast<int64_t>(F64(at + 12)), U32(at + 4), U32(at + 8)};
@@ -164,6 +181,7 @@ class Layout {
   std::vector<uint8_t> structural;
   // The live record whose body holds the byte, as BodyOwner(table, row), or -1.
   std::vector<int64_t> liveBody;
+  std::vector<uint8_t> indexValues;  // the byte is in the values of an index file's record
   std::vector<int64_t> boundaries;
 
  private:
@@ -261,7 +279,10 @@ class Layout {
       MarkData(id, at, 4, kRecordHeader);
       MarkData(id, at + 8, 4, kRecordHeader);
       if (live) MarkData(id, at + 4, 4, kRecordHeader);  // a deleted record's row ID means nothing
-      if (live && index) MarkData(id, at + 12, body, kIndexRecord);
+      if (live && index) {
+        MarkData(id, at + 12, body, kIndexRecord);
+        for (int64_t i = 0; i < body; ++i) indexValues[static_cast<size_t>(Where(id, at + 12 + i))] = 1;
+      }
       if (live && table >= 0) MarkBody(id, at + 12, body, BodyOwner(static_cast<size_t>(table), DataU32(id, at + 4)));
       at += 12 + body;
     }
@@ -374,11 +395,15 @@ class CorruptionTest : public ::testing::Test {
  protected:
   void SetUp() override {
     BuildDatabase(folder.File("clean.pvx"));
-    clean = ReadHostFile(folder.File("clean.pvx"));
+    clean = testing::ReadFile(folder.File("clean.pvx"));
     ParvexStatus status;
     auto db = Open(folder.File("clean.pvx"), false, &status);
     ASSERT_NE(db, nullptr);
     for (size_t t = 0; t < kTableCount; ++t) ASSERT_TRUE(ReadTable(*db, kTables[t], &cleanRows[t], &status));
+    for (size_t q = 0; q < std::size(kLookups); ++q) {
+      cleanLookups[q] = Rows(*db, kLookups[q].sql);
+      ASSERT_FALSE(cleanLookups[q].empty());
+    }
   }
 
   void RunCase(const Damage& damage, const Layout& layout, Tally* tally);
@@ -386,6 +411,7 @@ class CorruptionTest : public ::testing::Test {
   TempFolder folder;
   std::string clean;
   TableRows cleanRows[kTableCount];
+  std::vector<std::string> cleanLookups[std::size(kLookups)];
 };
 
 void CorruptionTest::RunCase(const Damage& damage, const Layout& layout, Tally* tally) {
@@ -394,6 +420,7 @@ void CorruptionTest::RunCase(const Damage& damage, const Layout& layout, Tally* 
   // Where the damage lies: the live records whose values it touched, and
   // whether it reaches a structural byte.
   std::set<int64_t> touchedRecords;
+  bool indexValuesTouched = false;
   bool changed = damage.bytes.size() != clean.size();
   bool structural = damage.bytes.size() < clean.size();
   std::string parts;  // for messages
@@ -403,19 +430,20 @@ void CorruptionTest::RunCase(const Damage& damage, const Layout& layout, Tally* 
     structural = structural || layout.structural[i];
     if (layout.structural[i]) parts += std::string(" ") + kPartNames[layout.structural[i]] + "@" + std::to_string(i);
     if (layout.liveBody[i] >= 0) touchedRecords.insert(layout.liveBody[i]);
+    indexValuesTouched = indexValuesTouched || layout.indexValues[i];
   }
   if (!changed) {
     tally->Add("unchanged (the damage rewrote bytes with the same values)");
     return;
   }
   tally->Add(std::string("cases: ") + KindName(damage.kind));
-  WriteHostFile(path, damage.bytes);
+  testing::WriteFile(path, damage.bytes);
 
   // The check reads only, and sees every truncation and structural zeroing.
   CheckReport report;
   ParvexStatus status;
   const bool ran = ParvexCheckDatabase(string(path), &report, &status);
-  EXPECT_EQ(ReadHostFile(path), damage.bytes) << "the check changed the file";
+  EXPECT_EQ(testing::ReadFile(path), damage.bytes) << "the check changed the file";
   if (!ran || !report.Clean()) tally->Add(std::string("--check flags: ") + KindName(damage.kind));
   const bool mustFlag = structural;
   if (mustFlag) {
@@ -482,6 +510,29 @@ void CorruptionTest::RunCase(const Damage& damage, const Layout& layout, Tally* 
   }
   tally->Add(reported ? "statements failed naming the table" : "every table answered as before");
 
+  // Lookups through an index: the rows found are the rows whose values
+  // match, unless values in the index's records (or the rows) were changed.
+  for (size_t q = 0; q < std::size(kLookups); ++q) {
+    const std::vector<std::string> rows = Rows(*db, kLookups[q].sql, &status);
+    if (IsErrorState(status.State())) {
+      EXPECT_TRUE(NamesATable(status)) << status.Description().view();
+      continue;
+    }
+    if (rows == cleanLookups[q]) continue;
+    bool explained = indexValuesTouched;
+    for (const auto& list : {rows, cleanLookups[q]}) {
+      for (const std::string& row : list) {
+        explained = explained || (row != "(null)" && touchedRecords.count(Layout::BodyOwner(
+                                                      kLookups[q].table, static_cast<RowID>(std::stoul(row)))));
+      }
+    }
+    if (explained) {
+      tally->Add("index lookups changed by damage inside index or row values (no checksums to tell)");
+    } else {
+      ADD_FAILURE() << kLookups[q].sql << " answered silently with other rows";
+    }
+  }
+
   // Whatever a commit acknowledges reads back after reopening (or fails).
   std::vector<size_t> acknowledged;
   for (size_t t = 0; t < kTableCount; ++t) {
@@ -523,8 +574,8 @@ TEST_F(CorruptionTest, DamageIsReportedNeverAnsweredSilently) {
     damage.what = "case " + std::to_string(i) + ": " + damage.what;
     if (only < 0 || only == i) RunCase(damage, layout, &tally);
     if (only == i && std::getenv("PARVEX_CORRUPTION_KEEP")) {  // keep the files to look at
-      WriteHostFile(std::string(std::getenv("PARVEX_CORRUPTION_KEEP")) + ".clean", clean);
-      WriteHostFile(std::string(std::getenv("PARVEX_CORRUPTION_KEEP")) + ".damaged", damage.bytes);
+      testing::WriteFile(std::string(std::getenv("PARVEX_CORRUPTION_KEEP")) + ".clean", clean);
+      testing::WriteFile(std::string(std::getenv("PARVEX_CORRUPTION_KEEP")) + ".damaged", damage.bytes);
     }
   }
   for (const auto& [what, count] : tally.counts) std::printf("  %5d  %s\n", count, what.c_str());

@@ -6,7 +6,7 @@
 
 #include <memory>
 
-#include "sql/sql_test_util.h"
+#include "harness/engine.h"
 
 namespace parvex {
 namespace {

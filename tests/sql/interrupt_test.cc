@@ -8,7 +8,7 @@
 
 #include "db/database.h"
 #include "sql/execute.h"
-#include "sql/sql_test_util.h"
+#include "harness/engine.h"
 
 namespace parvex {
 namespace {

@@ -10,7 +10,7 @@
 #include "db/database.h"
 #include "platform/fault_injection.h"
 #include "platform/memory_file_system.h"
-#include "sql/sql_test_util.h"
+#include "harness/engine.h"
 
 namespace parvex {
 namespace {

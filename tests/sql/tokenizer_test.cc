@@ -101,18 +101,6 @@ TEST(TokenizerTest, TokensOfTexts) {
   EXPECT_EQ(error, Parser::kErrSyntax);
 }
 
-TEST(TokenizerTest, SemicolonEndsWithoutBeingConsumed) {
-  Parser parser;
-  parser.Start(string("a; b"));
-  parser.GetToken();
-  EXPECT_EQ(parser.Token().str(), "a");
-  for (int i = 0; i < 3; ++i) {
-    parser.GetToken();
-    EXPECT_EQ(parser.TokenKind(), Parser::kTokenEnd);
-    EXPECT_EQ(parser.Token().length(), 0u);
-  }
-}
-
 TEST(TokenizerTest, UnknownCharactersDoNotMove) {
   for (const char* text : {".", "!", "&", "?", "@", "[", "$", "|", "\x80"}) {
     Parser parser;
@@ -123,32 +111,6 @@ TEST(TokenizerTest, UnknownCharactersDoNotMove) {
     parser.GetToken();
     EXPECT_EQ(parser.TokenKind(), Parser::kTokenUnknown) << text;
   }
-}
-
-TEST(TokenizerTest, PutbackReadsTheSameTokenAgain) {
-  Parser parser;
-  parser.Start(string("  alpha  'b''c'  N'x'  <>  "));
-  for (const char* expected : {"alpha", "'b''c'", "'x'", "<>"}) {
-    parser.GetToken();
-    EXPECT_EQ(parser.Token().str(), expected);
-    parser.putback();
-    parser.GetToken();
-    EXPECT_EQ(parser.Token().str(), expected);
-  }
-  parser.GetToken();  // the NUL delimiter
-  parser.putback();
-  parser.GetToken();
-  EXPECT_EQ(parser.TokenKind(), Parser::kTokenEnd);
-}
-
-TEST(TokenizerTest, EncodingOfTokens) {
-  Parser parser;
-  parser.Start(string("abc", kEncodingUTF8));
-  parser.GetToken();
-  EXPECT_EQ(parser.Token().Encoding(), kEncodingUTF8);
-  parser.Start(string("", kEncodingUTF8));
-  parser.GetToken();
-  EXPECT_EQ(parser.Token().Encoding(), kEncodingDefault);
 }
 
 }  // namespace

@@ -1,16 +1,15 @@
 // Test helpers for the storage layer: a memory file that outlives the stream
-// the storage owns, hand-written hex, and value list builders.
+// the storage owns, and value list builders.
 #pragma once
 
-#include <cctype>
 #include <cerrno>
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "core/table.h"
+#include "harness/hex.h"
 #include "platform/memory_stream.h"
 #include "storage/record_storage.h"
 
@@ -69,45 +68,6 @@ inline std::unique_ptr<RandomAccessMechanism> Open(const std::shared_ptr<MemFile
   if (!file) return nullptr;
   file->bytes.SeekFromStart(0);
   return std::make_unique<SharedStream>(file);
-}
-
-// Bytes from hex digits; everything else (spaces, '|', newlines) is ignored,
-// and 'Z' followed by a decimal count and a space stands for that many zero
-// bytes ("Z256 ").
-inline std::vector<uint8_t> Hex(std::string_view text) {
-  std::vector<uint8_t> out;
-  int high = -1;
-  for (size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (c == 'Z') {
-      size_t n = 0;
-      while (i + 1 < text.size() && std::isdigit(static_cast<unsigned char>(text[i + 1]))) {
-        n = n * 10 + static_cast<size_t>(text[++i] - '0');
-      }
-      out.insert(out.end(), n, 0);
-      continue;
-    }
-    if (!std::isxdigit(static_cast<unsigned char>(c))) continue;
-    const int digit = std::isdigit(static_cast<unsigned char>(c)) ? c - '0' : std::tolower(c) - 'a' + 10;
-    if (high < 0) {
-      high = digit;
-    } else {
-      out.push_back(static_cast<uint8_t>(high * 16 + digit));
-      high = -1;
-    }
-  }
-  return out;
-}
-
-// Text as hex (for ASCII parts of golden bytes).
-inline std::string AsciiHex(std::string_view text) {
-  static const char* kDigits = "0123456789ABCDEF";
-  std::string out;
-  for (unsigned char c : text) {
-    out.push_back(kDigits[c >> 4]);
-    out.push_back(kDigits[c & 15]);
-  }
-  return out;
 }
 
 // A value list under construction: List().Int(1, 5).Str(2, "x").

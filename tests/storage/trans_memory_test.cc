@@ -10,7 +10,7 @@
 #include <new>
 #include <string>
 
-#include "sql/sql_test_util.h"
+#include "harness/engine.h"
 #include "storage/file_access.h"
 #include "storage/trans.h"
 

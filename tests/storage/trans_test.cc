@@ -1,5 +1,8 @@
-// ParvexTrans against real volume files: pending changes, commit, rollback,
-// counters, NULL handling, deletions, indexes and the files a table keeps.
+// ParvexTrans where SQL can't look: NULL left out of stored records, the
+// counters' bytes, damaged counters, indexes following every pending change
+// (indexes don't change query results yet) and the files a table keeps.
+// Pending changes, commit, rollback and deletions are covered by
+// tests/sql/scripts/transactions.sql.
 #include "storage/trans.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "sql/sql_test_util.h"
+#include "harness/engine.h"
 #include "storage/file_access.h"
 #include "storage/index.h"
 #include "storage/record_storage.h"
@@ -114,40 +117,6 @@ class TransTest : public ::testing::Test {
   std::unique_ptr<ParvexTrans> table;
 };
 
-TEST_F(TransTest, ReadsGoThroughPendingChangesInTheDecidedOrder) {
-  table = OpenTable();
-  for (int i = 1; i <= 4; ++i) Add(i, "v" + std::to_string(i));
-  ASSERT_TRUE(Commit());
-  table->DeleteRow(2);
-  Update(3, 30, std::nullopt);
-  const RowID added = Add(5, "v5");
-  UpdateB(added, "changed");
-  UpdateB(1, "first");
-  // Committed rows in map order without the deleted one, then the added rows.
-  EXPECT_EQ((std::vector<RowID>{1, 3, 4, 5}), IDs());
-  // QtyRows is the committed rows (four, the one pending deletion included)
-  // plus one per pending change record (rows 3, 5 and 1).
-  EXPECT_EQ(table->QtyRows(), 7);
-  EXPECT_EQ(Row(1), "1|1|first");
-  EXPECT_EQ(Row(2), "(none)|(none)|(none)");
-  EXPECT_EQ(Row(3), "3|30|NULL");
-  EXPECT_EQ(Row(5), "5|5|changed");
-  EXPECT_TRUE(table->HasChangesToCommit());
-  ASSERT_TRUE(Commit());
-  EXPECT_FALSE(table->HasChangesToCommit());
-  EXPECT_EQ(table->QtyRows(), 4);
-  Reopen();
-  EXPECT_EQ((std::vector<RowID>{1, 3, 4, 5}), IDs());
-  EXPECT_EQ(Row(1), "1|1|first");
-  EXPECT_EQ(Row(3), "3|30|NULL");
-  EXPECT_EQ(Row(5), "5|5|changed");
-  // Out-of-range reads fail.
-  ParvexValue v;
-  EXPECT_FALSE(table->GetValue(1, 3, &v));
-  EXPECT_FALSE(table->GetValue(1, -1, &v));
-  EXPECT_FALSE(table->GetValue(99, 0, &v));
-}
-
 TEST_F(TransTest, AbsentColumnsReadAsTypedNullAndNullIsNeverStored) {
   table = OpenTable();
   const RowID row = Add(std::nullopt, "text");
@@ -170,39 +139,6 @@ TEST_F(TransTest, AbsentColumnsReadAsTypedNullAndNullIsNeverStored) {
   ParvexValue b;
   ASSERT_TRUE(table->GetValue(row, 2, &b));
   EXPECT_EQ(b.Type(), kTypeString);
-}
-
-TEST_F(TransTest, CommittedDeletionsLeaveTheRowPositionMapForGood) {
-  table = OpenTable();
-  for (int i = 1; i <= 3; ++i) Add(i, "x");
-  ASSERT_TRUE(Commit());
-  table->DeleteRow(2);
-  ASSERT_TRUE(Commit());
-  EXPECT_EQ(table->QtyRows(), 2);
-  Reopen();
-  EXPECT_EQ((std::vector<RowID>{1, 3}), IDs());
-  // A map rebuilt from the data file does not list it either.
-  table.reset();
-  ASSERT_TRUE(access->DeleteFile(string("T.map")));
-  table = OpenTable();
-  EXPECT_EQ((std::vector<RowID>{1, 3}), IDs());
-  EXPECT_EQ(Add(4, "new"), 4u);
-}
-
-TEST_F(TransTest, AStoredRowDeletedAndAddedAgainUnderItsIDHasOneRecord) {
-  table = OpenTable();
-  Add(1, "old");
-  Add(2, "keep");
-  ASSERT_TRUE(Commit());
-  table->DeleteRow(1);
-  EXPECT_EQ(AddWithID(1, 100), 1u);
-  EXPECT_EQ((std::vector<RowID>{2, 1}), IDs());
-  EXPECT_EQ(Row(1), "1|100|NULL");
-  ASSERT_TRUE(Commit());
-  Reopen();
-  EXPECT_EQ(Row(1), "1|100|NULL");
-  EXPECT_EQ(IDs().size(), 2u);
-  EXPECT_EQ(table->QtyRows(), 2);
 }
 
 TEST_F(TransTest, CountersAreStoredLittleEndianAtTheStartOfTheMetadata) {
@@ -306,20 +242,6 @@ TEST_F(TransTest, IndexesAreLoadedWithTheTableAndDeleteStorageRemovesEveryFile) 
   EXPECT_FALSE(access->ContainsFile(string("T.dat")));
   EXPECT_FALSE(access->ContainsFile(string("T.map")));
   EXPECT_FALSE(access->ContainsFile(string("T.ab.idx")));
-}
-
-TEST_F(TransTest, UpdatesAndDeletesOfMissingRowsChangeNothing) {
-  table = OpenTable();
-  Update(7, 1, "x");
-  table->DeleteRow(7);
-  EXPECT_FALSE(table->HasChangesToCommit());
-  // Adding and deleting a row in one transaction leaves nothing to write,
-  // but its ID stays used.
-  const RowID row = Add(1, "x");
-  table->DeleteRow(row);
-  EXPECT_FALSE(table->HasChangesToCommit());
-  EXPECT_TRUE(IDs().empty());
-  EXPECT_EQ(Add(2, "y"), row + 1);
 }
 
 }  // namespace

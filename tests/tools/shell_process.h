@@ -1,39 +1,29 @@
-// Running the real parvex binary from tests: through pipes (standard input,
-// output and error captured separately) or through a pseudo-terminal (an
-// interactive session driven keystroke by keystroke). Every run has a time
-// limit, so a hanging shell fails its test instead of the suite.
+// Running the real parvex binary from C++ tests that scripts can't express:
+// an interactive session on a pseudo-terminal, driven keystroke by keystroke,
+// and runs through pipes beside such a session (other runs through pipes are
+// the shell scripts of tests/tools/scripts). Every wait has a time limit, so
+// a hanging shell fails its test instead of the suite.
 #pragma once
 
 #include <sys/types.h>
 
 #include <chrono>
-#include <filesystem>
 #include <string>
 #include <vector>
 
-#include "sql/sql_test_util.h"
+#include "harness/files.h"
+#include "harness/process.h"
 
 namespace parvex::shell::testing {
 
-// build/<type>/parvex, next to the test binaries.
-std::string ShellBinary();
-
 // A fresh folder under the system's temporary folder, removed at the end.
-using TempDir = parvex::TempFolder;
-
-struct ShellResult {
-  int exitCode = -1;  // -1 when the shell did not exit normally
-  std::string out;
-  std::string err;
-};
+using TempDir = parvex::testing::TempFolder;
+using ShellResult = parvex::testing::ProcessResult;
+using parvex::testing::ReadFile;
 
 // Runs the shell with `args` (the program name is added) and `input` on its
-// standard input; HOME points at `home` when given.
-ShellResult RunShell(const std::vector<std::string>& args, const std::string& input = "",
-                     const std::string& home = "");
-
-std::string ReadFile(const std::string& path);
-void WriteFile(const std::string& path, const std::string& bytes);
+// standard input, through pipes.
+ShellResult RunShell(const std::vector<std::string>& args, const std::string& input = "");
 
 // An interactive session on a pseudo-terminal (TERM=xterm, 100x30).
 class PtySession {

@@ -36,25 +36,6 @@ class ItemTest : public ::testing::Test {
   VFileRef mRoot;
 };
 
-TEST_F(ItemTest, CreationRefusesBadParentsNamesAndTypes) {
-  VFileRef file = mVolume->CreateFile(mRoot, "file", kBinary);
-  VFileRef fake = file;  // a reference that claims to be a folder is checked against the item
-  fake.type = kFolderType;
-  const struct {
-    VFileRef parent;
-    string name;
-    VFileType type;
-  } refused[] = {{mRoot, "", kBinary},         {mRoot, string(std::string_view("a\0b", 3)), kBinary},
-                 {mRoot, "x", 0},              {mRoot, "x", kFolderType},
-                 {file, "child", kBinary},     {fake, "child", kBinary}};
-  for (const auto& c : refused) EXPECT_TRUE(mVolume->CreateFile(c.parent, c.name, c.type).IsEmpty()) << c.name.str();
-  EXPECT_EQ(ChildNames(mRoot), std::vector<std::string>{"file"});
-  EXPECT_EQ(mVolume->CreateFile(mRoot, "next", kBinary).fileID, file.fileID + 1);
-  EXPECT_FALSE(mVolume->SetFileType(&file, kFolderType));
-  EXPECT_FALSE(mVolume->SetFileType(&mRoot, kBinary));
-  EXPECT_EQ(mVolume->OpenFile(mRoot), nullptr);
-}
-
 TEST_F(ItemTest, NamesKeepTheirFirst223Bytes) {
   std::string longName;
   for (int i = 0; i < 300; ++i) longName += static_cast<char>('a' + i % 26);
@@ -75,20 +56,6 @@ TEST_F(ItemTest, NamesKeepTheirFirst223Bytes) {
   EXPECT_FALSE(mVolume->SetFileName(&file, ""));
 }
 
-TEST_F(ItemTest, UnlinkingMovesTheLastChildIntoTheGap) {
-  std::vector<VFileRef> items;
-  for (const char* name : {"a", "b", "c", "d"}) items.push_back(mVolume->CreateFile(mRoot, name, kBinary));
-  ASSERT_TRUE(mVolume->DeleteFile(items[1]));
-  EXPECT_EQ(ChildNames(mRoot), (std::vector<std::string>{"a", "d", "c"}));
-  ASSERT_TRUE(mVolume->DeleteFile(items[2]));  // "c" is last: only the count shrinks
-  EXPECT_EQ(ChildNames(mRoot), (std::vector<std::string>{"a", "d"}));
-  // The folder's length field keeps the longest list it had.
-  EXPECT_EQ(mVolume->GetFileInfo(mRoot).length, 4 + 4 * 4);
-  EXPECT_FALSE(mVolume->UnlinkFile(items[1], mRoot));  // no longer listed
-  EXPECT_FALSE(mVolume->DeleteFile(items[1]));
-  EXPECT_EQ(ChildNames(mRoot), (std::vector<std::string>{"a", "d"}));
-}
-
 TEST_F(ItemTest, DeletingRefusesTheRootFoldersWithChildrenAndOpenFiles) {
   EXPECT_FALSE(mVolume->DeleteFile(mRoot));
   VFileRef folder = mVolume->CreateDirectory(mRoot, "folder");
@@ -105,23 +72,6 @@ TEST_F(ItemTest, DeletingRefusesTheRootFoldersWithChildrenAndOpenFiles) {
   ASSERT_TRUE(mVolume->DeleteFile(folder));
   EXPECT_TRUE(ChildNames(mRoot).empty());
   EXPECT_EQ(mVolume->OpenFile(inner), nullptr);
-}
-
-TEST_F(ItemTest, MovingBetweenFolders) {
-  VFileRef a = mVolume->CreateDirectory(mRoot, "a");
-  VFileRef b = mVolume->CreateDirectory(a, "b");
-  VFileRef file = mVolume->CreateFile(mRoot, "file", kBinary);
-  ASSERT_TRUE(mVolume->MoveFile(file, b));
-  EXPECT_EQ(mVolume->GetParent(file).fileID, b.fileID);
-  EXPECT_TRUE(mVolume->MoveFile(file, b));  // already there
-  EXPECT_EQ(ChildNames(b), std::vector<std::string>{"file"});
-  // A folder can't go into itself or below itself; a file is no folder.
-  EXPECT_FALSE(mVolume->MoveFile(a, b));
-  EXPECT_FALSE(mVolume->MoveFile(a, a));
-  EXPECT_FALSE(mVolume->MoveFile(file, file));
-  ASSERT_TRUE(mVolume->MoveFile(b, mRoot));
-  EXPECT_EQ(ChildNames(mRoot), (std::vector<std::string>{"a", "b"}));
-  EXPECT_TRUE(ChildNames(a).empty());
 }
 
 TEST_F(ItemTest, ContentStreamKeepsLengthAndPosition) {

@@ -3,33 +3,15 @@
 
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "harness/hex.h"
 #include "platform/memory_stream.h"
 
 namespace parvex::testing {
-
-// Bytes from hex text; spaces, newlines and '|' separators are ignored.
-inline std::vector<uint8_t> Hex(const std::string& text) {
-  std::vector<uint8_t> bytes;
-  int high = -1;
-  for (char c : text) {
-    if (!std::isxdigit(static_cast<unsigned char>(c))) continue;
-    const int digit = std::isdigit(static_cast<unsigned char>(c)) ? c - '0' : (std::tolower(c) - 'a' + 10);
-    if (high < 0) {
-      high = digit;
-    } else {
-      bytes.push_back(static_cast<uint8_t>(high * 16 + digit));
-      high = -1;
-    }
-  }
-  EXPECT_EQ(high, -1) << "odd number of hex digits";
-  return bytes;
-}
 
 // Copies hex bytes into `image` at `offset`, growing it with zero bytes.
 inline void Place(std::vector<uint8_t>* image, size_t offset, const std::string& hex) {

@@ -11,8 +11,9 @@
 #include "db/database.h"
 #include "interrupt.h"
 #include "progress.h"
+#include "sql/binder.h"
 #include "sql/execute.h"
-#include "sql_text.h"
+#include "sql/sql_dialect.h"
 
 namespace parvex::shell {
 namespace {
@@ -48,11 +49,7 @@ bool TargetsOfTable(const ParvexTable& table, const std::vector<CsvField>& heade
                     std::vector<Target>* targets, std::string* error) {
   std::unordered_set<long> used;
   for (const CsvField& field : header) {
-    long found = -1;
-    for (long c = 0; c < table.QtyColumns() && found < 0; ++c) {
-      const ParvexColumnInfo* column = table.Column(c);
-      if (column && column->name.Compare(field.text) == 0) found = c;
-    }
+    const long found = BindColumn(table, field.text);
     if (found < 0) {
       *error = "table " + table.name.str() + " has no column " + field.text;
       return false;
@@ -64,6 +61,148 @@ bool TargetsOfTable(const ParvexTable& table, const std::vector<CsvField>& heade
     const ParvexColumnInfo* column = table.Column(found);
     targets->push_back({column->name.str(), found == 0 ? kTypeInteger : column->Type(), column->columnID,
                         found == 0});
+  }
+  return true;
+}
+
+// The columns of a table the import creates: a String column per header
+// name, made into a plain word (noted in the report when it changes).
+bool TargetsOfNewTable(const std::string& tableName, const std::vector<CsvField>& header,
+                       std::vector<Target>* targets, ImportReport* report, std::string* error) {
+  if (!IsPlainName(tableName)) {
+    *error = "can't create a table named " + tableName + " (letters, digits, _ and # only)";
+    return false;
+  }
+  std::vector<std::string> names;
+  for (const CsvField& field : header) names.push_back(field.text);
+  names = ColumnNamesFromHeader(names);
+  for (size_t i = 0; i < names.size(); ++i) {
+    const bool rowID = SameText(header[i].text, "_rowid");
+    if (!rowID && names[i] != header[i].text) {
+      report->notes.push_back("column \"" + header[i].text + "\" is named " + names[i]);
+    }
+    targets->push_back({names[i], rowID ? kTypeInteger : kTypeString, 0, rowID});
+  }
+  return true;
+}
+
+// The records of the file, converted and checked, before anything is added.
+struct Records {
+  std::vector<ParvexValue> values;  // row after row, one value per target
+  std::vector<size_t> lines;        // the line each row began on
+};
+
+// Checks a row ID field: positive, not seen before in the file, not in the table.
+bool CheckRowID(const ParvexValue& value, const ParvexTable* table, std::unordered_set<int32_t>* seen,
+                std::string* problem) {
+  const int32_t id = value.GetInteger();
+  ParvexValue existing;
+  if (value.IsNull() || id <= 0) {
+    *problem = "a row ID must be a positive integer";
+  } else if (!seen->insert(id).second) {
+    *problem = "row ID " + std::to_string(id) + " appears twice";
+  } else if (table != nullptr && table->GetValue(static_cast<RowID>(id), 0, &existing)) {
+    *problem = "row ID " + std::to_string(id) + " is already in the table";
+  }
+  return problem->empty();
+}
+
+bool ReadRecords(CsvReader& reader, const std::string& path, size_t size, const std::vector<Target>& targets,
+                 const ParvexTable* table, Records* records, std::string* error) {
+  std::unordered_set<int32_t> rowIDs;
+  std::vector<CsvField> fields;
+  ProgressBar progress("Reading " + path, size);
+  while (reader.Next(&fields)) {
+    if (InterruptRequested()) {
+      *error = "Interrupted.";
+      return false;
+    }
+    const std::string where = path + ":" + std::to_string(reader.RecordLine()) + ": ";
+    // A blank line can't be a record of several columns: it is skipped.
+    if (fields.size() == 1 && targets.size() > 1 && fields[0].text.empty() && !fields[0].quoted) continue;
+    if (fields.size() != targets.size()) {
+      *error = where + "expected " + std::to_string(targets.size()) + " fields, found " +
+               std::to_string(fields.size());
+      return false;
+    }
+    for (size_t i = 0; i < fields.size(); ++i) {
+      ParvexValue value;
+      std::string problem;
+      if (!ConvertCsvField(fields[i], targets[i].type, &value, &problem) ||
+          (targets[i].rowID && !CheckRowID(value, table, &rowIDs, &problem))) {
+        *error = where + "column " + targets[i].name + ": " + problem;
+        return false;
+      }
+      records->values.push_back(std::move(value));
+    }
+    records->lines.push_back(reader.RecordLine());
+    progress.Update(reader.Offset());
+  }
+  if (reader.Failed()) {
+    *error = path + ": " + reader.Error();
+    return false;
+  }
+  return true;
+}
+
+// Creates the table for `targets` and gives each its column ID; `changed`
+// is set once the statement ran.
+ParvexTable* CreateTable(ParvexDatabase& db, const std::string& tableName, std::vector<Target>* targets,
+                         std::string* error, bool* changed) {
+  std::string sql = "CREATE TABLE " + tableName + " (";
+  bool first = true;
+  for (const Target& target : *targets) {
+    if (target.rowID) continue;
+    sql += (first ? "" : ", ") + target.name + " String";
+    first = false;
+  }
+  sql += ")";
+  if (first) {
+    *error = "the header names no column but _rowid";
+    return nullptr;
+  }
+  ParvexStatus status;
+  db.UpdateClock();
+  ParvexSQLExecute(string(sql, kEncodingUTF8), db, &status);
+  *changed = true;
+  ParvexTable* table = db.FindTable(string(tableName));
+  if (IsErrorState(status.State()) || table == nullptr) {
+    std::string message(1, '[');
+    message += status.Code();
+    message += "] ";
+    message += status.Description().view();
+    *error = std::move(message);
+    return nullptr;
+  }
+  for (Target& target : *targets) {
+    const long column = target.rowID ? -1 : BindColumn(*table, target.name);
+    if (column > 0) target.columnID = table->Column(column)->columnID;
+  }
+  return table;
+}
+
+bool AddRows(ParvexTable& table, const std::string& path, const std::string& tableName,
+             const std::vector<Target>& targets, const Records& records, ImportReport* report, std::string* error) {
+  const size_t width = targets.size();
+  ProgressBar progress("Loading " + tableName, records.lines.size());
+  for (size_t r = 0; r < records.lines.size(); ++r) {
+    ParvexValueList row;
+    for (size_t i = 0; i < width; ++i) {
+      row.push_back(new ParvexValueWithID(records.values[r * width + i], targets[i].columnID));
+    }
+    const RowID added = table.AddRow(row, true);
+    DeleteValues(row);  // the table took the values; this frees any it left behind
+    if (added == kInvalidRowID) {
+      if (table.IsDamaged()) {
+        const ParvexStatus& damage = table.DamageStatus();
+        *error = "[" + std::string(damage.Code()) + "] " + damage.Description().str();
+      } else {
+        *error = path + ":" + std::to_string(records.lines[r]) + ": the table refused the row";
+      }
+      return false;
+    }
+    report->rows = r + 1;
+    progress.Update(r + 1);
   }
   return true;
 }
@@ -83,137 +222,23 @@ bool ImportCsv(ParvexDatabase& db, const std::string& path, const std::string& t
   }
 
   ParvexTable* table = db.FindTable(string(tableName));
-  std::vector<Target> targets;
-  if (table != nullptr) {
-    if (!db.tables.empty() && table == db.tables[0]) {
-      *error = "the schema table can't be imported into";
-      return false;
-    }
-    if (!TargetsOfTable(*table, header, &targets, error)) return false;
-  } else {
-    if (!IsPlainName(tableName)) {
-      *error = "can't create a table named " + tableName + " (letters, digits, _ and # only)";
-      return false;
-    }
-    std::vector<std::string> names;
-    for (const CsvField& field : header) names.push_back(field.text);
-    names = ColumnNamesFromHeader(names);
-    for (size_t i = 0; i < names.size(); ++i) {
-      const bool rowID = SameText(header[i].text, "_rowid");
-      if (!rowID && names[i] != header[i].text) {
-        report->notes.push_back("column \"" + header[i].text + "\" is named " + names[i]);
-      }
-      targets.push_back({names[i], rowID ? kTypeInteger : kTypeString, 0, rowID});
-    }
-  }
-
-  // Read and check every record before anything is added.
-  std::vector<ParvexValue> values;
-  std::vector<size_t> lines;
-  std::unordered_set<int32_t> rowIDs;
-  std::vector<CsvField> fields;
-  {
-    ProgressBar progress("Reading " + path, text.size());
-    while (reader.Next(&fields)) {
-      if (InterruptRequested()) {
-        *error = "Interrupted.";
-        return false;
-      }
-      const std::string where = path + ":" + std::to_string(reader.RecordLine()) + ": ";
-      // A blank line can't be a record of several columns: it is skipped.
-      if (fields.size() == 1 && targets.size() > 1 && fields[0].text.empty() && !fields[0].quoted) continue;
-      if (fields.size() != targets.size()) {
-        *error = where + "expected " + std::to_string(targets.size()) + " fields, found " +
-                 std::to_string(fields.size());
-        return false;
-      }
-      for (size_t i = 0; i < fields.size(); ++i) {
-        ParvexValue value;
-        std::string problem;
-        if (!ConvertCsvField(fields[i], targets[i].type, &value, &problem)) {
-          *error = where + "column " + targets[i].name + ": " + problem;
-          return false;
-        }
-        if (targets[i].rowID) {
-          const int32_t id = value.GetInteger();
-          ParvexValue existing;
-          if (value.IsNull() || id <= 0) {
-            problem = "a row ID must be a positive integer";
-          } else if (!rowIDs.insert(id).second) {
-            problem = "row ID " + std::to_string(id) + " appears twice";
-          } else if (table != nullptr && table->GetValue(static_cast<RowID>(id), 0, &existing)) {
-            problem = "row ID " + std::to_string(id) + " is already in the table";
-          }
-          if (!problem.empty()) {
-            *error = where + "column _rowid: " + problem;
-            return false;
-          }
-        }
-        values.push_back(std::move(value));
-      }
-      lines.push_back(reader.RecordLine());
-      progress.Update(reader.Offset());
-    }
-  }
-  if (reader.Failed()) {
-    *error = path + ": " + reader.Error();
+  if (table != nullptr && !db.tables.empty() && table == db.tables[0]) {
+    *error = "the schema table can't be imported into";
     return false;
   }
+  std::vector<Target> targets;
+  const bool planned = table != nullptr ? TargetsOfTable(*table, header, &targets, error)
+                                        : TargetsOfNewTable(tableName, header, &targets, report, error);
+  Records records;
+  if (!planned || !ReadRecords(reader, path, text.size(), targets, table, &records, error)) return false;
 
   if (table == nullptr) {
-    std::string sql = "CREATE TABLE " + tableName + " (";
-    bool first = true;
-    for (const Target& target : targets) {
-      if (target.rowID) continue;
-      sql += (first ? "" : ", ") + target.name + " String";
-      first = false;
-    }
-    sql += ")";
-    if (first) {
-      *error = "the header names no column but _rowid";
-      return false;
-    }
-    ParvexStatus status;
-    db.UpdateClock();
-    ParvexSQLExecute(string(sql, kEncodingUTF8), db, &status);
-    *changed = true;
-    table = db.FindTable(string(tableName));
-    if (IsErrorState(status.State()) || table == nullptr) {
-      *error = "[" + std::string(status.Code()) + "] " + status.Description().str();
-      return false;
-    }
+    table = CreateTable(db, tableName, &targets, error, changed);
+    if (table == nullptr) return false;
     report->createdTable = true;
-    for (Target& target : targets) {
-      for (long c = 1; c < table->QtyColumns() && !target.rowID; ++c) {
-        const ParvexColumnInfo* column = table->Column(c);
-        if (column && column->name.Compare(target.name) == 0) target.columnID = column->columnID;
-      }
-    }
   }
-
-  const size_t width = targets.size();
-  ProgressBar progress("Loading " + tableName, lines.size());
-  for (size_t r = 0; r < lines.size(); ++r) {
-    ParvexValueList row;
-    for (size_t i = 0; i < width; ++i) {
-      row.push_back(new ParvexValueWithID(values[r * width + i], targets[i].columnID));
-    }
-    *changed = true;
-    const RowID added = table->AddRow(row, true);
-    DeleteValues(row);  // the table took the values; this frees any it left behind
-    if (added == kInvalidRowID) {
-      if (table->IsDamaged()) {
-        const ParvexStatus& damage = table->DamageStatus();
-        *error = "[" + std::string(damage.Code()) + "] " + damage.Description().str();
-      } else {
-        *error = path + ":" + std::to_string(lines[r]) + ": the table refused the row";
-      }
-      return false;
-    }
-    report->rows = r + 1;
-    progress.Update(r + 1);
-  }
-  return true;
+  *changed = *changed || !records.lines.empty();
+  return AddRows(*table, path, tableName, targets, records, report, error);
 }
 
 }  // namespace parvex::shell

@@ -16,8 +16,8 @@
 #include "maintenance.h"
 #include "schema_dump.h"
 #include "shell.h"
+#include "sql/binder.h"
 #include "sql/parser.h"
-#include "sql_text.h"
 
 namespace parvex::shell {
 namespace {
@@ -181,10 +181,10 @@ void DotCommands::Mode(const Args& args) {
 }
 
 bool DotCommands::TablesNamed(const Args& args, std::vector<const ParvexTable*>* tables) {
-  std::string error;
-  *tables = TablesToDescribe(*mShell.mDatabase, args.empty() ? "" : args[0], &error);
-  if (error.empty()) return true;
-  mShell.ReportStatus(ParvexStatus(kPXTableNotFound, string(error)));
+  ParvexStatus status;
+  *tables = TablesToDescribe(*mShell.mDatabase, args.empty() ? "" : args[0], &status);
+  if (!IsErrorState(status.State())) return true;
+  mShell.ReportStatus(status);
   return false;
 }
 
@@ -261,9 +261,10 @@ void DotCommands::Tables(const Args&) {
 }
 
 void DotCommands::LastRowID(const Args& args) {
-  const ParvexTable* table = mShell.mDatabase->FindTable(string(args[0], kEncodingUTF8));
+  ParvexStatus status;
+  const ParvexTable* table = BindTable(*mShell.mDatabase, string(args[0], kEncodingUTF8), &status);
   if (table == nullptr) {
-    mShell.ReportStatus(ParvexStatus(kPXTableNotFound, string("Error: Table " + args[0] + " not found.")));
+    mShell.ReportStatus(status);
     return;
   }
   std::cout << table->lastRowID << '\n';

@@ -3,7 +3,9 @@
 
 #include "db/database.h"
 #include "progress.h"
-#include "sql_text.h"
+#include "query/sql_literal.h"
+#include "sql/binder.h"
+#include "sql/sql_dialect.h"
 #include "storage/index.h"
 #include "storage/trans.h"
 
@@ -28,19 +30,35 @@ bool IndexColumnNames(const ParvexTrans& table, const string& indexName, std::ve
 }  // namespace
 
 std::vector<const ParvexTable*> TablesToDescribe(const ParvexDatabase& db, const std::string& name,
-                                                 std::string* error) {
+                                                 ParvexStatus* status) {
   std::vector<const ParvexTable*> tables;
   if (name.empty()) {
     for (size_t i = 1; i < db.tables.size(); ++i) tables.push_back(db.tables[i]);  // [0] is the schema
     return tables;
   }
-  const ParvexTable* table = db.FindTable(string(name, kEncodingUTF8));
-  if (table == nullptr) {
-    *error = "Error: Table " + name + " not found.";
-  } else {
-    tables.push_back(table);
-  }
+  if (const ParvexTable* table = BindTable(db, string(name, kEncodingUTF8), status)) tables.push_back(table);
   return tables;
+}
+
+std::string CreateTableSql(const ParvexTable& table, bool* inexact) {
+  std::string sql = "CREATE TABLE ";
+  sql += table.name.view();
+  sql += " (";
+  for (long c = 1; c < table.QtyColumns(); ++c) {
+    const ParvexColumnInfo* column = table.Column(c);
+    if (column == nullptr) continue;
+    if (c > 1) sql += ", ";
+    sql += column->name.view();
+    sql += ' ';
+    const char* type = TypeName(column->Type());
+    if (type == nullptr) {
+      type = "String";
+      *inexact = true;
+    }
+    sql += type;
+  }
+  sql += ");";
+  return sql;
 }
 
 std::vector<std::string> CreateIndexSql(const ParvexTable& table) {
@@ -93,7 +111,7 @@ void WriteDump(const std::vector<const ParvexTable*>& tables, std::ostream& out,
         ParvexValue value;
         if (!table->GetValue(row, c, &value)) value.SetNull();
         line += ", ";
-        if (!AppendSqlLiteral(value, &line)) {
+        if (!AppendSqlLiteral(value, 0, &line)) {
           ++report->inexactValues;
           if (report->inexactPlaces.size() < kInexactPlacesShown) {
             report->inexactPlaces.push_back(table->name.str() + "." + table->Column(c)->name.str() + " of row " +
@@ -101,11 +119,16 @@ void WriteDump(const std::vector<const ParvexTable*>& tables, std::ostream& out,
           }
         }
       }
+      // A damaged table reads as empty: the dump stops before a row it
+      // could not read, and without the COMMIT that would make it look whole.
+      if (table->IsDamaged()) {
+        report->damaged = table;
+        return;
+      }
       line += ");\n";
       out << line;
       progress.Update(++report->rows);
     }
-    // A damaged table reads as empty: a dump without its rows must not look complete.
     if (table->IsDamaged()) {
       report->damaged = table;
       return;

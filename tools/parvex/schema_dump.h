@@ -7,8 +7,9 @@
 // row naming every column and the row's `_rowid` (so row IDs survive), its
 // CREATE INDEX statements, and COMMIT at the end. Reading the dump into a new
 // database with the shell gives the same tables, rows, row IDs and indexes, in
-// one transaction. Values that have no exact literal in the dialect (see
-// sql_text.h) are written as the closest text and counted as inexact.
+// one transaction. Values are written as the dialect's literals
+// (query/sql_literal.h); those without an exact one are written as the
+// closest text and counted as inexact.
 #pragma once
 
 #include <functional>
@@ -16,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "core/status.h"
 #include "core/table.h"
 
 namespace parvex {
@@ -25,9 +27,13 @@ class ParvexDatabase;
 namespace parvex::shell {
 
 // The user tables to describe: all of them (`name` empty) or the one named;
-// empty with `error` set when there is no such table.
+// empty with the status set when there is no such table.
 std::vector<const ParvexTable*> TablesToDescribe(const ParvexDatabase& db, const std::string& name,
-                                                 std::string* error);
+                                                 ParvexStatus* status);
+
+// "CREATE TABLE name (col Type, ...);" for the user columns of `table`;
+// `inexact` is set when a column's type has no name (written as String).
+std::string CreateTableSql(const ParvexTable& table, bool* inexact);
 
 // "CREATE INDEX name ON table (col, ...);" for each index of `table`.
 std::vector<std::string> CreateIndexSql(const ParvexTable& table);

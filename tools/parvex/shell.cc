@@ -13,6 +13,7 @@
 #include "interrupt.h"
 #include "progress.h"
 #include "sql/execute.h"
+#include "sql/sql_dialect.h"
 
 namespace parvex::shell {
 namespace {
@@ -137,8 +138,8 @@ void Shell::Execute(const InputPiece& piece, bool interactive) {
 
 bool Shell::RunBegin(const std::string& sql) {
   // BEGIN or BEGIN TRANSACTION, in any case; anything else is the engine's to judge.
-  const std::string_view word = FirstWord(sql);
-  std::string_view rest = std::string_view(sql).substr(static_cast<size_t>(word.data() + word.size() - sql.data()));
+  std::string_view rest;
+  FirstWord(sql, &rest);
   while (!rest.empty() && static_cast<unsigned char>(rest.front()) <= ' ') rest.remove_prefix(1);
   if (!rest.empty() && !SameWord(rest, "TRANSACTION")) return false;
   if (mExplicitTransaction) {
@@ -150,14 +151,14 @@ bool Shell::RunBegin(const std::string& sql) {
 }
 
 void Shell::RunStatement(const std::string& sql) {
-  const std::string_view word = FirstWord(sql);
-  if (SameWord(word, "BEGIN") && RunBegin(sql)) return;
+  if (SameWord(FirstWord(sql), "BEGIN") && RunBegin(sql)) return;
+  const StatementKind kind = StatementKindOf(sql);
 
   mDatabase->UpdateClock();
   mDatabase->ClearInterrupt();
   const string text(sql, kEncodingUTF8);
   ParvexStatus status;
-  const bool isQuery = SameWord(word, "SELECT");
+  const bool isQuery = kind == StatementKind::kQuery;
   if (isQuery) {
     std::unique_ptr<ParvexTable> result(ParvexSQLQuery(text, *mDatabase, &status, nullptr, nullptr, nullptr));
     if (!IsErrorState(status.State()) && result) PrintResult(*result);
@@ -167,7 +168,7 @@ void Shell::RunStatement(const std::string& sql) {
   const bool failed = IsErrorState(status.State());
   if (failed || IsWarningState(status.State())) ReportStatus(status);
 
-  const bool endsTransaction = SameWord(word, "COMMIT") || SameWord(word, "ROLLBACK");
+  const bool endsTransaction = kind == StatementKind::kCommit || kind == StatementKind::kRollback;
   // A COMMIT that failed has rolled the transaction back: it is over too.
   if (endsTransaction && (!failed || !mDatabase->TransactionInProgress())) {
     mExplicitTransaction = false;  // the engine committed or rolled back

@@ -6,17 +6,6 @@ namespace {
 
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == '\v'; }
 
-// The bytes that end a word in the dialect's tokenizer, plus the blanks.
-bool EndsWord(char c) {
-  switch (c) {
-    case '\0': case '%': case '(': case ')': case '*': case '+': case ',': case '-':
-    case '/': case ';': case '<': case '=': case '>': case '\\': case '^':
-      return true;
-    default:
-      return static_cast<unsigned char>(c) <= ' ';
-  }
-}
-
 std::string_view Trim(std::string_view text) {
   while (!text.empty() && IsBlank(text.front())) text.remove_prefix(1);
   while (!text.empty() && IsBlank(text.back())) text.remove_suffix(1);
@@ -151,17 +140,6 @@ void StatementSplitter::Reset() {
   mHead = mScan = 0;
   mInLiteral = false;
   mHeadStartsLine = true;
-}
-
-std::string_view FirstWord(std::string_view statement) {
-  size_t start = 0;
-  while (start < statement.size() && static_cast<unsigned char>(statement[start]) <= ' ' &&
-         statement[start] != '\0') {
-    ++start;
-  }
-  size_t end = start;
-  while (end < statement.size() && !EndsWord(statement[end])) ++end;
-  return statement.substr(start, end - start);
 }
 
 }  // namespace parvex::shell

@@ -65,7 +65,4 @@ class StatementSplitter {
   char mEscape = 0;
 };
 
-// The statement's first word (up to a blank or a delimiter of the dialect).
-std::string_view FirstWord(std::string_view statement);
-
 }  // namespace parvex::shell

@@ -54,6 +54,18 @@ SELECT * FROM mixed;
 > two | 7 | NULL
 COMMIT;
 
+-- Reloading a table keeps its row ID counter: IDs are never handed out again.
+INSERT INTO mixed (y, z) VALUES ('three', 8);
+DELETE FROM mixed WHERE z = 8;
+COMMIT;
+ALTER TABLE mixed ADD v Integer;
+INSERT INTO mixed (y) VALUES ('four');
+SELECT _rowid, y FROM mixed;
+> 1 | one
+> 2 | two
+> 4 | four
+ROLLBACK;
+
 -- Dropping the table removes every schema row, also those ALTER TABLE added.
 DROP TABLE MIXED;
 SELECT COUNT(*) FROM _schema WHERE TableName = 'Mixed';

@@ -70,7 +70,6 @@ SELECT _rowid, name FROM people;
 
 -- Table and column names match in any letter case; results keep the table's spelling.
 SELECT NAME FROM PEOPLE WHERE Age = 27;
-
 > Dee
 
 -- A query without FROM evaluates once.

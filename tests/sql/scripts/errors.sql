@@ -13,6 +13,17 @@ SELECT 1,2 FROM 42;
 > (null)
 SET FOO 1;
 ! [07000] SQL Error: keyword expected
+SELECT (1+2;
+! [07000] SQL Error: unbalanced parentheses
+> (null)
+CREATE TABLE u (a Integer b Integer);
+! [07000] SQL Error: comma or parenthesis expected
+SELECT a FROM t WHERE a IN (1, 2);
+! [07000] SQL Error: feature not supported
+> (null)
+SELECT DATE 5;
+! [07000] SQL Error: datetime literal incomplete
+> (null)
 
 -- A SELECT given to the execute entry point is parsed and ignored; any other
 -- statement given to the query entry point returns no table and does nothing.

@@ -105,6 +105,25 @@ SELECT region, COUNT(*) FROM sales GROUP BY region;
 SELECT pno, SUM(qty) FROM sales WHERE region = 'north' GROUP BY pno;
 > 2 | 3
 > 3 | 1
+-- Integer keys take their four bytes in machine order (little-endian here),
+-- so 256 (00 01 00 00) comes before 1 and 2.
+CREATE TABLE k (n Integer);
+INSERT INTO k VALUES (2);
+INSERT INTO k VALUES (256);
+INSERT INTO k VALUES (1);
+INSERT INTO k VALUES (256);
+SELECT n, COUNT(*) FROM k GROUP BY n;
+> 256 | 2
+> 1 | 1
+> 2 | 1
+-- Grouped rows go through DISTINCT and ORDER BY like any others.
+SELECT DISTINCT COUNT(*) FROM sales GROUP BY pno;
+> 2
+> 1
+SELECT pno, COUNT(*) AS n FROM sales GROUP BY pno ORDER BY n;
+> 3 | 1
+> 1 | 2
+> 2 | 2
 -- HAVING without GROUP BY has no effect.
 SELECT COUNT(*) FROM sales HAVING COUNT(*) > 100;
 > 5
@@ -145,6 +164,16 @@ SELECT qty AS q FROM sales ORDER BY q DESC;
 > 4
 > 3
 > 1
+-- Text sorts without regard to case: letters fold to lower case before the
+-- bytes compare, so '_' (0x5F) comes before every letter.
+CREATE TABLE words (w String);
+INSERT INTO words VALUES ('b');
+INSERT INTO words VALUES ('_');
+INSERT INTO words VALUES ('A');
+SELECT w FROM words ORDER BY w;
+> _
+> A
+> b
 -- Text sorts without regard to case.
 SELECT DISTINCT region FROM sales ORDER BY region;
 > east

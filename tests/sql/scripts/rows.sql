@@ -95,3 +95,13 @@ COMMIT;
 .reopen
 SELECT COUNT(*), SUM(p) FROM dst;
 > 6 | 346
+
+-- A name given to two columns (CREATE TABLE doesn't check): INSERT and the
+-- expressions take the first, UPDATE's SET list the last.
+CREATE TABLE dup (a Integer, a String);
+INSERT INTO dup (a) VALUES (5);
+UPDATE dup SET a = 'y';
+SELECT * FROM dup;
+> 5 | y
+SELECT a FROM dup;
+> 5

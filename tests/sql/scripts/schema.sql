@@ -1,6 +1,12 @@
 -- The _schema table: its own rows, the rows CREATE TABLE writes, defaults.
-SELECT COUNT(*) FROM _schema;
-> 7
+SELECT _rowid, * FROM _schema;
+> 1 | _schema | 1 | TableName | 5 | 0 | 1 |
+> 2 | _schema | 2 | ColumnID | 3 | 0 | 1 |
+> 3 | _schema | 3 | ColumnName | 5 | 0 | 1 |
+> 4 | _schema | 4 | TypeCode | 3 | 0 | 1 |
+> 5 | _schema | 5 | Length | 3 | 0 | 1 |
+> 6 | _schema | 6 | NotNull | 3 | 0 | 1 |
+> 7 | _schema | 7 | DefaultValue | 5 | 0 | 1 |
 SELECT DISTINCT TableName FROM _schema;
 > _schema
 .transaction no
@@ -46,6 +52,23 @@ COMMIT;
 .reopen
 SELECT a, c, x FROM first, second, third;
 > 1 | 2 | 3
+
+-- A table's rows are found in any letter case of its name, and its columns
+-- come in the order of its rows, whatever their IDs; defaults are converted
+-- to the column's type.
+INSERT INTO _schema VALUES ('Things', 1, 'n', 3, 0, 1, '12');
+INSERT INTO _schema VALUES ('THINGS', 5, 'b', 12, 0, 1, 'false');
+INSERT INTO _schema VALUES ('things', 3, 'd', 8, 0, 1, '2007-03-05');
+COMMIT;
+.reopen
+ALTER TABLE things ADD e Integer;
+SELECT ColumnID FROM _schema WHERE ColumnName = 'e';
+> 6
+INSERT INTO things DEFAULT VALUES;
+SELECT _rowid, * FROM THINGS;
+: _rowid | n | b | d | e
+> 1 | 12 | FALSE | DATE 2007-03-05 | NULL
+ROLLBACK;
 
 -- A schema row naming no storable type leaves a column that holds nothing.
 CREATE TABLE odd (a Integer, b String);

@@ -63,6 +63,17 @@ SELECT _rowid, a FROM r;
 > 3 | 5
 > 5 | 8
 
+-- A committed row deleted and added again under its ID is one row.
+DELETE FROM r WHERE _rowid = 2;
+INSERT INTO r (_rowid, a, s) VALUES (2, 44, 'again');
+COMMIT;
+.reopen
+SELECT _rowid, a FROM r;
+> 1 | 3
+> 3 | 5
+> 5 | 8
+> 2 | 44
+
 -- Deleted rows never come back, also after a reopen.
 DELETE FROM r;
 COMMIT;

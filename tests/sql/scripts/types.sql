@@ -33,3 +33,20 @@ COMMIT;
 SELECT * FROM ty WHERE _rowid = 3;
 > NULL | NULL | NULL | NULL | NULL | NULL | NULL | NULL | NULL | NULL | NULL | NULL
 
+
+-- Text stored into a Boolean column is false for "false", "0" and "f" in any
+-- letter case, true for anything else (the empty text too).
+CREATE TABLE flags (b Boolean);
+INSERT INTO flags VALUES ('FALSE');
+INSERT INTO flags VALUES ('False');
+INSERT INTO flags VALUES ('0');
+INSERT INTO flags VALUES ('F');
+INSERT INTO flags VALUES ('no');
+INSERT INTO flags VALUES ('');
+SELECT b FROM flags;
+> FALSE
+> FALSE
+> FALSE
+> FALSE
+> TRUE
+> TRUE
