@@ -19,6 +19,7 @@
 // PARVEX_CORRUPTION_SEED choose a longer run (scripts/corruption-run.sh).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -402,6 +403,7 @@ class CorruptionTest : public ::testing::Test {
     for (size_t t = 0; t < kTableCount; ++t) ASSERT_TRUE(ReadTable(*db, kTables[t], &cleanRows[t], &status));
     for (size_t q = 0; q < std::size(kLookups); ++q) {
       cleanLookups[q] = Rows(*db, kLookups[q].sql);
+      std::sort(cleanLookups[q].begin(), cleanLookups[q].end());
       ASSERT_FALSE(cleanLookups[q].empty());
     }
   }
@@ -512,12 +514,15 @@ void CorruptionTest::RunCase(const Damage& damage, const Layout& layout, Tally* 
 
   // Lookups through an index: the rows found are the rows whose values
   // match, unless values in the index's records (or the rows) were changed.
+  // (Their order is the scan's, which a rebuilt map may change.)
   for (size_t q = 0; q < std::size(kLookups); ++q) {
-    const std::vector<std::string> rows = Rows(*db, kLookups[q].sql, &status);
+    std::vector<std::string> rows = Rows(*db, kLookups[q].sql, &status);
     if (IsErrorState(status.State())) {
-      EXPECT_TRUE(NamesATable(status)) << status.Description().view();
+      // Damage inside the schema's values may rename a column.
+      EXPECT_TRUE(NamesATable(status) || status.State() == kPXColumnNotFound) << status.Description().view();
       continue;
     }
+    std::sort(rows.begin(), rows.end());
     if (rows == cleanLookups[q]) continue;
     bool explained = indexValuesTouched;
     for (const auto& list : {rows, cleanLookups[q]}) {
