@@ -8,7 +8,8 @@
 // for long by being a big cross join.
 //
 // File mode (input starting with "#file\n"): the rest of the input is written
-// as the database file, which is then opened, read table by table, changed,
+// as the database file, which is checked (the check must leave it as it was)
+// and recovered into a new file, then opened, read table by table, changed,
 // committed and reopened.
 //
 // Nothing may crash, hang, leak or read out of bounds, whatever the SQL or
@@ -20,11 +21,15 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
 
+#include "core/check_report.h"
 #include "db/database.h"
+#include "db/integrity_check.h"
+#include "db/recover.h"
 #include "sql/execute.h"
 #include "sql/parser.h"
 #include "sql/sql_dialect.h"
@@ -131,11 +136,27 @@ void RunScript(std::string_view text) {
   db->GetSchemaData(nullptr);
 }
 
+// The integrity check and recovery read any file without harm, and the check
+// never changes it.
+void CheckAndRecover(std::string_view bytes) {
+  CheckReport report;
+  ParvexCheckDatabase(string(DatabasePath()), &report, nullptr);
+  std::ifstream in(DatabasePath(), std::ios::binary);
+  const std::string after((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  if (after != bytes) std::abort();
+  const std::string copy = DatabasePath() + ".recovered";
+  std::filesystem::remove(copy);
+  RecoverReport recovered;
+  ParvexRecoverDatabase(string(DatabasePath()), string(copy), &recovered, nullptr);
+  std::filesystem::remove(copy);
+}
+
 void RunFile(std::string_view bytes) {
   {
     std::ofstream out(DatabasePath(), std::ios::binary | std::ios::trunc);
     out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   }
+  CheckAndRecover(bytes);
   auto db = Open(false);
   if (!db) return;
   for (size_t i = 0; i < db->tables.size(); ++i) {

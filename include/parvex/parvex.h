@@ -19,11 +19,20 @@
 // Result tables number their rows from 0 (GetRowIDs) and are owned by the
 // caller. The engine is single-threaded: use one database from one thread at
 // a time.
+//
+// A statement that meets damaged files fails with kPXDataCorrupted (or
+// kPXIOError when the disk refused a read), naming the table.
+// ParvexCheckDatabase checks a file without writing to it and
+// ParvexRecoverDatabase copies what can be read of a damaged one into a new
+// file (db/integrity_check.h, db/recover.h).
 #pragma once
 
+#include "core/check_report.h"
 #include "core/status.h"
 #include "core/table.h"
 #include "core/value.h"
 #include "db/database.h"
+#include "db/integrity_check.h"
+#include "db/recover.h"
 #include "db/temp_table.h"
 #include "sql/execute.h"

@@ -38,6 +38,7 @@ constexpr StateEntry kStates[] = {
     {"54000", "Error: Program limit exceeded."},
     {"55006", "Error: The database is locked by another process."},
     {"58030", "Error: Input/output error."},
+    {"XX001", "Error: Database file is damaged."},
 };
 
 }  // namespace
@@ -66,6 +67,7 @@ const ParvexState kPXDiskFull = kStates[20].code;
 const ParvexState kPXProgramLimitExceeded = kStates[21].code;
 const ParvexState kPXDatabaseLocked = kStates[22].code;
 const ParvexState kPXIOError = kStates[23].code;
+const ParvexState kPXDataCorrupted = kStates[24].code;
 
 string ParvexStatus::Description() const {
   if (!mDescription.empty()) return mDescription;

@@ -39,6 +39,7 @@ extern const ParvexState kPXDiskFull;                   // "53100"
 extern const ParvexState kPXProgramLimitExceeded;       // "54000"
 extern const ParvexState kPXDatabaseLocked;             // "55006"
 extern const ParvexState kPXIOError;                    // "58030"
+extern const ParvexState kPXDataCorrupted;              // "XX001": a database file is damaged
 
 class ParvexStatus {
  public:

@@ -8,11 +8,19 @@
 // value objects and empties the caller's vector; when clear, the table copies
 // and the caller keeps its values. The base class behaves as a read-only
 // table: AddRow and UpdateRow free owned values and change nothing.
+//
+// Damage: a table whose stored bytes turn out damaged or unreadable records
+// the status saying so (the first report wins) and from then on refuses to
+// read or change rows: GetRowIDs lists nothing, GetValue fails, changes are
+// dropped. Each refusal leaves a notice that the statement running at the
+// time collects (TakeDamageNotice) to fail with DamageStatus(). Reads pay one
+// flag test for this; the notice is only written when something is refused.
 #pragma once
 
 #include <cstdint>
 #include <vector>
 
+#include "core/status.h"
 #include "core/value.h"
 #include "platform/parvex_string.h"
 #include "platform/simple_vector.h"
@@ -76,8 +84,37 @@ class ParvexTable {
   virtual bool AddIndex(const string& indexName, const SimpleVector<uint32_t>& columnIDs);
   virtual void GetIndexNames(SimpleVector<string>* names) const;
 
+  // Damage (see the file comment).
+  bool IsDamaged() const { return mDamaged; }
+  // The recorded damage; success while the table is sound.
+  const ParvexStatus& DamageStatus() const { return mDamage; }
+  // True when the table refused something since the last call (or recorded
+  // its damage); clears the notice.
+  bool TakeDamageNotice() const {
+    const bool noticed = mDamageNoticed;
+    mDamageNoticed = false;
+    return noticed;
+  }
+
   string name;
   RowID lastRowID = 0;  // the last row added; 0 until one is
+
+ protected:
+  // Records damage (only the first report is kept) and leaves a notice.
+  void RecordDamage(const ParvexStatus& status) const {
+    if (!mDamaged) {
+      mDamaged = true;
+      mDamage = status;
+    }
+    mDamageNoticed = true;
+  }
+  // Leaves a notice that a damaged table refused a request.
+  void NoteDamageRefusal() const { mDamageNoticed = true; }
+
+ private:
+  mutable bool mDamaged = false;
+  mutable bool mDamageNoticed = false;
+  mutable ParvexStatus mDamage;
 };
 
 // Deletes the values of an owned list and empties it.

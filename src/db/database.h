@@ -77,6 +77,15 @@ class ParvexDatabase {
   // without its tables and the file still can't be restored; otherwise true
   // (having reloaded the tables when the restore now succeeds).
   bool CheckUsable(ParvexStatus* status);
+  // True, with `status` (when given) set to that table's damage, when a
+  // damaged table holds changes that a Commit would have to write (Commit
+  // then refuses the whole transaction).
+  bool FindDamagedChanges(ParvexStatus* status) const;
+  // Collects the damage notices of the open and dropped tables (see
+  // ParvexTable): true, with `status` (when given) set to the first noticed
+  // table's damage, when a table recorded damage or refused a request since
+  // the last call. Statements call it before they start and when they end.
+  bool TakeDamageNotice(ParvexStatus* status) const;
   // "SCHEMADA" followed by the bytes of the schema's data file; empty with
   // the status set when refused.
   string GetSchemaData(ParvexStatus* status);

@@ -9,7 +9,9 @@
 // in the transaction vanish, dropped ones return, altered ones get their old
 // columns); when the host file was written since the last commit it is
 // restored and every table is loaded again. Schema data is "SCHEMADA"
-// followed by the raw bytes of the schema table's data file.
+// followed by the raw bytes of the schema table's data file. While a damaged
+// table holds changes, a commit is refused as a whole (and rolled back, as a
+// failed commit is).
 #include <memory>
 
 #include "db/database.h"
@@ -40,6 +42,12 @@ void ParvexDatabase::Commit(ParvexStatus* status) {
       return;
     }
     status->Set(kPXStateSuccess);
+    return;
+  }
+  // Nothing is written over damage, and no part of a transaction without the rest.
+  if (FindDamagedChanges(status)) {
+    ParvexStatus ignored;
+    Rollback(&ignored);
     return;
   }
   string failedTable;
@@ -150,6 +158,29 @@ void ParvexDatabase::SettleLoadingWrites() {
   }
   HostFileFailure ignored;
   if (!fileAccess->Commit(&ignored)) fileAccess->Rollback(&ignored);
+}
+
+bool ParvexDatabase::FindDamagedChanges(ParvexStatus* status) const {
+  for (const ParvexTable* table : tables) {
+    const auto* trans = dynamic_cast<const ParvexTrans*>(table);
+    if (trans && trans->IsDamaged() && trans->HasChangesToCommit()) {
+      if (status) *status = trans->DamageStatus();
+      return true;
+    }
+  }
+  return false;
+}
+
+bool ParvexDatabase::TakeDamageNotice(ParvexStatus* status) const {
+  bool found = false;
+  for (const SimpleVector<ParvexTable*>* list : {&tables, &droppedTables}) {
+    for (const ParvexTable* table : *list) {
+      if (!table || !table->TakeDamageNotice() || found) continue;
+      found = true;
+      if (status) *status = table->DamageStatus();
+    }
+  }
+  return found;
 }
 
 bool ParvexDatabase::CheckUsable(ParvexStatus* status) {

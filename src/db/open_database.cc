@@ -3,10 +3,13 @@
 // The file holds one virtual volume whose root folder holds the tables'
 // files. Connecting needs the schema file "_schema.dat" in it; creating turns
 // a missing or empty file into a new database (and opens an existing
-// database as it is). A file that is not a volume is refused untouched. A new
-// database is committed before the open returns, so it exists as a whole or
-// not at all.
+// database as it is). A file that is not a volume is refused untouched, and
+// so is a database whose schema is damaged (its tables could not all be
+// known); damaged user tables open damaged and fail the statements that use
+// them. A new database is committed before the open returns, so it exists as
+// a whole or not at all.
 #include <memory>
+#include <vector>
 
 #include "db/database.h"
 #include "db/schema.h"
@@ -32,18 +35,35 @@ ParvexDatabase* ParvexOpenDatabase(const string& path, const ParvexOpenOptions& 
     }
     return nullptr;
   }
-  if (!fileOptions.create && !access->ContainsFile(string(kSchemaTableName) + kDataFileSuffix)) {
-    status->Set(kPXTableNotFound, string("Error: ") + path.view() + " is not a database (it has no schema).");
-    return nullptr;
+  const string schemaFile = string(kSchemaTableName) + kDataFileSuffix;
+  if (!access->ContainsFile(schemaFile)) {
+    // Only a volume holding nothing yet may receive a new schema: anything
+    // else without one is damaged (or not a database), and a new schema
+    // would hide the tables it had.
+    std::vector<string> files;
+    if (!access->IsFolderComplete()) {
+      status->Set(kPXDataCorrupted, string("Error: Database file ") + path.view() +
+                                        " is damaged: its schema file " + schemaFile.view() + " can't be found.");
+      return nullptr;
+    }
+    if (!fileOptions.create || (access->FindFiles(string(), &files), !files.empty())) {
+      status->Set(kPXTableNotFound, string("Error: ") + path.view() + " is not a database (it has no schema).");
+      return nullptr;
+    }
   }
   ParvexFileAccess* fileAccess = access.get();
   auto db = std::make_unique<ParvexDatabase>(access.release());
   auto* schema = db->tables.empty() ? nullptr : dynamic_cast<ParvexSchema*>(db->tables[0]);
+  if (schema && !schema->IsDamaged()) schema->LoadAllTables(db->tables);
+  // A schema that can't be read whole could hide tables: the open is refused.
+  if (schema && schema->IsDamaged()) {
+    *status = schema->DamageStatus();
+    return nullptr;
+  }
   if (!schema || !schema->Valid()) {
     status->Set(kPXTableNotFound, string("Error: Unable to open the schema of ") + path.view() + ".");
     return nullptr;
   }
-  schema->LoadAllTables(db->tables);
   // A new database (or what opening repaired) is committed now.
   if (!options.readOnly && fileAccess->InTransaction()) {
     HostFileFailure failure;

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "storage/file_access.h"
 
@@ -53,8 +54,9 @@ ParvexSchema::ParvexSchema(ParvexFileAccess* fileAccess) : ParvexTrans(fileAcces
   for (const SchemaColumn& column : kSchemaColumns) {
     AddColumn(ParvexColumnInfo(string(column.name), column.type, 0, column.id));
   }
-  // A read-only file without schema rows is read as it is.
-  if (Valid() && QtyRows() == 0 && !FileAccess()->ReadOnly()) PopulateInitialSchema();
+  // A read-only file without schema rows is read as it is; a damaged schema
+  // storage is never taken for an empty one.
+  if (Valid() && !IsDamaged() && QtyRows() == 0 && !FileAccess()->ReadOnly()) PopulateInitialSchema();
 }
 
 ParvexSchema::~ParvexSchema() = default;
@@ -82,13 +84,19 @@ void ParvexSchema::PopulateInitialSchema() {
 std::unique_ptr<ParvexTrans> ParvexSchema::BuildTable(const string& tableName, const SimpleVector<RowID>& rows) {
   if (rows.empty()) return nullptr;
   auto table = std::make_unique<ParvexTrans>(FileAccess(), tableName);
-  if (!table->Valid()) return nullptr;
+  // A table whose files are damaged stays, so that using it says so.
+  if (!table->Valid() && !table->IsDamaged()) return nullptr;
+  std::unordered_set<int32_t> ids;
   for (RowID row : rows) {
     ParvexValue id, columnName, typeCode, defaultText;
     GetValue(row, kSchemaColColumnID, &id);
     GetValue(row, kSchemaColColumnName, &columnName);
     GetValue(row, kSchemaColTypeCode, &typeCode);
     GetValue(row, kSchemaColDefaultValue, &defaultText);
+    // Two columns of one ID would read each other's values.
+    if (id.IsNull() || id.GetInteger() < 1 || !ids.insert(id.GetInteger()).second) {
+      table->ReportDamage(string("its columns in ") + kSchemaTableName + " do not have distinct column IDs");
+    }
     const auto type = static_cast<ParvexDataType>(typeCode.GetInteger());
     ParvexColumnInfo info(columnName.IsNull() ? string() : columnName.GetSaveString(), type, 0, id.GetInteger());
     info.defaultValue = DefaultFromText(defaultText, type);

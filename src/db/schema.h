@@ -39,8 +39,10 @@ class ParvexSchema : public ParvexTrans {
   // Adds one pending schema row; returns its row ID (kInvalidRowID on refusal).
   RowID AddSchemaRow(const string& tableName, long columnID, const string& columnName, long typeCode,
                      long length, bool notNull, const string& defaultValue);
-  // A new table object built from the schema rows of `tableName`, or null
-  // when the name has no rows (or its files can't be opened).
+  // A new table object built from the schema rows of `tableName` (its files
+  // are created when missing), or null when the name has no rows. A table
+  // whose files can't be opened, or whose columns share an ID, comes back
+  // damaged.
   std::unique_ptr<ParvexTrans> LoadTable(const string& tableName);
   // Replaces *table with a freshly loaded object of the same name whose
   // counters are at least the old object's. *table becomes null when the

@@ -8,13 +8,19 @@
 // big-endian only when both the big-endian and the double-swap flags are set,
 // which is how old volume versions keep little-endian doubles. No operation
 // throws; failures return false (or -1) and leave an errno-style code in
-// LastError().
+// LastError() (kStreamDamagedError when the stream's own structure failed).
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 
 namespace parvex {
+
+// The error code a stream reports when the bytes under it are damaged (for
+// a file inside a volume: a block chain that breaks off, or an item shorter
+// than its length says), as opposed to an error of the operating system.
+inline constexpr int32_t kStreamDamagedError = EBADMSG;
 
 class RandomAccessMechanism {
  public:

@@ -126,15 +126,17 @@ ParvexTable* RunSelect(const SQLSelectNode& select, ParvexDatabase& db, ParvexSt
     }
   }
 
-  ParvexTable* result = query.RunQuery();
+  std::unique_ptr<ParvexTable> result(query.RunQuery());
   if (query.interrupted) {
     status->Set(kPXDynamicSQLError, string("Error: Interrupted."));
     return nullptr;
   }
+  // A source table found damaged makes the answer incomplete: no answer.
+  if (db.TakeDamageNotice(status)) return nullptr;
   if ((!result || result->QtyRows() == 0) && status->State() == kPXStateSuccess) {
     status->Set(kPXStateNoData);
   }
-  return result;
+  return result.release();
 }
 
 }  // namespace execute_internal
@@ -145,6 +147,32 @@ void ParvexSQLExecute(const string& sql, ParvexDatabase& db, ParvexStatus* statu
   ParvexStatus local;
   if (!status) status = &local;
   if (!db.CheckUsable(status)) return;
+  // Notices left by earlier calls are not this statement's.
+  db.TakeDamageNotice(nullptr);
+  ExecuteStatement(sql, db, status);
+  // Damage met on the way fails the statement, whatever else it reported.
+  db.TakeDamageNotice(status);
+}
+
+ParvexTable* ParvexSQLQuery(const string& sql, ParvexDatabase& db, ParvexStatus* status,
+                            SimpleVector<string>* tableNames, SimpleVector<string>* columnNames,
+                            SimpleVector<long>* columnIDs) {
+  ParvexStatus local;
+  if (!status) status = &local;
+  if (!db.CheckUsable(status)) return nullptr;
+  db.TakeDamageNotice(nullptr);
+  ParvexSQLParser parser;
+  std::unique_ptr<SQLSyntaxNode> node = Parse(sql, db, &parser, status);
+  if (!node || !node->IsSelect()) return nullptr;
+  std::unique_ptr<ParvexTable> result(
+      RunSelect(static_cast<const SQLSelectNode&>(*node), db, status, tableNames, columnNames, columnIDs));
+  if (db.TakeDamageNotice(status)) return nullptr;
+  return result.release();
+}
+
+namespace execute_internal {
+
+void ExecuteStatement(const string& sql, ParvexDatabase& db, ParvexStatus* status) {
   ParvexSQLParser parser;
   std::unique_ptr<SQLSyntaxNode> node = Parse(sql, db, &parser, status);
   if (!node) return;
@@ -180,16 +208,6 @@ void ParvexSQLExecute(const string& sql, ParvexDatabase& db, ParvexStatus* statu
   // Anything else (a SELECT in particular) is parsed and ignored.
 }
 
-ParvexTable* ParvexSQLQuery(const string& sql, ParvexDatabase& db, ParvexStatus* status,
-                            SimpleVector<string>* tableNames, SimpleVector<string>* columnNames,
-                            SimpleVector<long>* columnIDs) {
-  ParvexStatus local;
-  if (!status) status = &local;
-  if (!db.CheckUsable(status)) return nullptr;
-  ParvexSQLParser parser;
-  std::unique_ptr<SQLSyntaxNode> node = Parse(sql, db, &parser, status);
-  if (!node || !node->IsSelect()) return nullptr;
-  return RunSelect(static_cast<const SQLSelectNode&>(*node), db, status, tableNames, columnNames, columnIDs);
-}
+}  // namespace execute_internal
 
 }  // namespace parvex

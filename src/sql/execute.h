@@ -7,7 +7,9 @@
 // caller) with the source table names and, per result column, the source
 // column's name and ID; any other statement returns null with a success
 // status. Statements never commit by themselves. A null status makes errors
-// silent; any of the three lists may be null.
+// silent; any of the three lists may be null. A statement that meets a
+// damaged table (see ParvexTable) fails with that table's damage status
+// (kPXDataCorrupted or kPXIOError), and a query then returns no table.
 #pragma once
 
 #include "core/status.h"

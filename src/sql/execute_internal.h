@@ -46,6 +46,8 @@ ParvexTable* RunSelect(const SQLSelectNode& select, ParvexDatabase& db, ParvexSt
                        SimpleVector<string>* tableNames, SimpleVector<string>* columnNames,
                        SimpleVector<long>* columnIDs);
 
+// Parses and runs one statement of ParvexSQLExecute.
+void ExecuteStatement(const string& sql, ParvexDatabase& db, ParvexStatus* status);
 void ExecuteInsert(const SQLInsertNode& node, ParvexDatabase& db, ParvexStatus* status);
 void ExecuteUpdate(const SQLUpdateNode& node, ParvexDatabase& db, ParvexStatus* status);
 void ExecuteDelete(const SQLDeleteNode& node, ParvexDatabase& db, ParvexStatus* status);

@@ -110,6 +110,11 @@ void ExecuteAlterTable(const SQLAlterTableNode& node, ParvexDatabase& db, Parvex
     status->Set(kPXInvalidTransactionState, TableInProgressMessage(node.tableName));
     return;
   }
+  // Reloading would forget the damage: a damaged table is not altered.
+  if (table->IsDamaged()) {
+    *status = table->DamageStatus();
+    return;
+  }
   const long tableNameCol = BindColumn(*schema, "TableName");
   const long columnNameCol = BindColumn(*schema, "ColumnName");
   const long columnIDCol = BindColumn(*schema, "ColumnID");

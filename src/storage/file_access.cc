@@ -99,6 +99,11 @@ bool ParvexFileAccess::OpenVolume(const string& path, bool create, ParvexStatus*
       SetStatus(status, kPXDataException, string("Error: File ") + path + " is not a database file.");
       return false;
     }
+    if (!volume->FlatVolume()->EndsCleanly()) {
+      SetStatus(status, kPXDataCorrupted,
+                string("Error: Database file ") + path + " is damaged: it ends inside a block (it was cut short).");
+      return false;
+    }
   }
   VFileRef root = volume->GetRoot();
   if (root.type != kFolderType) {
@@ -209,6 +214,11 @@ bool ParvexFileAccess::ContainsFile(const string& name) {
   if (!mVolume) return false;
   const VFileRef* child = FindChild(name);
   return child && child->type != kFolderType;
+}
+
+bool ParvexFileAccess::IsFolderComplete() {
+  Children();
+  return mVolume && mChildrenComplete;
 }
 
 bool ParvexFileAccess::FindFiles(const string& prefix, std::vector<string>* names) {

@@ -16,7 +16,8 @@
 //
 // Opening a database file: a missing or empty file becomes a new volume when
 // creating is asked for; a non-empty file that is not a volume is refused and
-// left untouched. An existing file that exists but can't be opened (damaged,
+// left untouched, and so is a volume whose blocks do not reach exactly to the
+// end of the file (it was cut short). An existing file that exists but can't be opened (damaged,
 // or too many open files) is never replaced by OpenFile, even when creating
 // is asked for; only a missing name is created.
 //
@@ -73,6 +74,9 @@ class ParvexFileAccess {
   // be removed (open, or a folder with children).
   bool DeleteFile(const string& name);
   bool ContainsFile(const string& name);
+  // False when an item of the data folder can't be read (so a name it does
+  // not list may still be there, unreadable).
+  bool IsFolderComplete();
   // Replaces `names` with the file names starting with `prefix`; false when
   // the folder could not be listed completely (the names found are kept).
   bool FindFiles(const string& prefix, std::vector<string>* names);

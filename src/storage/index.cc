@@ -490,16 +490,23 @@ bool ParvexIndex::SaveToFile(std::unique_ptr<RandomAccessMechanism> stream) {
   return ok;
 }
 
-bool ParvexIndex::LoadFromFile(std::unique_ptr<RandomAccessMechanism> stream) {
+bool ParvexIndex::LoadFromFile(std::unique_ptr<RandomAccessMechanism> stream, StorageFault* fault) {
   Clear();
   mChanged = false;
   if (!stream) return false;
-  ParvexStorage storage(std::move(stream), nullptr);
-  if (storage.QtyRows() == 0) return storage.LastError() == kStorageErrorNone;
+  // The file is only read: a short one is not extended.
+  ParvexStorage storage(std::move(stream), nullptr, StorageAccess::kReadOnly);
+  const bool ok = LoadEntries(storage);
+  if (fault) *fault = storage.Fault();
+  mChanged = false;
+  return ok && !storage.HasFault();
+}
+
+bool ParvexIndex::LoadEntries(ParvexStorage& storage) {
+  if (storage.QtyRows() == 0) return false;
   OwnedValueList record;
   if (!storage.GoToFirstRecord() || !storage.ReadRecordValues(record.list)) return false;
-  if (record.list.empty()) return true;
-  if (record.list.size() > kMaxColumns) return false;
+  if (record.list.empty() || record.list.size() > kMaxColumns) return false;
   mColumnIDs.clear();
   std::unordered_map<long, size_t> placeOf;
   for (const ParvexValueWithID* v : record.list) {
@@ -536,8 +543,7 @@ bool ParvexIndex::LoadFromFile(std::unique_ptr<RandomAccessMechanism> stream) {
   byRow = {};
   mRowSlotsBuilt = false;
   CompactIfSparse();
-  mChanged = false;
-  return ok && storage.LastError() == kStorageErrorNone;
+  return ok;
 }
 
 }  // namespace parvex

@@ -39,8 +39,11 @@
 #include "platform/parvex_string.h"
 #include "platform/random_access.h"
 #include "platform/simple_vector.h"
+#include "storage/storage_fault.h"
 
 namespace parvex {
+
+class ParvexStorage;
 
 // Key values in the index's column order. Null pointers count as NULL.
 using ParvexIndexKey = std::span<const ParvexValue* const>;
@@ -89,6 +92,13 @@ class ParvexIndex {
   bool AllValuesOfType(size_t place, ParvexDataType type) const;
   // Copies the i-th key value of the row's entry; false when there is none.
   bool GetColumnValue(RowID rowID, size_t i, ParvexValue* out) const;
+  // Calls f(row) for the row of every entry, in order (values not decoded).
+  template <typename F>
+  void ForEachRow(F&& f) const {
+    for (RowID row : mSlotRow) {
+      if (row != kInvalidRowID) f(row);
+    }
+  }
   // Calls f(entry) for every entry, in order (each a copy made for the call).
   template <typename F>
   void ForEachEntry(F&& f) const {
@@ -105,8 +115,10 @@ class ParvexIndex {
   // write failed; the index then stays marked changed.
   bool SaveToFile(std::unique_ptr<RandomAccessMechanism> stream);
   // Replaces the index's columns and entries with an index file's. False
-  // when the file is damaged (what could be read is kept).
-  bool LoadFromFile(std::unique_ptr<RandomAccessMechanism> stream);
+  // when the file is damaged (what could be read is kept); `fault`, when
+  // given, receives the record storage's fault if there was one. A file with
+  // no record is damaged: saving always writes one.
+  bool LoadFromFile(std::unique_ptr<RandomAccessMechanism> stream, StorageFault* fault = nullptr);
 
  private:
   static constexpr uint32_t kNoSlot = 0xFFFFFFFFu;
@@ -152,6 +164,7 @@ class ParvexIndex {
   static uint32_t KeyHome(uint32_t head, uint32_t hash);
 
   void Clear();
+  bool LoadEntries(ParvexStorage& storage);
   void DecodeValues(uint32_t slot, SimpleVector<ParvexValue>* values) const;
   // Appends the encoded values to the value bytes; returns where they start.
   uint32_t EncodeValues(ParvexIndexKey values);

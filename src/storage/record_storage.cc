@@ -201,11 +201,11 @@ bool DecodeBody(MemoryHandle& body, const RandomAccessMechanism& byteOrder, Parv
 }  // namespace
 
 ParvexStorage::ParvexStorage(std::unique_ptr<RandomAccessMechanism> dataFile,
-                             std::unique_ptr<RandomAccessMechanism> mapFile)
-    : mFile(std::move(dataFile)), mMapFile(std::move(mapFile)) {
+                             std::unique_ptr<RandomAccessMechanism> mapFile, StorageAccess access)
+    : mFile(std::move(dataFile)), mMapFile(std::move(mapFile)), mAccess(access) {
   assert(mFile);
   mDataLength = static_cast<uint32_t>(std::max<int32_t>(mFile->GetLength(), 0));
-  if (mDataLength < kMetadataSize) {
+  if (mDataLength < kMetadataSize && Writable()) {
     // Write the missing bytes as zeros rather than only setting the length:
     // a stream may hand back stale bytes for length it never wrote (a volume
     // file placed in a reused block), and the metadata area must read as zero.
@@ -216,28 +216,47 @@ ParvexStorage::ParvexStorage(std::unique_ptr<RandomAccessMechanism> dataFile,
       mDataLength = kMetadataSize;
     }
   }
-  if (!LoadRowPosMap()) {
-    BuildRowPosMap();
+  // A map that points outside the records is a fault, not something a scan
+  // may quietly replace: the data file may have lost the rows it lists.
+  if (mAccess == StorageAccess::kInspect && !mMapFile) return;
+  if (!LoadRowPosMap() && !HasFault()) {
     // A stale or damaged map file, or records that no map file lists, must
     // be replaced at the next flush; an empty table with no map stays as is.
-    if (mMapFile && (mMapFile->GetLength() > 0 || QtyRows() > 0)) MarkRowPosMapDirty();
+    // A scan that meets damage leaves the files alone.
+    if (BuildRowPosMap() && mMapFile && (mMapFile->GetLength() > 0 || QtyRows() > 0)) MarkRowPosMapDirty();
   }
-  GoToFirstRecord();
+  if (!HasFault()) GoToFirstRecord();
 }
 
 ParvexStorage::~ParvexStorage() { FlushToDisk(); }
 
 bool ParvexStorage::FlushToDisk() {
-  if (mMapChanged && mMapFile) SaveRowPosMap();
+  if (!Writable()) return true;
+  // A storage with a fault may hold an incomplete map: the file keeps its own.
+  if (mMapChanged && mMapFile && !HasFault()) SaveRowPosMap();
   mFile->FlushToDisk();
   if (mMapFile) mMapFile->FlushToDisk();
   return true;
 }
 
 void ParvexStorage::HandleError(int errorType) {
-  std::fprintf(stderr, "ParvexStorage error %d\n", errorType);
+  if (mAccess != StorageAccess::kInspect) std::fprintf(stderr, "ParvexStorage error %d\n", errorType);
   mLastError = errorType;
-  ++mErrorCount;
+}
+
+void ParvexStorage::NoteFault(const StorageFault& fault) {
+  HandleError(fault.error);
+  if (!mFault.IsSet()) mFault = fault;
+  mLastFault = fault;
+}
+
+void ParvexStorage::NoteReadFault(uint32_t position, bool inMapFile) {
+  StorageFault fault;
+  fault.error = kStorageErrorReadFailed;
+  fault.inMapFile = inMapFile;
+  fault.position = position;
+  fault.streamError = (inMapFile ? mMapFile : mFile)->LastError();
+  NoteFault(fault);
 }
 
 bool ParvexStorage::SeekData(uint32_t position) {
@@ -250,23 +269,31 @@ void ParvexStorage::NoteDataEnd() {
   if (at > 0 && static_cast<uint32_t>(at) > mDataLength) mDataLength = static_cast<uint32_t>(at);
 }
 
-// Reads and checks the header of the record at `position` (the stream is
-// there already) and makes it the current record.
 bool ParvexStorage::ReadHeaderAt(uint32_t position, uint32_t* tag) {
   ForgetCurrent();
   RowID rowID = 0;
   uint32_t length = 0;
-  if (!mFile->ReadLong(tag) || !mFile->ReadLong(&rowID) || !mFile->ReadLong(&length)) {
-    HandleError(kStorageErrorReadFailed);
+  StorageFault fault;
+  fault.position = position;
+  if (uint64_t{position} + kRecordHeaderSize > mDataLength) {
+    fault.error = kStorageErrorReadFailed;  // the file ends inside the header
+    NoteFault(fault);
     return false;
   }
+  if (!SeekData(position) || !mFile->ReadLong(tag) || !mFile->ReadLong(&rowID) || !mFile->ReadLong(&length)) {
+    NoteReadFault(position, false);
+    return false;
+  }
+  fault.rowID = rowID;
   if ((*tag != kRecordTagLive && *tag != kRecordTagDeleted) || length < kMinBodyLength) {
-    HandleError(kStorageErrorBadHeader);
+    fault.error = kStorageErrorBadHeader;
+    NoteFault(fault);
     return false;
   }
   const uint64_t next = uint64_t{position} + kRecordHeaderSize + length;
   if (next > mDataLength) {
-    HandleError(kStorageErrorPastEnd);
+    fault.error = kStorageErrorPastEnd;
+    NoteFault(fault);
     return false;
   }
   mCurrentPos = position;
@@ -278,38 +305,39 @@ bool ParvexStorage::ReadHeaderAt(uint32_t position, uint32_t* tag) {
 }
 
 bool ParvexStorage::ReadRecHeader(bool skipDeleted) {
+  const int32_t at = mFile->GetPosition();
+  return ReadHeadersFrom(at < 0 ? mDataLength : static_cast<uint32_t>(at), skipDeleted);
+}
+
+bool ParvexStorage::ReadHeadersFrom(uint32_t position, bool skipDeleted) {
   for (;;) {
-    const int32_t at = mFile->GetPosition();
-    if (at < 0 || static_cast<uint32_t>(at) >= mDataLength) {
+    if (position >= mDataLength) {
       ForgetCurrent();
       return false;
     }
     uint32_t tag = 0;
-    if (!ReadHeaderAt(static_cast<uint32_t>(at), &tag)) return false;
+    if (!ReadHeaderAt(position, &tag)) return false;
     if (!skipDeleted || tag == kRecordTagLive) return true;
     // Each step advances by at least a header and one body byte, so the
     // loop ends at the end of the file.
-    if (mNextPos >= mDataLength || !SeekData(mNextPos)) {
-      ForgetCurrent();
-      return false;
-    }
+    position = mNextPos;
   }
 }
 
-bool ParvexStorage::GoToFirstRecord() {
-  if (mDataLength <= kFirstRecordOffset || !SeekData(kFirstRecordOffset)) {
+bool ParvexStorage::GoToPosition(uint32_t position) {
+  if (position < kFirstRecordOffset || position >= mDataLength) {
     ForgetCurrent();
     return false;
   }
-  return ReadRecHeader(true);
+  uint32_t tag = 0;
+  return ReadHeaderAt(position, &tag);
 }
+
+bool ParvexStorage::GoToFirstRecord() { return ReadHeadersFrom(kFirstRecordOffset, true); }
 
 bool ParvexStorage::NextRecord() {
-  if (!mHaveCurrent || mNextPos >= mDataLength || !SeekData(mNextPos)) {
-    ForgetCurrent();
-    return false;
-  }
-  return ReadRecHeader(true);
+  if (!mHaveCurrent) return false;
+  return ReadHeadersFrom(mNextPos, true);
 }
 
 bool ParvexStorage::GoToRowID(RowID rowID, bool skipDeleted) {
@@ -317,46 +345,45 @@ bool ParvexStorage::GoToRowID(RowID rowID, bool skipDeleted) {
   if (position == kNoRecordPosition) return false;
   if (mHaveCurrent && mCurrentLive && mCurrentRowID == rowID && mCurrentPos == position) return true;
   uint32_t tag = 0;
-  bool found = position < mDataLength && SeekData(position) && ReadHeaderAt(position, &tag);
-  if (found && mCurrentRowID != rowID) {
-    HandleError(kStorageErrorMapMismatch);
-    found = false;
+  if (position >= mDataLength) {
+    StorageFault fault;
+    fault.error = kStorageErrorBadMap;
+    fault.rowID = rowID;
+    fault.position = position;
+    NoteFault(fault);
+    return false;
   }
-  if (!found) {
+  if (!ReadHeaderAt(position, &tag)) return false;
+  if (mCurrentRowID != rowID) {
+    StorageFault fault;
+    fault.error = kStorageErrorMapMismatch;
+    fault.rowID = rowID;
+    fault.position = position;
+    fault.foundRowID = mCurrentRowID;
+    NoteFault(fault);
     ForgetCurrent();
-    // A map loaded from the file is not trusted once it pointed at damage or
-    // at another row: rebuild it once and try again.
-    if (!mMapFromFile) return false;
-    RebuildAfterMapDamage();
-    return GoToRowID(rowID, skipDeleted);
+    return false;
   }
-  if (tag == kRecordTagDeleted && skipDeleted) {
-    if (mNextPos >= mDataLength || !SeekData(mNextPos)) {
-      ForgetCurrent();
-      return false;
-    }
-    return ReadRecHeader(true);
-  }
+  if (tag == kRecordTagDeleted && skipDeleted) return ReadHeadersFrom(mNextPos, true);
   return true;
-}
-
-void ParvexStorage::RebuildAfterMapDamage() {
-  BuildRowPosMap();
-  mMapFromFile = false;
-  MarkRowPosMapDirty();
 }
 
 bool ParvexStorage::ReadRecordValues(ParvexValueList& values) {
   bool ok = false;
-  if (mHaveCurrent && SeekData(mCurrentPos + kRecordHeaderSize)) {
-    const uint32_t length = mNextPos - mCurrentPos - kRecordHeaderSize;  // checked against the file
+  if (mHaveCurrent) {
+    const uint32_t bodyStart = mCurrentPos + kRecordHeaderSize;
+    const uint32_t length = mNextPos - bodyStart;  // checked against the file
     mBody.resize(length);
     int32_t got = 0;
-    if (!mFile->ReadData(mBody.data(), static_cast<int32_t>(length), &got) ||
+    if (!SeekData(bodyStart) || !mFile->ReadData(mBody.data(), static_cast<int32_t>(length), &got) ||
         got != static_cast<int32_t>(length)) {
-      HandleError(kStorageErrorReadFailed);
+      NoteReadFault(bodyStart + static_cast<uint32_t>(std::max(got, 0)), false);
     } else if (!DecodeBody(mBody, *mFile, values)) {
-      HandleError(kStorageErrorBadBody);
+      StorageFault fault;
+      fault.error = kStorageErrorBadBody;
+      fault.position = mCurrentPos;
+      fault.rowID = mCurrentRowID;
+      NoteFault(fault);
     } else {
       ok = true;
     }
@@ -496,8 +523,7 @@ bool ParvexStorage::RemoveRow(RowID rowID) {
   if (position == kNoRecordPosition) return false;
   MarkRowPosMapDirty();
   uint32_t tag = 0;
-  if (position < mDataLength && SeekData(position) && ReadHeaderAt(position, &tag) &&
-      mCurrentRowID == rowID && tag == kRecordTagLive && WriteTagAt(position, kRecordTagDeleted)) {
+  if (position < mDataLength && ReadHeaderAt(position, &tag) && mCurrentRowID == rowID && tag == kRecordTagLive && WriteTagAt(position, kRecordTagDeleted)) {
     mCurrentLive = false;
   }
   mRowPos.RemoveItem(rowID);
@@ -507,7 +533,11 @@ bool ParvexStorage::RemoveRow(RowID rowID) {
 bool ParvexStorage::ReadMetadata(string* text) {
   char bytes[kMetadataSize];
   int32_t got = 0;
-  if (!mFile->SeekFromStart(0) || !mFile->ReadData(bytes, kMetadataSize, &got)) got = 0;
+  if (!mFile->SeekFromStart(0) || !mFile->ReadData(bytes, kMetadataSize, &got)) {
+    // A file long enough to hold the area whose bytes can't be read is damaged.
+    if (mDataLength >= kMetadataSize) NoteReadFault(static_cast<uint32_t>(std::max(got, 0)), false);
+    got = 0;
+  }
   if (got > 0 && text) *text = string(bytes, static_cast<size_t>(got), kEncodingDefault);
   return got == static_cast<int32_t>(kMetadataSize);
 }
@@ -520,61 +550,6 @@ bool ParvexStorage::WriteMetadata(const string& text) {
     return false;
   }
   NoteDataEnd();
-  return true;
-}
-
-bool ParvexStorage::BuildRowPosMap() {
-  mRowPos.RemoveAll();
-  const uint64_t errorsBefore = mErrorCount;
-  for (bool more = GoToFirstRecord(); more; more = NextRecord()) {
-    // Two live copies of a table row: a move was cut short after the new
-    // copy was appended. The later one is the new one; finish the move.
-    // (Files without a map, such as indexes, never move rows.)
-    const uint32_t earlier = mRowPos.Find(mCurrentRowID);
-    if (earlier != kNoRecordPosition && mMapFile) WriteTagAt(earlier, kRecordTagDeleted);
-    mRowPos.AddItem(mCurrentRowID, mCurrentPos);
-  }
-  return mErrorCount == errorsBefore;
-}
-
-bool ParvexStorage::LoadRowPosMap() {
-  if (!mMapFile) return false;
-  mRowPos.RemoveAll();
-  mMapFromFile = false;
-  const int32_t length = mMapFile->GetLength();
-  if (length <= 0) return false;  // no map yet
-  uint32_t state = 0;
-  uint32_t count = 0;
-  if (!mMapFile->SeekFromStart(0) || !mMapFile->ReadLong(&state)) {
-    HandleError(kStorageErrorBadMap);
-    return false;
-  }
-  if (state == kMapStateDirty) return false;  // a change was never saved: rebuild silently
-  if (state != kMapStateReady || !mMapFile->ReadLong(&count) ||
-      count > (static_cast<uint32_t>(length) - std::min<uint32_t>(length, kMapFixedSize)) / kMapPairSize) {
-    HandleError(kStorageErrorBadMap);
-    return false;
-  }
-  mRowPos.Presize(count);
-  for (uint32_t i = 0; i < count; ++i) {
-    RowID rowID = 0;
-    uint32_t position = 0;
-    if (!mMapFile->ReadLong(&rowID) || !mMapFile->ReadLong(&position) || position < kFirstRecordOffset ||
-        uint64_t{position} + kRecordHeaderSize > mDataLength) {
-      HandleError(kStorageErrorBadMap);
-      mRowPos.RemoveAll();
-      return false;
-    }
-    mRowPos.AddItem(rowID, position);
-  }
-  uint32_t endMark = 0;
-  if (!mMapFile->ReadLong(&endMark) || endMark != kMapEndMark) {
-    HandleError(kStorageErrorBadMap);
-    mRowPos.RemoveAll();
-    return false;
-  }
-  mMapChanged = false;
-  mMapFromFile = true;
   return true;
 }
 
@@ -607,7 +582,7 @@ bool ParvexStorage::SaveRowPosMap() {
 void ParvexStorage::MarkRowPosMapDirty() {
   if (mMapChanged) return;
   mMapChanged = true;
-  if (!mMapFile) return;
+  if (!mMapFile || !Writable()) return;
   if (!mMapFile->SeekFromStart(0) || !mMapFile->WriteLong(kMapStateDirty) || !mMapFile->FlushToDisk()) {
     HandleError(kStorageErrorWriteFailed);
   }

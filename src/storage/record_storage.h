@@ -17,10 +17,27 @@
 //   rebuilt by a scan), a row missing from it does not exist.
 // - Nothing read from a file is trusted: lengths and counts are checked
 //   against the bytes that are really there before anything is allocated or
-//   read. Damage makes the operation return false and is reported through
-//   HandleError (see StorageError). A map that is "Drty", missing or damaged
-//   is rebuilt by scanning the data file; a row found live twice there (a
-//   move cut short) keeps its later copy and the earlier one is retired.
+//   read. Damage makes the operation return false, is reported through
+//   HandleError (see StorageError) and, the first time, is kept as the
+//   storage's Fault(): a bad or unreadable record, a scan that stops before
+//   the end of the data file, a map entry outside the data file or at
+//   another row's record, a map listing a row twice, a read the stream
+//   refused. Reaching the end of the
+//   records is not a fault. A storage with a fault never saves its map (it
+//   may be incomplete).
+// - A map that is "Drty", missing, or fails to parse (state word, count, end
+//   mark) is rebuilt by scanning the data file; a row found live twice there
+//   (a move cut short) keeps its later copy and the earlier one is retired. A
+//   map loaded from its file is proven once (ProveRowPosMap) before its rows
+//   are relied on: every entry must lead to a record of its row; an entry at
+//   a deleted ("Trsh") record of its row means that the row is deleted
+//   (other programs of this format leave such entries) and is dropped,
+//   once a scan has made sure the row has no live record elsewhere.
+// - A read-only storage (StorageAccess::kReadOnly, kInspect) never writes
+//   to either file; an inspecting one also prints no diagnostics, and
+//   without a map file it builds no map (its records are walked with
+//   GoToPosition): integrity checks and recovery read damaged files through
+//   it.
 #pragma once
 
 #include <cstdint>
@@ -32,6 +49,7 @@
 #include "platform/random_access.h"
 #include "platform/simple_vector.h"
 #include "storage/row_map.h"
+#include "storage/storage_fault.h"
 
 namespace parvex {
 
@@ -71,17 +89,11 @@ constexpr uint32_t kMapFixedSize = 12;  // state, count, end mark
 // The position the map yields for a row it does not hold.
 constexpr uint32_t kNoRecordPosition = 0xFFFFFFFFu;
 
-// Error numbers reported through HandleError ("ParvexStorage error " + n).
-enum StorageError : int {
-  kStorageErrorNone = 0,
-  kStorageErrorBadHeader = 1,     // tag neither "RcSt" nor "Trsh", or body length below 1
-  kStorageErrorReadFailed = 2,    // a record header could not be read whole
-  kStorageErrorPastEnd = 3,       // a record's body runs past the end of the data file
-  kStorageErrorBadBody = 4,       // counts, rooms or lengths overrun the body, or an unknown type byte
-  kStorageErrorBadMap = 5,        // map count larger than the file, no end mark, bad state word,
-                                  // or a position outside the data file; the map is rebuilt
-  kStorageErrorMapMismatch = 6,   // a map position holds another row's record; the map is rebuilt
-  kStorageErrorWriteFailed = 7,   // a stream refused a write or the file would pass 2 GB
+// How a storage may use its files.
+enum class StorageAccess {
+  kReadWrite,  // the normal case
+  kReadOnly,   // never writes (a short data file is not extended, a rebuilt map stays in memory)
+  kInspect,    // read only and without diagnostics (checks and recovery report for themselves)
 };
 
 // Owns the values of a list for the length of a scope.
@@ -99,7 +111,8 @@ class ParvexStorage {
   // file to the metadata size, loads the map or rebuilds it, and goes to the
   // first record.
   ParvexStorage(std::unique_ptr<RandomAccessMechanism> dataFile,
-                std::unique_ptr<RandomAccessMechanism> mapFile);
+                std::unique_ptr<RandomAccessMechanism> mapFile,
+                StorageAccess access = StorageAccess::kReadWrite);
   ParvexStorage(const ParvexStorage&) = delete;
   ParvexStorage& operator=(const ParvexStorage&) = delete;
   // FlushToDisk, then closes both streams.
@@ -111,7 +124,7 @@ class ParvexStorage {
   bool FlushToDisk();
 
   // Navigation. Each positions the current record and returns false at the
-  // end of the file or on a damaged header (reported).
+  // end of the file or on a damaged header (a fault).
   bool GoToFirstRecord();
   bool NextRecord();
   // Goes to the row's record through the map. With `skipDeleted`, a deleted
@@ -120,6 +133,10 @@ class ParvexStorage {
   bool GoToRowID(RowID rowID, bool skipDeleted);
   // Reads the header at the stream's position (see GoToRowID for the flag).
   bool ReadRecHeader(bool skipDeleted);
+  // Makes the record at `position` current, live or deleted, whatever the
+  // map says (for walks that check or salvage a file). False at or past the
+  // end of the records, or on a damaged header (a fault).
+  bool GoToPosition(uint32_t position);
 
   RowID CurrentRowID() const { return mCurrentRowID; }
   uint32_t CurrentPosition() const { return mCurrentPos; }
@@ -172,24 +189,46 @@ class ParvexStorage {
   bool SaveRowPosMap();
   void MarkRowPosMapDirty();
   bool IsRowPosMapChanged() const { return mMapChanged; }
+  // Where the map came from: its file, or a scan of the data file.
+  bool IsRowPosMapFromFile() const { return mMapFromFile; }
+  // Checks a map loaded from its file against the records, once (later calls
+  // return at once): see the file comment. False on a fault.
+  bool ProveRowPosMap();
+  bool IsRowPosMapProven() const { return mMapProven; }
 
-  // Writes "ParvexStorage error <n>" to stderr and remembers n.
+  // Writes "ParvexStorage error <n>" to stderr (unless inspecting) and
+  // remembers n.
   void HandleError(int errorType);
   int LastError() const { return mLastError; }
+  // The first read-path failure (see the file comment).
+  bool HasFault() const { return mFault.IsSet(); }
+  const StorageFault& Fault() const { return mFault; }
+  // The most recent one (for walks that go on after damage).
+  const StorageFault& LastFault() const { return mLastFault; }
+  // The length of the data file as the storage knows it.
+  uint32_t DataLength() const { return mDataLength; }
 
   RandomAccessMechanism* DataFile() const { return mFile.get(); }
   RandomAccessMechanism* MapFile() const { return mMapFile.get(); }
 
  private:
+  // Reads and checks the header of the record at `position` and makes it
+  // the current record; false (with a fault) when it can't be read or is bad.
   bool ReadHeaderAt(uint32_t position, uint32_t* tag);
   bool SeekData(uint32_t position);
+  // Reads headers from `position` on, skipping deleted records when asked,
+  // until one is current; false at the end of the records or on a fault.
+  bool ReadHeadersFrom(uint32_t position, bool skipDeleted);
+  // Keeps the first fault (and reports its error number).
+  void NoteFault(const StorageFault& fault);
+  void NoteReadFault(uint32_t position, bool inMapFile);
   bool WriteTagAt(uint32_t position, uint32_t tag);
   // Writes a whole record; `written` receives the end of the bytes written.
   bool WriteRecordBytes(uint32_t position, RowID rowID, const ParvexValueList& values, uint32_t end,
                         uint32_t* written);
   void NoteDataEnd();
   void ForgetCurrent() { mHaveCurrent = false; }
-  void RebuildAfterMapDamage();
+  bool Writable() const { return mAccess == StorageAccess::kReadWrite; }
 
   std::unique_ptr<RandomAccessMechanism> mFile;
   std::unique_ptr<RandomAccessMechanism> mMapFile;
@@ -201,7 +240,11 @@ class ParvexStorage {
   uint32_t mDataLength = 0;  // the data file's length, kept as the storage writes
   RowMap<uint32_t> mRowPos{RowMap<uint32_t>::kDefaultSize, kNoRecordPosition};
   bool mMapChanged = false;
-  bool mMapFromFile = false;  // the map was loaded, not rebuilt, and is not yet proven
+  bool mMapFromFile = false;  // the map was loaded from its file, not rebuilt
+  bool mMapProven = true;     // every entry leads to its row's record
+  StorageAccess mAccess;
+  StorageFault mFault;
+  StorageFault mLastFault;
   int mLastError = kStorageErrorNone;
   uint64_t mErrorCount = 0;
   MemoryHandle mBody;   // the body being decoded

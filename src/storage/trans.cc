@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <string>
 #include <utility>
 
 #include "storage/file_access.h"
@@ -102,84 +103,6 @@ const ParvexValueWithID* PTChangedRow::Find(long columnID) const {
   return nullptr;
 }
 
-// --- ParvexTrans: opening and closing --------------------------------------------------
-
-ParvexTrans::ParvexTrans(ParvexFileAccess* fileAccess, const string& tableName)
-    : mFileAccess(fileAccess), mChanges(RowMap<PTChangedRow*>::kDefaultSize, nullptr) {
-  name = tableName;
-  mColumns.push_back(std::make_unique<ParvexColumnInfo>(string(kRowIDColumnName), kTypeInteger, 0,
-                                                        kRowIDColumnID));
-  OpenStorage();
-}
-
-bool ParvexTrans::OpenStorage() {
-  if (!mFileAccess) return false;
-  auto data = mFileAccess->OpenFile(FileName(kDataFileSuffix), true, false);
-  auto map = mFileAccess->OpenFile(FileName(kMapFileSuffix), true, false);
-  if (!data || !map) return false;
-  mStorage = std::make_unique<ParvexStorage>(std::move(data), std::move(map));
-  LoadIndexes();
-  LoadMetadata();
-  return true;
-}
-
-void ParvexTrans::CloseStorage() {
-  Rollback();
-  mChanges.ForEach([](RowID, PTChangedRow* change) { delete change; });
-  mChanges.RemoveAll();
-  mDeletions.RemoveAll();
-  ForgetFetchedRow();
-  mIndexes.clear();
-  mDroppedIndexes.clear();
-  mAddedIndexNames.clear();
-  mStorage.reset();
-}
-
-bool ParvexTrans::ReopenStorage() {
-  CloseStorage();
-  return OpenStorage();
-}
-
-ParvexTrans::~ParvexTrans() {
-  mChanges.ForEach([](RowID, PTChangedRow* change) { delete change; });
-  DeleteAll(mFetchedValues);
-}
-
-string ParvexTrans::FileName(const char* suffix) const { return name + suffix; }
-
-string ParvexTrans::IndexFileName(const ParvexIndex& index) const {
-  return name + kIndexNameSeparator + index.Name() + kIndexFileSuffix;
-}
-
-void ParvexTrans::LoadIndexes() {
-  const string prefix = name + kIndexNameSeparator;
-  const std::string_view suffix(kIndexFileSuffix);
-  std::vector<string> files;
-  mFileAccess->FindFiles(prefix, &files);
-  for (const string& file : files) {
-    const std::string_view f = file.view();
-    if (f.size() <= prefix.length() + suffix.size()) continue;
-    if (f.substr(f.size() - suffix.size()) != suffix) continue;
-    auto stream = mFileAccess->OpenFile(file, false, true);
-    if (!stream) continue;
-    const string indexName = file.Substring(prefix.length(), f.size() - prefix.length() - suffix.size());
-    auto index = std::make_unique<ParvexIndex>(SimpleVector<uint32_t>(), indexName);
-    const bool loaded = index->LoadFromFile(std::move(stream));
-    if (index->GetColumnIDs().empty()) continue;  // nothing tells its columns
-    if (!loaded) {
-      // A damaged file: the index is rebuilt from the rows (and rewritten
-      // at the next commit).
-      index = std::make_unique<ParvexIndex>(index->GetColumnIDs(), indexName);
-      mIndexes.push_back(std::move(index));
-      SimpleVector<RowID> rows;
-      mStorage->GetRowIDs(&rows);
-      for (RowID row : rows) AddRowToIndex(row, mIndexes.size() - 1);
-      continue;
-    }
-    mIndexes.push_back(std::move(index));
-  }
-}
-
 void ParvexTrans::AddColumn(const ParvexColumnInfo& column) {
   auto info = std::make_unique<ParvexColumnInfo>(column);
   info->index = static_cast<long>(mColumns.size());
@@ -209,7 +132,7 @@ void ParvexTrans::RaiseCounters(RowID lastRowID, uint32_t lastColumnID) {
 // --- reading -----------------------------------------------------------------------
 
 bool ParvexTrans::ContainsRow(RowID row) const {
-  if (!mStorage) return false;
+  if (!Usable()) return false;
   if (mChanges.Contains(row)) return true;
   if (mDeletions.Contains(row)) return false;
   return mStorage->ContainsRow(row);
@@ -219,13 +142,13 @@ bool ParvexTrans::ContainsRow(RowID row) const {
 // with an uncommitted update counts twice, and a row pending deletion still
 // counts, until Commit. GetRowIDs is the exact list of visible rows.
 long ParvexTrans::QtyRows() const {
-  if (!mStorage) return 0;
+  if (!Usable()) return 0;
   return mStorage->QtyRows() + static_cast<long>(mChanges.QtyItems());
 }
 
 void ParvexTrans::GetRowIDs(SimpleVector<RowID>* ids) const {
   ids->clear();
-  if (!mStorage) return;
+  if (!Usable()) return;
   mStorage->GetRowIDs(ids);
   if (!mDeletions.empty()) {
     size_t out = 0;
@@ -250,7 +173,23 @@ bool ParvexTrans::FetchStoredRow(RowID row) const {
   ++recordDecodes;
   if (!mStorage->ReadRowValues(row, mFetchedValues)) {
     DeleteAll(mFetchedValues);
+    TakeStorageFault();  // a row that is simply gone is no fault
     return false;
+  }
+  // Column IDs come from the counter and are stored once each: anything
+  // else is a damaged record whose values would land in the wrong columns.
+  for (size_t i = 0; i < mFetchedValues.size(); ++i) {
+    const long id = mFetchedValues[i]->id;
+    bool repeated = false;
+    for (size_t j = 0; j < i && !repeated; ++j) repeated = mFetchedValues[j]->id == id;
+    if (id <= kRowIDColumnID || (mColumnCounterFromFile && static_cast<uint64_t>(id) > mSavedLastColumnID) ||
+        repeated) {
+      DeleteAll(mFetchedValues);
+      ReportDamage(string("the record of row ") + std::to_string(row).c_str() + " in " +
+                   FileName(kDataFileSuffix) + " holds a column ID (" + std::to_string(id).c_str() +
+                   ") that is not a column of the table");
+      return false;
+    }
   }
   mFetchedRowID = row;
   return true;
@@ -282,7 +221,7 @@ bool ParvexTrans::ReadColumn(RowID row, long columnID, ParvexValue* out) const {
 }
 
 bool ParvexTrans::GetValue(RowID row, long column, ParvexValue* out) const {
-  if (!mStorage || column < 0 || column >= QtyColumns()) return false;
+  if (!Usable() || column < 0 || column >= QtyColumns()) return false;
   if (column == 0) {
     if (!ContainsRow(row)) return false;
     out->SetInteger(static_cast<int32_t>(row));
@@ -328,7 +267,7 @@ void ParvexTrans::CoerceToCorrectType(ParvexValueWithID* value) const {
 }
 
 RowID ParvexTrans::AddRow(ParvexValueList& values, bool takeOwnership) {
-  if (!mStorage) {
+  if (!Usable()) {
     if (takeOwnership) DeleteValues(values);
     return kInvalidRowID;
   }
@@ -347,15 +286,8 @@ RowID ParvexTrans::AddRow(ParvexValueList& values, bool takeOwnership) {
     CoerceToCorrectType(&v);
     return v.IsNull();
   });
-  if (!explicitID && ContainsRow(row)) {
-    // The counter is behind the rows (a damaged metadata area): go on from
-    // the largest row ID there is.
-    SimpleVector<RowID> ids;
-    GetRowIDs(&ids);
-    for (RowID id : ids) mLastRowID = std::max(mLastRowID, id);
-    row = NextUnusedRowID();
-  }
-  // No row ID is left once the counter reaches the invalid ID.
+  // No row ID is left once the counter reaches the invalid ID. (Opening
+  // checked that the counter covers every stored row.)
   const bool exhausted = !explicitID && mLastRowID >= kInvalidRowID - 1;
   if (row == kInvalidRowID || exhausted || ContainsRow(row)) {
     DeleteAll(owned);
@@ -456,7 +388,7 @@ const ParvexIndex* ParvexTrans::FindIndex(const string& indexName) const {
 }
 
 bool ParvexTrans::AddIndex(const string& indexName, const SimpleVector<uint32_t>& columnIDs) {
-  if (!mStorage || indexName.empty() || columnIDs.empty() || columnIDs.size() > ParvexIndex::kMaxColumns ||
+  if (!Usable() || indexName.empty() || columnIDs.empty() || columnIDs.size() > ParvexIndex::kMaxColumns ||
       FindIndex(indexName)) {
     return false;
   }
@@ -477,6 +409,7 @@ void ParvexTrans::GetIndexNames(SimpleVector<string>* names) const {
 }
 
 bool ParvexTrans::DropIndex(const string& indexName) {
+  if (!Usable()) return false;
   for (size_t i = 0; i < mIndexes.size(); ++i) {
     if (mIndexes[i]->Name().Compare(indexName) != 0) continue;
     mDroppedIndexes.push_back(std::move(mIndexes[i]));
@@ -512,6 +445,7 @@ void ParvexTrans::LoadMetadata() {
     mLastRowID = GetU32LE(meta.data() + kMetaLastRowIDOffset);
     mLastColumnID = GetU32LE(meta.data() + kMetaLastColumnIDOffset);
   }
+  mColumnCounterFromFile = mLastColumnID != 0;
   if (mLastRowID == 0) {
     SimpleVector<RowID> ids;
     mStorage->GetRowIDs(&ids);
@@ -546,10 +480,12 @@ bool ParvexTrans::NeedsCommit() const {
 }
 
 bool ParvexTrans::Commit() {
-  if (!mStorage) return false;
+  if (!mStorage && !IsDamaged()) return false;
   // A table without changes is not written at all: committing one table
-  // costs nothing for the others.
+  // costs nothing for the others. A damaged one writes nothing.
+  if (IsDamaged()) return !NeedsCommit();
   if (!NeedsCommit()) return true;
+  if (!Usable()) return false;
   bool ok = true;
   ForgetFetchedRow();
   mChanges.ForEach([this, &ok](RowID id, PTChangedRow* change) {
@@ -577,11 +513,22 @@ bool ParvexTrans::Commit() {
   ok = mStorage->FlushToDisk() && ok;
   ok = CommitIndices() && ok;
   ForgetFetchedRow();
+  if (TakeStorageFault()) ok = false;  // a record read on the way was damaged
   return ok;
 }
 
 void ParvexTrans::Rollback() {
   if (!mStorage) return;
+  // Nothing pending can be read back through a damaged table.
+  if (IsDamaged()) {
+    mChanges.ForEach([](RowID, PTChangedRow* change) { delete change; });
+    mChanges.RemoveAll();
+    mDeletions.RemoveAll();
+    mDroppedIndexes.clear();
+    mAddedIndexNames.clear();
+    ForgetFetchedRow();
+    return;
+  }
   for (auto& index : mDroppedIndexes) mIndexes.push_back(std::move(index));
   mDroppedIndexes.clear();
   // Indexes created in this transaction have no file: they go.

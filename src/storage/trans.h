@@ -25,6 +25,15 @@
 //   Commit saves; a Rollback restores it, so rolled-back IDs are reused.
 // - The stored record of the row last read is decoded once and kept, so a
 //   row visit decodes its record once, not once per column.
+// - Damage (see ParvexTable): a data file that is missing or can't be opened,
+//   an index file that doesn't parse, counters below the row IDs, and every
+//   fault the storage meets while reading make the table damaged, with the
+//   state kPXDataCorrupted and "Error: Table T is damaged: ..." (or, for a
+//   read the operating system refused, kPXIOError and "Error: Cannot read
+//   table T: ..."). A damaged table reads as empty, refuses every change and
+//   commits nothing, so nothing acknowledged is written over damage. A map
+//   loaded from its file is proven against the records before the first
+//   access to rows.
 #pragma once
 
 #include <cstdint>
@@ -34,6 +43,7 @@
 #include "core/table.h"
 #include "core/value.h"
 #include "platform/parvex_string.h"
+#include "platform/random_access.h"
 #include "platform/simple_vector.h"
 #include "storage/row_map.h"
 
@@ -93,10 +103,11 @@ void CoerceToColumnType(ParvexValue* value, ParvexDataType type);
 
 class ParvexTrans : public ParvexTable {
  public:
-  // Opens (creating when missing) T.dat and T.map through the file access,
-  // loads every index file of the table and the counters. The file access is
-  // not owned. When the files can't be opened the table is not Valid(): it
-  // reads as empty and refuses every change.
+  // Opens T.dat and T.map through the file access, creating them when
+  // missing, loads every index file of the table and the counters. The file
+  // access is not owned. A table whose files can't be opened (or may be
+  // among the items of a damaged folder) is not Valid(); it is also damaged
+  // unless there is no file access at all.
   ParvexTrans(ParvexFileAccess* fileAccess, const string& tableName);
   ~ParvexTrans() override;
 
@@ -138,7 +149,8 @@ class ParvexTrans : public ParvexTable {
 
   bool HasChangesToCommit() const { return !mChanges.empty() || !mDeletions.empty(); }
   // Writes every pending change, deletion and dropped index to the files,
-  // saves the counters and flushes. False when a write failed.
+  // saves the counters and flushes. False when a write failed, or when the
+  // table is damaged (then nothing is written).
   bool Commit();
   // Discards every pending change and restores the counters and indexes.
   void Rollback();
@@ -161,6 +173,10 @@ class ParvexTrans : public ParvexTable {
   void RemoveRowFromIndex(RowID row, size_t indexNumber);
 
   ParvexFileAccess* FileAccess() const { return mFileAccess; }
+  // Records damage described by `detail`: "Error: Table T is damaged:
+  // <detail>." (kPXDataCorrupted), or for a read the system refused "Error:
+  // Cannot read table T: <detail>." (kPXIOError).
+  void ReportDamage(const string& detail, bool ioError = false) const;
   // The live index of that name (case-insensitive), or null.
   const ParvexIndex* FindIndex(const string& indexName) const;
 
@@ -171,7 +187,19 @@ class ParvexTrans : public ParvexTable {
   bool OpenStorage();
   string FileName(const char* suffix) const;
   string IndexFileName(const ParvexIndex& index) const;
+  // Opens T.dat and T.map; false (with the table damaged) when they can't be.
+  bool OpenFiles(std::unique_ptr<RandomAccessMechanism>* data, std::unique_ptr<RandomAccessMechanism>* map);
   void LoadIndexes();
+  // Takes over the storage's fault, if it has one; true when it had.
+  bool TakeStorageFault() const;
+  // True when rows may be read and changed: the table is sound and its
+  // storage's map is proven. Otherwise leaves a damage notice.
+  bool Usable() const {
+    if (mUsable) return true;
+    return BecomeUsable();
+  }
+  bool BecomeUsable() const;
+  void CheckCounters();
   // Points the fetch cache at a stored row; false when the row has no
   // readable record.
   bool FetchStoredRow(RowID row) const;
@@ -186,6 +214,7 @@ class ParvexTrans : public ParvexTable {
 
   ParvexFileAccess* mFileAccess;
   std::unique_ptr<ParvexStorage> mStorage;
+  mutable bool mUsable = false;  // sound, with a proven map: the fast path
   std::vector<std::unique_ptr<ParvexColumnInfo>> mColumns;
   RowMap<PTChangedRow*> mChanges;   // owned values, in order of first change
   RowMap<uint8_t> mDeletions;       // in order of deletion
@@ -197,6 +226,7 @@ class ParvexTrans : public ParvexTable {
   // The counters as the metadata area holds them (after a load or a save).
   RowID mSavedLastRowID = 0;
   uint32_t mSavedLastColumnID = 0;
+  bool mColumnCounterFromFile = false;  // the metadata area held a column counter
 
   mutable RowID mFetchedRowID = kInvalidRowID;
   mutable ParvexValueList mFetchedValues;

@@ -30,7 +30,9 @@ bool VFile::Fail(int code) {
 
 bool VFile::SeekIfNeeded() {
   if (!mNeedsSeek) return true;
-  if (!mVolume->SetFilePosition(mHandle, static_cast<double>(mPosition) + kItemHeaderSize)) return Fail(EIO);
+  if (!mVolume->SetFilePosition(mHandle, static_cast<double>(mPosition) + kItemHeaderSize)) {
+    return Fail(mVolume->LastFailure() != 0 ? mVolume->LastFailure() : kStreamDamagedError);
+  }
   mNeedsSeek = false;
   return true;
 }
@@ -45,7 +47,9 @@ bool VFile::ReadData(void* buffer, int32_t count, int32_t* bytesRead) {
   const bool ok = mVolume->ReadFileData(mHandle, &got, buffer);
   mPosition += static_cast<int32_t>(got);
   if (bytesRead) *bytesRead = static_cast<int32_t>(got);
-  if (!ok) return Fail(EIO);
+  if (!ok) return Fail(mVolume->LastFailure() != 0 ? mVolume->LastFailure() : EIO);
+  // The chain ended before the length the item header gives: the item lost blocks.
+  if (got < wanted) return Fail(kStreamDamagedError);
   return true;
 }
 
@@ -68,7 +72,13 @@ bool VFile::WriteData(const void* buffer, int32_t count) {
 bool VFile::SeekFromStart(int32_t offset) {
   if (!IsOpen()) return Fail(EBADF);
   if (offset < 0) return Fail(EINVAL);
-  if (!mVolume->SetFilePosition(mHandle, static_cast<double>(offset) + kItemHeaderSize)) return Fail(EINVAL);
+  if (!mVolume->SetFilePosition(mHandle, static_cast<double>(offset) + kItemHeaderSize)) {
+    // Within the length the blocks should be there: a chain that can't be
+    // followed that far is damage (or the stream's own error).
+    const int32_t failure = mVolume->LastFailure();
+    if (offset > mLength) return Fail(EINVAL);
+    return Fail(failure != 0 ? failure : kStreamDamagedError);
+  }
   mPosition = offset;
   mNeedsSeek = false;
   return true;

@@ -10,6 +10,9 @@
 // block. A caller that needs zeros there writes them. Seeking works within the
 // blocks the item already has (a seek past them fails); writing adds blocks.
 // A read never passes the length: at or past it a read succeeds with 0 bytes.
+// A read or seek within the length that the blocks can't serve fails with
+// kStreamDamagedError (a broken chain, an item shorter than its length) or
+// the host stream's error code.
 // A read-only VFile refuses writes and SetLength and never touches the header.
 #pragma once
 

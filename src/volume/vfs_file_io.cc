@@ -30,22 +30,22 @@ VFSVolume::ChainStep VFSVolume::ExtendChain(VFSOpenFile& file) {
     // Another handle on the same file may have added a block since this one
     // read the header: look again before calling this the end.
     VFSBlockHeader header;
-    if (!ReadHeaderAt(last.start, &header) || header.magic != kBlockStartMagic || header.fileID != file.fileID) {
-      return ChainStep::kFailed;
-    }
+    if (!ReadHeaderAt(last.start, &header)) return ChainStep::kFailed;
+    if (header.magic != kBlockStartMagic || header.fileID != file.fileID) return Broken();
     last.next = header.next;
     if (last.next == 0) return ChainStep::kEnd;
   }
   if (!(last.next >= kFirstBlockStart && last.next <= INT32_MAX && last.next == std::floor(last.next))) {
-    return ChainStep::kFailed;
+    return Broken();
   }
   const int64_t start = static_cast<int64_t>(last.next);
   const uint32_t sequence = last.sequence + 1;
   const int64_t dataStart = last.DataEnd();
   VFSBlockHeader header;
-  if (!ReadHeaderAt(start, &header) || header.magic != kBlockStartMagic || header.fileID != file.fileID ||
-      header.sequence != sequence || !IsUsableBlock(start, header.size)) {
-    return ChainStep::kFailed;
+  if (!ReadHeaderAt(start, &header)) return ChainStep::kFailed;
+  if (header.magic != kBlockStartMagic || header.fileID != file.fileID || header.sequence != sequence ||
+      !IsUsableBlock(start, header.size)) {
+    return Broken();
   }
   file.chain.push_back(VFSChainLink{static_cast<int32_t>(start), static_cast<int32_t>(header.size) - kBlockOverhead,
                                     dataStart, sequence, header.next});
@@ -115,7 +115,15 @@ bool VFSVolume::Read(VFSOpenFile& file, uint8_t* buffer, int64_t count, int64_t*
                     mStream->ReadData(buffer + *got, n, &read);
     *got += read;
     file.position += read;
-    if (!ok || read != n) return false;
+    if (!ok) {
+      NoteStreamFailure();
+      return false;
+    }
+    if (read != n) {
+      // The stream ends inside a block it was checked to hold: it shrank.
+      mLastFailure = kStreamDamagedError;
+      return false;
+    }
   }
   return true;
 }
@@ -141,6 +149,7 @@ bool VFSVolume::Write(VFSOpenFile& file, const uint8_t* buffer, int64_t count) {
 }
 
 bool VFSVolume::SetFilePosition(int16_t handle, double position) {
+  mLastFailure = 0;
   VFSOpenFile* file = Record(handle);
   if (!file) return false;
   if (position == static_cast<double>(file->position)) return true;
@@ -154,6 +163,7 @@ double VFSVolume::GetFilePosition(int16_t handle) const {
 }
 
 bool VFSVolume::ReadFileData(int16_t handle, double* count, void* buffer) {
+  mLastFailure = 0;
   VFSOpenFile* file = Record(handle);
   const double wanted = *count;
   *count = 0;

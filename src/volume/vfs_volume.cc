@@ -89,9 +89,37 @@ bool VFSVolume::Open() {
   mCounterPlace = mStream->GetPosition();
   // The valid flag is needed by the map's own file operations below.
   mValid = true;
-  if (!LoadBlockMapImage()) {
-    RebuildBlockMapFromScratch();
-    UpdateBlockMap();
+  const bool loaded = LoadBlockMapImage();
+  if (!loaded) RebuildBlockMapFromScratch();
+  mEndsCleanly = BlocksReachTheEnd();
+  // A rebuilt map is saved at once, unless the file turned out cut short.
+  if (!loaded && mEndsCleanly) UpdateBlockMap();
+  return true;
+}
+
+bool VFSVolume::BlocksReachTheEnd() {
+  const int64_t length = mStream->GetLength();
+  // A block the map lists past the end was cut off; blocks after the last
+  // one it lists (file 1 may have grown while its image was written) must
+  // step to the end exactly.
+  int64_t last = kFirstBlockStart;
+  for (size_t i = 0; i < mBlockMap.QtyEntries(); ++i) {
+    const int64_t start = mBlockMap.Entry(i).blockStart;
+    if (start + kBlockHeaderSize > length) return false;
+    last = std::max(last, start);
+  }
+  VFSBlockHeader header;
+  for (int64_t at = last; at < length; at += static_cast<int64_t>(header.size)) {
+    if (!ReadHeaderAt(at, &header) || header.magic != kBlockStartMagic || !IsUsableBlock(at, header.size)) {
+      return false;
+    }
+  }
+  // The map's own chain is read before the map exists (a rebuilt map can't
+  // list what was cut off): its links must stay inside the file.
+  VFSOpenFile mapFile;
+  if (!OpenRecord(kBlockMapFileID, &mapFile)) return false;
+  for (ChainStep step = ExtendChain(mapFile); step != ChainStep::kEnd; step = ExtendChain(mapFile)) {
+    if (step == ChainStep::kFailed) return mapFile.chain.back().next < static_cast<double>(length);
   }
   return true;
 }
@@ -140,8 +168,20 @@ bool VFSVolume::WriteHeader(const VFSBlockHeader& header) {
 }
 
 bool VFSVolume::ReadHeaderAt(int64_t start, VFSBlockHeader* header) {
-  if (start < kFirstBlockStart || start > INT32_MAX) return false;
-  return mStream->SeekFromStart(static_cast<int32_t>(start)) && ReadHeader(header);
+  if (start < kFirstBlockStart || start > INT32_MAX || start + kBlockHeaderSize > mStream->GetLength()) {
+    mLastFailure = kStreamDamagedError;
+    return false;
+  }
+  if (!mStream->SeekFromStart(static_cast<int32_t>(start)) || !ReadHeader(header)) {
+    NoteStreamFailure();
+    return false;
+  }
+  return true;
+}
+
+void VFSVolume::NoteStreamFailure() {
+  const int32_t code = mStream->LastError();
+  mLastFailure = code != 0 && code != kStreamDamagedError ? code : EIO;
 }
 
 bool VFSVolume::WriteHeaderAt(int64_t start, const VFSBlockHeader& header) {

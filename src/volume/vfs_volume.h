@@ -77,6 +77,10 @@ class VFSVolume {
   virtual ~VFSVolume();
 
   bool IsValid() const { return mValid; }
+  // False when the blocks do not lie back to back up to the end of the file
+  // exactly (found on opening): the file was cut short, or blocks the map
+  // lists lie past its end.
+  bool EndsCleanly() const { return mEndsCleanly; }
   uint32_t Version() const { return mVersion; }
   RandomAccessMechanism* Stream() const { return mStream; }
   const BlockMap& GetBlockMap() const { return mBlockMap; }
@@ -100,7 +104,8 @@ class VFSVolume {
   double GetFilePosition(int16_t handle) const;
   // Reads up to *count bytes across the chain; *count becomes the bytes read.
   // Reaching the end of the chain is success; a link that can't be followed
-  // is failure (with *count still telling what was read).
+  // is failure (with *count still telling what was read). After a failed
+  // read or seek, LastFailure() tells why.
   bool ReadFileData(int16_t handle, double* count, void* buffer);
   // Writes all bytes at the position, adding blocks as the chain runs out.
   bool WriteFileData(int16_t handle, const void* buffer, double count);
@@ -111,6 +116,11 @@ class VFSVolume {
   bool ReadFileLong(int16_t handle, uint32_t* value);
   bool ReadFileShort(int16_t handle, uint16_t* value);
   bool ReadFileDouble(int16_t handle, double* value);
+
+  // Why the last read or seek inside a file failed: kStreamDamagedError for a
+  // broken chain (a link to something that is not the file's next block, a
+  // block past the end of the stream), otherwise the stream's own error code.
+  int32_t LastFailure() const { return mLastFailure; }
 
   // Saves the block map, then flushes the stream.
   bool FlushToDisk();
@@ -141,6 +151,7 @@ class VFSVolume {
   bool Open();
   void ApplyByteOrder();
   bool LoadBlockMapImage();
+  bool BlocksReachTheEnd();
 
   // Every change of the map goes through here, so saving knows it is due and
   // lookups remembered from the map as it was are dropped.
@@ -150,7 +161,11 @@ class VFSVolume {
     return mBlockMap;
   }
   bool IsFirstBlockOf(uint32_t fileID, int64_t start, const VFSBlockHeader& header);
+  // Reads a header; on failure notes why (a header past the end of the
+  // stream is damage, a refused read an error of the stream).
   bool ReadHeaderAt(int64_t start, VFSBlockHeader* header);
+  // Notes a failure of the stream (its error code, EIO when it gave none).
+  void NoteStreamFailure();
   bool WriteHeaderAt(int64_t start, const VFSBlockHeader& header);
   // A block at `start` with this size lies inside the stream and has room
   // for its header and end mark.
@@ -161,6 +176,11 @@ class VFSVolume {
 
   // Follows the chain's last known block to the next one.
   ChainStep ExtendChain(VFSOpenFile& file);
+  // A link that leads nowhere valid: notes the damage.
+  ChainStep Broken() {
+    mLastFailure = kStreamDamagedError;
+    return ChainStep::kFailed;
+  }
   // Adds a block after the chain's last one (allocating it).
   bool AppendBlock(VFSOpenFile& file);
   // Makes the block after the current one current, following the link (and,
@@ -176,6 +196,8 @@ class VFSVolume {
   bool ReadFileNumber(int16_t handle, T* value);
 
   bool mValid = false;
+  bool mEndsCleanly = true;
+  int32_t mLastFailure = 0;
   RandomAccessMechanism* mStream = nullptr;
   std::unique_ptr<RandomAccessMechanism> mOwnedStream;
   uint32_t mVersion = 3;

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cctype>
 #include <regex>
 #include <sstream>
@@ -167,6 +168,20 @@ std::string Run(const Command& command, const std::string& work) {
     std::string bytes;
     for (size_t i = 2; i < command.words.size(); ++i) bytes += command.words[i];
     if (!WriteFile(work + "/" + argument(1), bytes)) ADD_FAILURE() << "cannot write " << argument(1);
+  } else if (verb == "truncate" && command.words.size() == 3) {
+    std::string bytes = ReadFile(work + "/" + argument(1));
+    bytes.resize(bytes.size() - std::min<size_t>(bytes.size(), std::stoul(argument(2))));
+    if (!WriteFile(work + "/" + argument(1), bytes)) ADD_FAILURE() << "cannot write " << argument(1);
+  } else if (verb == "poke" && command.words.size() == 5) {
+    std::string bytes = ReadFile(work + "/" + argument(1));
+    const size_t found = bytes.find(argument(2));
+    const long long at = static_cast<long long>(found) + std::stoll(argument(3));
+    if (found == std::string::npos || at < 0 || static_cast<size_t>(at) + argument(4).size() > bytes.size()) {
+      ADD_FAILURE() << "nothing to poke: " << command.line;
+    } else {
+      bytes.replace(static_cast<size_t>(at), argument(4).size(), argument(4));
+      if (!WriteFile(work + "/" + argument(1), bytes)) ADD_FAILURE() << "cannot write " << argument(1);
+    }
   } else if (verb == "cat" && (command.words.size() == 2 || command.words.size() == 3)) {
     std::string bytes = ReadFile(work + "/" + argument(1));
     if (command.words.size() == 3) bytes = bytes.substr(0, std::stoul(argument(2)));

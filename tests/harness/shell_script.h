@@ -9,6 +9,10 @@
 //                          standard output to FILE instead of the transcript
 //   $ write FILE TEXT...   writes FILE, the texts joined
 //   $ cat FILE [N]         shows the bytes of FILE (its first N bytes)
+//   $ truncate FILE N      cuts the last N bytes off FILE
+//   $ poke FILE TEXT D BYTES  writes BYTES over FILE at D bytes (D may be
+//                          negative) from where TEXT first occurs in it: damage
+//                          placed by what the file holds, not by offsets
 // Arguments are words separated by blanks, or quoted: '...' as it stands,
 // "..." with the escapes \n \r \t \0 \\ \" \xHH. Every script runs in a
 // folder of its own (also the shell's HOME), so relative paths such as

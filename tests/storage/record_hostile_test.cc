@@ -112,7 +112,7 @@ const char* kTwoRecords =
     "Z256 52635374 00000001 00000007 01 01 03 0000000A"
     "52635374 00000002 00000007 01 01 03 00000014";
 
-TEST(RecordHostileTest, DamagedMapsAreReportedAndRebuiltFromTheData) {
+TEST(RecordHostileTest, MapsThatDoNotParseAreRebuiltFromTheData) {
   struct Case {
     const char* what;
     std::string map;
@@ -120,9 +120,6 @@ TEST(RecordHostileTest, DamagedMapsAreReportedAndRebuiltFromTheData) {
   const Case cases[] = {
       {"count larger than the file", "524D6170 7FFFFFFF 4D456E64"},
       {"count of 4 G", "524D6170 FFFFFFFF 00000001 00000100 4D456E64"},
-      {"position past the data file", "524D6170 00000001 00000001 00010000 4D456E64"},
-      {"position inside the metadata area", "524D6170 00000001 00000001 00000010 4D456E64"},
-      {"header would pass the end", "524D6170 00000001 00000002 00000120 4D456E64"},
       {"no end mark", "524D6170 00000001 00000001 00000100 00000000"},
       {"cut short", "524D6170 00000002 00000001 00000100"},
       {"unknown state word", "52415453 00000000 4D456E64"},
@@ -134,6 +131,7 @@ TEST(RecordHostileTest, DamagedMapsAreReportedAndRebuiltFromTheData) {
     {
       ParvexStorage storage(Open(FileOf(kTwoRecords)), Open(map));
       EXPECT_EQ(storage.LastError(), kStorageErrorBadMap);
+      EXPECT_FALSE(storage.HasFault());
       EXPECT_EQ(storage.QtyRows(), 2);
       EXPECT_TRUE(storage.IsRowPosMapChanged());
       EXPECT_TRUE(storage.GoToRowID(2, true));
@@ -146,43 +144,97 @@ TEST(RecordHostileTest, DamagedMapsAreReportedAndRebuiltFromTheData) {
   }
 }
 
-TEST(RecordHostileTest, MapPointingAtTheWrongRecordIsRebuiltOnFirstUse) {
+// A complete map that leads somewhere wrong is evidence that the data file
+// lost or changed records: a fault, and neither file is touched.
+TEST(RecordHostileTest, MapsLeadingOutsideOrToTheWrongRecordAreFaults) {
   struct Case {
     const char* what;
     std::string map;
     int error;
+    bool atLoad;  // found when loading, else when the map is proven
+    std::string data = kTwoRecords;
   };
   const Case cases[] = {
+      {"position past the data file", "524D6170 00000001 00000001 00010000 4D456E64", kStorageErrorBadMap, true},
+      {"position inside the metadata area", "524D6170 00000001 00000001 00000010 4D456E64", kStorageErrorBadMap,
+       true},
+      {"header would pass the end", "524D6170 00000001 00000002 00000120 4D456E64", kStorageErrorBadMap, true},
       {"positions swapped", "524D6170 00000002 00000001 00000113 00000002 00000100 4D456E64",
-       kStorageErrorMapMismatch},
+       kStorageErrorMapMismatch, false},
       {"inside a record", "524D6170 00000002 00000001 00000101 00000002 00000113 4D456E64",
-       kStorageErrorBadHeader},
+       kStorageErrorBadHeader, false},
+      {"at the deleted copy of a moved row",
+       "524D6170 00000001 00000001 00000100 4D456E64", kStorageErrorMapMismatch, false, "Z256 "
+       "54727368 00000001 00000007 01 01 03 0000000A 52635374 00000001 00000007 01 01 03 00000014"},
+      {"a row twice (another row is missing)",
+       "524D6170 00000003 00000002 00000100 00000001 00000100 00000002 00000113 4D456E64",
+       kStorageErrorMapRepeats, true},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    ParvexStorage storage(Open(FileOf(kTwoRecords)), Open(FileOf(c.map)));
-    EXPECT_EQ(storage.LastError(), kStorageErrorNone);  // it looked fine when loaded
-    // The storage stands on row 1 after opening; reading row 2 and then row
-    // 1 goes through both map entries.
-    OwnedValueList values;
-    ASSERT_TRUE(storage.ReadRowValues(2, values.list));
-    EXPECT_EQ(values.list[0]->GetInteger(), 20);
-    ASSERT_TRUE(storage.ReadRowValues(1, values.list));
-    EXPECT_EQ(values.list[0]->GetInteger(), 10);
-    EXPECT_EQ(storage.LastError(), c.error);
-    EXPECT_EQ(storage.RowPosition(1), 0x100u);
-    EXPECT_EQ(storage.RowPosition(2), 0x113u);
-    EXPECT_TRUE(storage.IsRowPosMapChanged());
+    auto data = FileOf(c.data);
+    auto map = FileOf(c.map);
+    const auto dataBefore = data->Contents();
+    const auto mapBefore = map->Contents();
+    {
+      ParvexStorage storage(Open(data), Open(map));
+      EXPECT_EQ(storage.HasFault(), c.atLoad);
+      EXPECT_FALSE(storage.ProveRowPosMap());
+      ASSERT_TRUE(storage.HasFault());
+      EXPECT_EQ(storage.Fault().error, c.error);
+      OwnedValueList values;
+      EXPECT_FALSE(storage.ReadRowValues(2, values.list) && storage.ReadRowValues(1, values.list));
+    }
+    EXPECT_EQ(data->Contents(), dataBefore);
+    EXPECT_EQ(map->Contents(), mapBefore);
   }
 }
 
-TEST(RecordHostileTest, MapListingARowTwiceKeepsOnePlace) {
-  ParvexStorage storage(
-      Open(FileOf(kTwoRecords)),
-      Open(FileOf("524D6170 00000003 00000002 00000100 00000001 00000100 00000002 00000113 4D456E64")));
-  ASSERT_EQ(storage.QtyRows(), 2);
-  EXPECT_EQ(storage.RowIDAt(0), 2u);
-  EXPECT_EQ(storage.RowPosition(2), 0x113u);  // the later pair wins
+TEST(RecordHostileTest, MapEntryAtADeletedRecordOfItsRowMeansTheRowIsDeleted) {
+  // Row 1's record is "Trsh" but the map still lists it, as other programs
+  // of this format leave it.
+  ParvexStorage storage(Open(FileOf("Z256 54727368 00000001 00000007 01 01 03 0000000A"
+                                    "52635374 00000002 00000007 01 01 03 00000014")),
+                        Open(FileOf("524D6170 00000002 00000001 00000100 00000002 00000113 4D456E64")));
+  EXPECT_EQ(storage.QtyRows(), 2);
+  ASSERT_TRUE(storage.ProveRowPosMap());
+  EXPECT_FALSE(storage.HasFault());
+  EXPECT_EQ(storage.QtyRows(), 1);
+  EXPECT_FALSE(storage.ContainsRow(1));
+  OwnedValueList values;
+  ASSERT_TRUE(storage.ReadRowValues(2, values.list));
+  EXPECT_EQ(values.list[0]->GetInteger(), 20);
+}
+
+TEST(RecordHostileTest, FaultsSayWhereAndTellReadErrorsFromDamage) {
+  struct Case {
+    const char* what;
+    int32_t failReadsFrom;
+    std::string data;
+    const char* text;
+    bool ioError;
+  };
+  const Case cases[] = {
+      {"bad tag", -1, "Z256 41424344 00000001 00000001 00",
+       "the record header at offset 256 of T.dat is not valid", false},
+      {"past the end", -1, "Z256 52635374 00000001 00000002 00",
+       "the record at offset 256 of T.dat runs past the end of the file", false},
+      {"cut inside a header", -1, "Z256 52635374 0000", "T.dat ends inside a record, at offset 256", false},
+      {"body", -1, "Z256 52635374 00000005 00000002 05 00",
+       "the record of row 5 at offset 256 of T.dat can't be decoded", false},
+      {"read refused", 0x113 + 4, kTwoRecords, "T.dat can't be read at offset 275: Input/output error", true},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    auto data = FileOf(c.data);
+    data->failReadsFrom = c.failReadsFrom;
+    ParvexStorage storage(Open(data), nullptr);
+    OwnedValueList values;
+    for (bool more = storage.GoToFirstRecord(); more; more = storage.NextRecord()) storage.ReadRecordValues(values.list);
+    ASSERT_TRUE(storage.HasFault());
+    EXPECT_EQ(DescribeStorageFault(storage.Fault(), string("T.dat"), string("T.map")).view(), c.text);
+    EXPECT_EQ(storage.Fault().IsIOError(), c.ioError);
+  }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 // the storage owns, and value list builders.
 #pragma once
 
+#include <cerrno>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -14,11 +15,13 @@
 
 namespace parvex::testing {
 
-// The bytes of a file plus a switch that makes writes fail; shared by the
-// test and the stream handed to the storage.
+// The bytes of a file plus switches that make writes fail, and reads fail
+// with EIO from an offset on; shared by the test and the stream handed to the
+// storage.
 struct MemFile {
   FileHandle bytes;
   bool failWrites = false;
+  int32_t failReadsFrom = -1;
 
   std::vector<uint8_t> Contents() {
     const uint8_t* b = bytes.Bytes();
@@ -40,6 +43,11 @@ class SharedStream : public RandomAccessMechanism {
     SetDoubleSwap(true);
   }
   bool ReadData(void* buffer, int32_t count, int32_t* bytesRead) override {
+    if (mFile->failReadsFrom >= 0 && GetPosition() + count > mFile->failReadsFrom) {
+      if (bytesRead) *bytesRead = 0;
+      SetLastError(EIO);
+      return false;
+    }
     return mFile->bytes.ReadData(buffer, count, bytesRead);
   }
   bool WriteData(const void* buffer, int32_t count) override {

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <vector>
 #include <limits>
+#include <utility>
 
 #include "volume/vfs_volume.h"
 #include "volume/vhfs_volume.h"
@@ -247,23 +248,59 @@ TEST(HostileVolumeTest, CounterThatWouldRepeatAnIDStopsCreation) {
   }
 }
 
+// Reads file "f" of the volume in `stream` whole; the bytes read, and the
+// error code of the read (0 when it succeeded), or -1 bytes when "f" can't
+// be opened.
+std::pair<int32_t, int32_t> ReadWholeF(FileHandle* stream) {
+  VHFSVolume volume(stream, false);
+  std::vector<VFileRef> children;
+  volume.GetChildren(volume.GetRoot(), &children);
+  std::unique_ptr<VFile> file = children.empty() ? nullptr : volume.OpenFile(children[0]);
+  if (!file) return {-1, 0};
+  std::vector<uint8_t> buffer(1500);
+  int32_t got = 0;
+  const bool ok = file->ReadData(buffer.data(), 1500, &got);
+  return {got, ok ? 0 : file->LastError()};
+}
+
 TEST(HostileVolumeTest, TruncatedVolumeKeepsWhatIsWhole) {
   std::vector<uint8_t> bytes = BaseVolume();
   bytes.resize(3000);  // cuts the file's second block and the map's block
   std::unique_ptr<FileHandle> stream(StreamWith(bytes));
-  {
-    VHFSVolume volume(stream.get(), false);
-    ASSERT_TRUE(volume.IsValid());
-    std::vector<VFileRef> children;
-    ASSERT_TRUE(volume.GetChildren(volume.GetRoot(), &children));
-    std::unique_ptr<VFile> file = volume.OpenFile(children[0]);
-    ASSERT_NE(file, nullptr);
-    std::vector<uint8_t> buffer(1500);
-    int32_t got = 0;
-    EXPECT_FALSE(file->ReadData(buffer.data(), 1500, &got));
-    EXPECT_EQ(got, 736);
+  // Damage, not an I/O error.
+  EXPECT_EQ(ReadWholeF(stream.get()), std::make_pair(736, kStreamDamagedError));
+  EXPECT_FALSE(VFSVolume(stream.get(), false).EndsCleanly());
+  // Cut at a block boundary: the map still lists the blocks that are gone.
+  bytes.resize(kFileSecond);
+  stream.reset(StreamWith(bytes));
+  EXPECT_FALSE(VFSVolume(stream.get(), false).EndsCleanly());
+  stream.reset(StreamWith(BaseVolume()));
+  EXPECT_TRUE(VFSVolume(stream.get(), false).EndsCleanly());
+}
+
+// A host stream whose reads fail from some offset on, as a disk that
+// returns EIO.
+class FailingStream : public FileHandle {
+ public:
+  explicit FailingStream(int32_t from) : mFrom(from) { Reset(); }
+  bool ReadData(void* buffer, int32_t count, int32_t* bytesRead) override {
+    if (GetPosition() + count > mFrom) {
+      if (bytesRead) *bytesRead = 0;
+      SetLastError(EIO);
+      return false;
+    }
+    return FileHandle::ReadData(buffer, count, bytesRead);
   }
-  EXPECT_EQ(ReadF(BytesOf(*stream)), 736);
+
+ private:
+  int32_t mFrom;
+};
+
+TEST(HostileVolumeTest, ReadErrorsOfTheHostFileAreNotDamage) {
+  FailingStream stream(static_cast<int32_t>(kFileSecond + 100));
+  const std::vector<uint8_t> bytes = BaseVolume();
+  stream.WriteData(bytes.data(), static_cast<int32_t>(bytes.size()));
+  EXPECT_EQ(ReadWholeF(&stream).second, EIO);
 }
 
 // Work on damaged maps is counted in stream reads: every false entry may be

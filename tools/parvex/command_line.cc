@@ -38,6 +38,10 @@ bool ParseCommandLine(int argc, const char* const* argv, CommandLine* commandLin
       }
       commandLine->timeoutMs = milliseconds;
       ++i;
+    } else if (arg == "--check") {
+      commandLine->check = true;
+    } else if (arg == "--recover") {
+      commandLine->recover = true;
     } else if (arg == "--help" || arg == "-h") {
       commandLine->help = true;
       return true;
@@ -52,11 +56,25 @@ bool ParseCommandLine(int argc, const char* const* argv, CommandLine* commandLin
   }
   commandLine->databasePath = argv[i++];
   for (; i < argc; ++i) commandLine->sql.emplace_back(argv[i]);
+  if (commandLine->check && commandLine->recover) {
+    *error = "--check and --recover can't be combined";
+    return false;
+  }
+  if (commandLine->check && !commandLine->sql.empty()) {
+    *error = "--check takes the database file alone";
+    return false;
+  }
+  if (commandLine->recover && commandLine->sql.size() != 1) {
+    *error = "--recover takes the damaged file and the new file";
+    return false;
+  }
   return true;
 }
 
 std::string UsageText() {
   return "Usage: parvex [OPTIONS] FILE [SQL ...]\n"
+         "       parvex --check FILE\n"
+         "       parvex --recover FILE NEWFILE\n"
          "Opens the database FILE (a missing or empty file becomes a new database) and runs\n"
          "each SQL argument in order; without SQL arguments, reads statements and\n"
          "dot-commands from standard input (with line editing on a terminal; .help lists\n"
@@ -75,6 +93,10 @@ std::string UsageText() {
          "  --timeout MS   wait up to MS milliseconds for another process to let go of FILE\n"
          "  --no-sync      do not wait for the disk at commits: faster, but a power loss\n"
          "                 can lose committed work or damage the file\n"
+         "  --check        check FILE for damage without changing it; exit 0 when clean,\n"
+         "                 1 when damaged\n"
+         "  --recover      copy every readable row of FILE (and its indexes) into the new\n"
+         "                 database NEWFILE, saying what could not be copied\n"
          "  --help         show this text\n"
          "\n"
          "Exit status: 0 when every statement succeeded, 1 when one failed, 2 for a usage\n"

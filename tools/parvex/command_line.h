@@ -1,8 +1,11 @@
-// The shell's command line: parvex [OPTIONS] FILE [SQL ...]
+// The shell's command line: parvex [OPTIONS] FILE [SQL ...], or
+// parvex --check FILE, or parvex --recover FILE NEWFILE.
 //
 // Options come before FILE (`--` ends them, for a FILE that starts with '-');
-// every argument after FILE is SQL, run in order. A usage error (an unknown
-// option, no FILE) makes the shell print the usage and exit with code 2.
+// every argument after FILE is SQL, run in order. --check takes FILE alone,
+// --recover FILE and NEWFILE. A usage error (an unknown option, no FILE, a
+// wrong argument count for --check or --recover) makes the shell print the
+// usage and exit with code 2.
 #pragma once
 
 #include <cstdint>
@@ -24,6 +27,8 @@ struct CommandLine {
   bool readOnly = false;
   bool noSync = false;
   int32_t timeoutMs = 0;
+  bool check = false;    // --check: check FILE and exit
+  bool recover = false;  // --recover: copy FILE into sql[0] and exit
 };
 
 // False with `error` set for a usage error.

@@ -18,6 +18,16 @@
 namespace parvex::shell {
 namespace {
 
+// "[SSSSS] description". (Built piece by piece: GCC 12's -Wrestrict misfires
+// on the inlined concatenation in the release build.)
+std::string StatusLine(const ParvexStatus& status) {
+  std::string line(1, '[');
+  line += status.Code();
+  line += "] ";
+  line += status.Description().view();
+  return line;
+}
+
 // Where each CSV column goes.
 struct Target {
   std::string name;       // as the header or the table spells it
@@ -167,11 +177,7 @@ ParvexTable* CreateTable(ParvexDatabase& db, const std::string& tableName, std::
   *changed = true;
   ParvexTable* table = db.FindTable(string(tableName));
   if (IsErrorState(status.State()) || table == nullptr) {
-    std::string message(1, '[');
-    message += status.Code();
-    message += "] ";
-    message += status.Description().view();
-    *error = std::move(message);
+    *error = StatusLine(status);
     return nullptr;
   }
   for (Target& target : *targets) {
@@ -193,7 +199,11 @@ bool AddRows(ParvexTable& table, const std::string& path, const std::string& tab
     const RowID added = table.AddRow(row, true);
     DeleteValues(row);  // the table took the values; this frees any it left behind
     if (added == kInvalidRowID) {
-      *error = path + ":" + std::to_string(records.lines[r]) + ": the table refused the row";
+      if (table.IsDamaged()) {
+        *error = StatusLine(table.DamageStatus());
+      } else {
+        *error = path + ":" + std::to_string(records.lines[r]) + ": the table refused the row";
+      }
       return false;
     }
     report->rows = r + 1;

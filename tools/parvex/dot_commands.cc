@@ -13,6 +13,7 @@
 #include "csv_import.h"
 #include "db/database.h"
 #include "interrupt.h"
+#include "maintenance.h"
 #include "schema_dump.h"
 #include "shell.h"
 #include "sql/binder.h"
@@ -32,6 +33,7 @@ FilePtr OpenFile(const std::string& path, const char* mode) { return FilePtr(std
 
 const DotCommands::Command DotCommands::kCommands[] = {
     {".bail", "on|off", "stop at the first failed statement", 1, 1, &DotCommands::Bail},
+    {".check", "", "check the database file for damage (reading it only)", 0, 0, &DotCommands::Check},
     {".dump", "[TABLE]", "SQL that recreates the database (or TABLE): schema, rows, indexes", 0, 1,
      &DotCommands::Dump},
     {".exit", "", "leave the shell (as .quit)", 0, 0, &DotCommands::Quit},
@@ -146,6 +148,17 @@ bool DotCommands::ParseSwitch(const std::string& word, bool* flag) {
 
 void DotCommands::Bail(const Args& args) { ParseSwitch(args[0], &mShell.mBail); }
 
+void DotCommands::Check(const Args&) {
+  // The file holds what was committed: a transaction still open is not in it.
+  if (mShell.mExplicitTransaction || mShell.mDatabase->TransactionInProgress()) {
+    mShell.ReportError("Error: .check reads the database as committed; COMMIT or ROLLBACK first");
+    return;
+  }
+  std::cout << std::flush;
+  const int result = RunCheck(*mShell.mDatabase, mShell.mName, std::cout, std::cerr);
+  if (result != kExitClean) mShell.NoteFailure();
+}
+
 void DotCommands::Timer(const Args& args) { ParseSwitch(args[0], &mShell.mTimer); }
 
 void DotCommands::Headers(const Args& args) {
@@ -209,6 +222,10 @@ void DotCommands::Dump(const Args& args) {
   // Written to the terminal, the dump is its own progress.
   WriteDump(tables, std::cout, [] { return InterruptRequested(); }, isatty(STDOUT_FILENO) == 0, &report);
   std::cout << std::flush;
+  if (report.damaged) {
+    mShell.ReportStatus(report.damaged->DamageStatus());
+    return;
+  }
   if (report.inexactValues > 0) {
     std::string places;
     for (const std::string& place : report.inexactPlaces) places += (places.empty() ? "" : ", ") + place;

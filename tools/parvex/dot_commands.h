@@ -44,6 +44,7 @@ class DotCommands {
   static const Command kCommands[];
 
   void Bail(const Args& args);
+  void Check(const Args& args);
   void Dump(const Args& args);
   void Headers(const Args& args);
   void Help(const Args& args);

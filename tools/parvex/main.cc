@@ -3,7 +3,8 @@
 // parvex [OPTIONS] FILE [SQL ...] opens (or creates) the database FILE, runs
 // the SQL arguments or the statements of standard input, and exits with 0 when
 // everything succeeded, 1 when a statement failed and 2 for a usage error or a
-// database that cannot be opened.
+// database that cannot be opened. --check and --recover work on the file
+// without opening it as a database (see maintenance.h).
 #include <unistd.h>
 
 #include <iostream>
@@ -14,6 +15,7 @@
 #include "db/database.h"
 #include "interrupt.h"
 #include "line_source.h"
+#include "maintenance.h"
 #include "shell.h"
 
 namespace {
@@ -34,6 +36,8 @@ int RunShell(int argc, char** argv) {
     std::cout << UsageText();
     return 0;
   }
+  if (commandLine.check) return RunCheck(commandLine.databasePath, std::cout, std::cerr);
+  if (commandLine.recover) return RunRecover(commandLine.databasePath, commandLine.sql[0], std::cout, std::cerr);
 
   ParvexStatus status;
   ParvexOpenOptions options;
@@ -57,7 +61,7 @@ int RunShell(int argc, char** argv) {
 
   InstallSignalHandlers();
   SetInterruptTarget(database.get());
-  Shell shell(std::move(database), output, commandLine.bail);
+  Shell shell(std::move(database), output, commandLine.bail, commandLine.databasePath);
   if (!commandLine.sql.empty()) {
     for (const std::string& sql : commandLine.sql) {
       shell.RunText(sql);

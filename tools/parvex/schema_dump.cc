@@ -119,9 +119,19 @@ void WriteDump(const std::vector<const ParvexTable*>& tables, std::ostream& out,
           }
         }
       }
+      // A damaged table reads as empty: the dump stops before a row it
+      // could not read, and without the COMMIT that would make it look whole.
+      if (table->IsDamaged()) {
+        report->damaged = table;
+        return;
+      }
       line += ");\n";
       out << line;
       progress.Update(++report->rows);
+    }
+    if (table->IsDamaged()) {
+      report->damaged = table;
+      return;
     }
     for (const std::string& index : CreateIndexSql(*table)) out << index << '\n';
   }

@@ -43,10 +43,12 @@ struct DumpReport {
   size_t inexactValues = 0;
   std::vector<std::string> inexactPlaces;  // the first few, as "Table.column of row N"
   bool interrupted = false;
+  const ParvexTable* damaged = nullptr;  // a table found damaged: the dump stopped there
 };
 
 // Writes the dump of `tables` to `out`; `stop` is asked between rows. With
 // `showProgress` a progress bar runs on standard error (when it is a terminal).
+// A damaged table (see ParvexTable) ends the dump before its COMMIT.
 void WriteDump(const std::vector<const ParvexTable*>& tables, std::ostream& out, const std::function<bool()>& stop,
                bool showProgress, DumpReport* report);
 

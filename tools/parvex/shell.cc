@@ -61,8 +61,8 @@ std::string OneLine(std::string_view text) {
   return line;
 }
 
-Shell::Shell(std::unique_ptr<ParvexDatabase> database, const OutputSettings& output, bool bail)
-    : mDatabase(std::move(database)), mOutput(output), mBail(bail) {}
+Shell::Shell(std::unique_ptr<ParvexDatabase> database, const OutputSettings& output, bool bail, std::string name)
+    : mDatabase(std::move(database)), mName(std::move(name)), mOutput(output), mBail(bail) {}
 
 Shell::~Shell() { SetInterruptTarget(nullptr); }  // the database goes with the shell
 

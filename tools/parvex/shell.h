@@ -35,7 +35,9 @@ namespace parvex::shell {
 
 class Shell {
  public:
-  Shell(std::unique_ptr<ParvexDatabase> database, const OutputSettings& output, bool bail);
+  // `name` is how messages (.check) name the database, usually its path.
+  Shell(std::unique_ptr<ParvexDatabase> database, const OutputSettings& output, bool bail,
+        std::string name = "the database");
   ~Shell();
 
   // Runs every piece of `input` until its end, .quit, a bail or an interrupt
@@ -75,6 +77,7 @@ class Shell {
   void NoteFailure();
 
   std::unique_ptr<ParvexDatabase> mDatabase;
+  std::string mName;
   OutputSettings mOutput;
   bool mBail;
   bool mTimer = false;

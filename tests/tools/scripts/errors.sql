@@ -17,4 +17,5 @@ $ parvex no/such/folder/db.pvx "SELECT 1"
 $ parvex --help
 $ parvex --csv --no-headers -- -odd.pvx "SELECT 1" --json
 $ parvex --timeout 5ms test.pvx
+$ parvex --recover test.pvx
 $ parvex --readonly --no-sync --timeout 250 test.pvx .tables

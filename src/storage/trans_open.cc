@@ -1,0 +1,168 @@
+// ParvexTrans: opening the table's files and indexes, closing them, and
+// damage: how faults of the storage and damaged files become the table's
+// damage status, and the checks made on opening (files present, indexes that
+// parse, counters that cover the row IDs).
+#include <algorithm>
+#include <string>
+
+#include "storage/file_access.h"
+#include "storage/index.h"
+#include "storage/record_storage.h"
+#include "storage/trans.h"
+
+namespace parvex {
+
+ParvexTrans::ParvexTrans(ParvexFileAccess* fileAccess, const string& tableName)
+    : mFileAccess(fileAccess), mChanges(RowMap<PTChangedRow*>::kDefaultSize, nullptr) {
+  name = tableName;
+  mColumns.push_back(std::make_unique<ParvexColumnInfo>(string(kRowIDColumnName), kTypeInteger, 0,
+                                                        kRowIDColumnID));
+  OpenStorage();
+}
+
+bool ParvexTrans::OpenStorage() {
+  if (!mFileAccess) return false;
+  std::unique_ptr<RandomAccessMechanism> data, map;
+  if (!OpenFiles(&data, &map)) return false;
+  mStorage = std::make_unique<ParvexStorage>(std::move(data), std::move(map));
+  if (TakeStorageFault()) return false;
+  LoadIndexes();
+  LoadMetadata();
+  if (!TakeStorageFault() && !IsDamaged()) CheckCounters();
+  return !IsDamaged();
+}
+
+bool ParvexTrans::OpenFiles(std::unique_ptr<RandomAccessMechanism>* data,
+                            std::unique_ptr<RandomAccessMechanism>* map) {
+  // A file the folder does not list is missing only when the folder could be
+  // read whole; otherwise it may be one of the items that can't be read.
+  const auto open = [&](const char* suffix, std::unique_ptr<RandomAccessMechanism>* stream) {
+    const string file = FileName(suffix);
+    if (mFileAccess->ContainsFile(file)) {
+      *stream = mFileAccess->OpenFile(file, false, false);
+      if (!*stream) ReportDamage(file + " can't be opened");
+    } else if (!mFileAccess->IsFolderComplete()) {
+      ReportDamage(file + " can't be found: the database's folder of files is damaged");
+    } else {
+      *stream = mFileAccess->OpenFile(file, true, false);
+    }
+    return *stream != nullptr;
+  };
+  return open(kDataFileSuffix, data) && open(kMapFileSuffix, map);
+}
+
+void ParvexTrans::ReportDamage(const string& detail, bool ioError) const {
+  if (ioError) {
+    RecordDamage(ParvexStatus(kPXIOError, string("Error: Cannot read table ") + name + ": " + detail + "."));
+  } else {
+    RecordDamage(ParvexStatus(kPXDataCorrupted, string("Error: Table ") + name + " is damaged: " + detail + "."));
+  }
+  mUsable = false;
+}
+
+bool ParvexTrans::TakeStorageFault() const {
+  if (!mStorage || !mStorage->HasFault()) return false;
+  const StorageFault& fault = mStorage->Fault();
+  ReportDamage(DescribeStorageFault(fault, FileName(kDataFileSuffix), FileName(kMapFileSuffix)), fault.IsIOError());
+  return true;
+}
+
+bool ParvexTrans::BecomeUsable() const {
+  if (IsDamaged()) {
+    NoteDamageRefusal();
+    return false;
+  }
+  if (!mStorage) return false;
+  if (!mStorage->ProveRowPosMap()) {
+    TakeStorageFault();
+    return false;
+  }
+  // Queries look rows up through the indexes: each must list exactly the
+  // stored rows (a row ID damaged in its file would hide a row). Their
+  // values are compared with the rows by --check only (that reads them all).
+  for (const auto& index : mIndexes) {
+    size_t entries = 0;
+    bool stored = true;
+    index->ForEachRow([&](RowID row) {
+      ++entries;
+      stored = stored && mStorage->ContainsRow(row);
+    });
+    if (!stored || entries != static_cast<size_t>(mStorage->QtyRows())) {
+      ReportDamage(string("its index file ") + IndexFileName(*index) + " does not list the rows the table has");
+      return false;
+    }
+  }
+  mUsable = true;
+  return true;
+}
+
+void ParvexTrans::CheckCounters() {
+  SimpleVector<RowID> ids;
+  mStorage->GetRowIDs(&ids);
+  RowID largest = 0;
+  for (RowID id : ids) largest = std::max(largest, id);
+  if (mSavedLastRowID < largest) {
+    ReportDamage(string("its row-ID counter (") + std::to_string(mSavedLastRowID).c_str() +
+                 ") is below its largest row ID (" + std::to_string(largest).c_str() + ")");
+  }
+}
+
+void ParvexTrans::CloseStorage() {
+  Rollback();
+  mChanges.ForEach([](RowID, PTChangedRow* change) { delete change; });
+  mChanges.RemoveAll();
+  mDeletions.RemoveAll();
+  ForgetFetchedRow();
+  mIndexes.clear();
+  mDroppedIndexes.clear();
+  mAddedIndexNames.clear();
+  mStorage.reset();
+  mUsable = false;
+}
+
+bool ParvexTrans::ReopenStorage() {
+  CloseStorage();
+  return OpenStorage();
+}
+
+ParvexTrans::~ParvexTrans() {
+  mChanges.ForEach([](RowID, PTChangedRow* change) { delete change; });
+  DeleteAll(mFetchedValues);
+}
+
+string ParvexTrans::FileName(const char* suffix) const { return name + suffix; }
+
+string ParvexTrans::IndexFileName(const ParvexIndex& index) const {
+  return name + kIndexNameSeparator + index.Name() + kIndexFileSuffix;
+}
+
+void ParvexTrans::LoadIndexes() {
+  const string prefix = name + kIndexNameSeparator;
+  const std::string_view suffix(kIndexFileSuffix);
+  std::vector<string> files;
+  mFileAccess->FindFiles(prefix, &files);
+  for (const string& file : files) {
+    const std::string_view f = file.view();
+    if (f.size() <= prefix.length() + suffix.size()) continue;
+    if (f.substr(f.size() - suffix.size()) != suffix) continue;
+    auto stream = mFileAccess->OpenFile(file, false, true);
+    if (!stream) {
+      ReportDamage(string("its index file ") + file + " can't be opened");
+      return;
+    }
+    const string indexName = file.Substring(prefix.length(), f.size() - prefix.length() - suffix.size());
+    auto index = std::make_unique<ParvexIndex>(SimpleVector<uint32_t>(), indexName);
+    StorageFault fault;
+    if (!index->LoadFromFile(std::move(stream), &fault) || index->GetColumnIDs().empty()) {
+      if (fault.IsSet()) {
+        ReportDamage(DescribeStorageFault(fault, file, file), fault.IsIOError());
+      } else {
+        ReportDamage(string("its index file ") + file + " is not a valid index");
+      }
+      return;
+    }
+    mIndexes.push_back(std::move(index));
+  }
+}
+
+}  // namespace parvex
