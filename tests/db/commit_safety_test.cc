@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "db/database.h"
+#include "db/integrity_check.h"
 #include "platform/fault_injection.h"
 #include "platform/memory_file_system.h"
 #include "harness/engine.h"
@@ -165,6 +166,12 @@ std::string StateAfter(MemoryFileSystem* disk) {
   const std::string recovered = Dump(*writer);
   if (recovered != seen) return "the read-only open saw another state than the read-write one";
   writer.reset();
+  // The recovered file passes the integrity check.
+  CheckReport report;
+  if (!ParvexCheckDatabase(string(kPath), &report, &status, disk)) {
+    return "the check could not run: " + status.Description().str();
+  }
+  if (!report.Clean()) return "the check found damage: " + report.problems.front();
   // Opened again after the recovery: the same, and new writes commit.
   writer = OpenOn(disk, false, &status);
   if (!writer || Dump(*writer) != recovered) return "a second open disagrees";
