@@ -85,6 +85,8 @@ std::string UsageText() {
          "\n"
          "Options:\n"
          "  --box          aligned columns inside borders (the default on a terminal)\n"
+         "  --table        aligned columns inside +-| borders\n"
+         "  --markdown     a Markdown table\n"
          "  --list         values separated by | (the default otherwise)\n"
          "  --csv          comma-separated values with a header line (RFC 4180)\n"
          "  --json         one JSON array of objects per query\n"
