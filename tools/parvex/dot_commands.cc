@@ -35,6 +35,9 @@ const DotCommands::Command DotCommands::kCommands[] = {
     {".bail", "on|off", "stop a script at its first failed statement", 1, 1, &DotCommands::Bail,
      "With bail on, the first failure ends the script it happened in (standard input, a\n"
      "file given to .read); at the terminal the session goes on."},
+    {".changes", "on|off", "show how many rows each statement changed", 1, 1, &DotCommands::Changes,
+     "After each statement: \"changes: N   total_changes: M\", the rows the statement inserted,\n"
+     "updated or deleted, and those of every statement of the session (.import included)."},
     {".check", "", "check the database file for damage (reading it only)", 0, 0, &DotCommands::Check},
     {".dump", "[TABLE]", "SQL that recreates the database (or TABLE): schema, rows, indexes", 0, 1,
      &DotCommands::Dump},
@@ -221,6 +224,8 @@ void DotCommands::Help(const Args& args) {
 }
 
 void DotCommands::Echo(const Args& args) { ParseSwitch(args[0], &mShell.mEcho); }
+
+void DotCommands::Changes(const Args& args) { ParseSwitch(args[0], &mShell.mShowChanges); }
 
 void DotCommands::NullValue(const Args& args) { mShell.mOutput.nullText = args[0]; }
 
@@ -434,6 +439,7 @@ void DotCommands::Import(const Args& args) {
     return;
   }
   mShell.FinishChange(false, false);
+  mShell.mTotalChanges += static_cast<int64_t>(report.rows);
   if (mShell.mInteractive) {
     std::cout << "Imported " << report.rows << (report.rows == 1 ? " row" : " rows") << " into " << args[1]
               << (report.createdTable ? " (new table: " + report.columns + ")." : ".") << '\n';

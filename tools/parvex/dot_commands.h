@@ -52,6 +52,7 @@ class DotCommands {
   static std::string UsageOf(const Command& command);
 
   void Bail(const Args& args);
+  void Changes(const Args& args);
   void Check(const Args& args);
   void Dump(const Args& args);
   void Echo(const Args& args);

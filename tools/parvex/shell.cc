@@ -242,6 +242,9 @@ void Shell::RunStatement(const std::string& sql) {
   }
   const bool failed = IsErrorState(status.State());
   if (failed || IsWarningState(status.State())) ReportStatus(status);
+  const int64_t changed = isQuery || failed ? 0 : mDatabase->rowsChanged;
+  mTotalChanges += changed;
+  if (mShowChanges) std::cout << "changes: " << changed << "   total_changes: " << mTotalChanges << '\n' << std::flush;
   if (failed && mInteractive && status.State() == kPXDynamicSQLError) PointAtSyntaxError(sql);
 
   const bool endsTransaction = kind == StatementKind::kCommit || kind == StatementKind::kRollback;

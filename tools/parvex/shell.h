@@ -22,6 +22,8 @@
 //   the terminal the session goes on.
 // - the output of statements and commands goes to standard output, or to the
 //   file of .output (until .output alone) or of .once (for the next piece).
+// - with .changes on, each statement is followed by the rows it changed and
+//   those the session changed ("changes: N   total_changes: M").
 // - the database is a file, or a transient one in memory (no path, or
 //   ":memory:"), and .open replaces it.
 // The exit code is 1 when anything failed, else 0.
@@ -114,6 +116,8 @@ class Shell {
   bool mBail;
   bool mTimer = false;
   bool mEcho = false;
+  bool mShowChanges = false;    // .changes: the rows each statement changed
+  int64_t mTotalChanges = 0;    // rows changed in the session
   bool mExplicitTransaction = false;  // between BEGIN and COMMIT/ROLLBACK
   bool mFailed = false;
   bool mStopped = false;

@@ -2,7 +2,8 @@
 -- .nullvalue in every mode (CSV writes '' as "" so that it differs from NULL),
 -- .output and .once to files, .echo, .help COMMAND, --version, a transient
 -- database in memory (no file, :memory:, .open without a file) and .open of a
--- file; BEGIN left open is rolled back when .open replaces the database.
+-- file; BEGIN left open is rolled back when .open replaces the database;
+-- .changes counts the rows of each statement and of the session.
 $ parvex test.pvx
 CREATE TABLE p (id Integer, name String, note String);
 INSERT INTO p (id, name, note) VALUES (1, 'Ann', '');
@@ -62,3 +63,12 @@ DELETE FROM p;
 .tables
 $ parvex :memory: "SELECT 1" .tables
 $ parvex test.pvx "SELECT COUNT(*) FROM p"
+$ write two.csv "id,name\n7,x\n8,y\n"
+$ parvex test.pvx
+.changes on
+INSERT INTO p (id, name) VALUES (3, 'Cy');
+UPDATE p SET note = 'n' WHERE id < 10;
+SELECT COUNT(*) FROM p;
+UPDATE p SET nope = 1;
+.import two.csv p
+DELETE FROM p WHERE id > 2;
