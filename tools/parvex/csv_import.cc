@@ -255,15 +255,10 @@ bool AddRows(ParvexTable& table, const std::string& path, const std::string& tab
   return true;
 }
 
-// Takes back what a failed AddRows did: its rows, or the table when the
-// import created it.
-void UndoImport(ParvexDatabase& db, ParvexTable& table, const std::string& tableName, bool created,
-                const std::vector<RowID>& added, std::string* error) {
-  if (created) {
-    std::string dropError;
-    if (!Run(db, "DROP TABLE " + tableName, &dropError)) *error += "; " + dropError;
-    return;
-  }
+// Takes back the rows a failed AddRows added. (A table the import created
+// can't be dropped while it has changes pending: outside BEGIN the caller's
+// rollback removes it, inside BEGIN it stays, empty.)
+void UndoImport(ParvexTable& table, const std::vector<RowID>& added) {
   for (RowID id : added) table.DeleteRow(id);
 }
 
@@ -306,7 +301,7 @@ bool ImportCsv(ParvexDatabase& db, const std::string& path, const std::string& t
     report->rows = added.size();
     return true;
   }
-  UndoImport(db, *table, tableName, report->createdTable, added, error);
+  UndoImport(*table, added);
   return false;
 }
 

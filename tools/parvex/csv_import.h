@@ -10,9 +10,10 @@
 // to their column's type and checked (ConvertCsvField, with the null text).
 // All records are read and checked before the first row is added, so bad input
 // changes nothing. The rows are then added as one unit: when adding fails or
-// is interrupted (Ctrl-C), the rows added so far are deleted again and a table
-// the import created is dropped, so the database's pending changes are what
-// they were before (also inside BEGIN); the caller commits or rolls back.
+// is interrupted (Ctrl-C), the rows added so far are deleted again, so the
+// table holds what it held before (also inside BEGIN); the caller commits or
+// rolls back. A table the import created is left to the caller's rollback
+// (the engine can't drop a table with changes pending).
 #pragma once
 
 #include <string>

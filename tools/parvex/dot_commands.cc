@@ -436,6 +436,9 @@ void DotCommands::Import(const Args& args) {
   if (!loaded) {
     mShell.ReportError("Error: .import: " + error);
     if (changed) mShell.FinishChange(true, false);
+    if (report.createdTable && mShell.mExplicitTransaction) {
+      std::cerr << "note: the new table " << args[1] << " stays, empty, until the transaction ends\n";
+    }
     return;
   }
   mShell.FinishChange(false, false);

@@ -15,7 +15,6 @@
 #include "platform/memory_file_system.h"
 #include "progress.h"
 #include "sql/execute.h"
-#include "sql/parser.h"
 #include "sql/sql_dialect.h"
 #include "text_width.h"
 
@@ -173,7 +172,9 @@ void Shell::Execute(const InputPiece& piece, const LineSource& input) {
   std::string place = input.Name().empty() ? "" : input.Name() + ":" + std::to_string(piece.line) + ": ";
   mInteractive = input.IsInteractive();
   mPlace.swap(place);
-  const bool once = mOnce;  // a .once before this piece
+  // A .once before this piece (not a .once or .output of the piece itself).
+  const bool once = mOnce;
+  const int redirections = mRedirections;
   const bool command = piece.kind == InputPiece::Kind::kDotCommand;
   if (mEcho) std::cout << piece.text << (command ? "\n" : ";\n");
   RunTimer timer;
@@ -184,7 +185,7 @@ void Shell::Execute(const InputPiece& piece, const LineSource& input) {
   }
   std::cout << std::flush;
   if (mTimer) std::cerr << timer.Text() << '\n';
-  if (once && mOnce) RedirectOutput("", false, nullptr);
+  if (once && mOnce && redirections == mRedirections) RedirectOutput("", false, nullptr);
   mPlace.swap(place);
   mInteractive = wasInteractive;
   // A failure with bail set ends scripts only: the terminal reads on.
@@ -199,6 +200,7 @@ bool Shell::RedirectOutput(const std::string& path, bool once, std::string* erro
     mOutputFile.close();
   }
   mOnce = false;
+  ++mRedirections;
   if (path.empty()) return true;
   if (mOutputFile.open(path, std::ios::out | std::ios::binary | std::ios::trunc) == nullptr) {
     *error = "Error: cannot write " + path;
@@ -304,14 +306,11 @@ void Shell::NoteFailure() {
 }
 
 void Shell::PointAtSyntaxError(const std::string& sql) {
-  ParvexSQLParser parser;
-  const string& escape = mDatabase->escapeOption;
-  parser.SetEscape(escape.empty() ? 0 : escape.data()[0]);
-  parser.Evaluate(string(sql, kEncodingUTF8));
-  if (parser.LastError() == ParvexSQLParser::kNoError) return;
+  const int64_t offset = mDatabase->parseErrorOffset;
+  if (offset < 0) return;  // it parsed: the error came later
   const std::string text = OneLine(sql);
-  const size_t offset = std::min(parser.ErrorOffset(), text.size());
-  std::cerr << "  " << text << "\n  " << std::string(DisplayWidth(text.substr(0, offset)), ' ') << "^\n";
+  const size_t at = std::min(static_cast<size_t>(offset), text.size());
+  std::cerr << "  " << text << "\n  " << std::string(DisplayWidth(text.substr(0, at)), ' ') << "^\n";
 }
 
 }  // namespace parvex::shell

@@ -128,6 +128,7 @@ class Shell {
   std::filebuf mOutputFile;   // where .output or .once sends standard output
   std::streambuf* mStandardOutput = nullptr;  // standard output's own buffer while redirected
   bool mOnce = false;                         // the redirection ends after the next piece
+  int mRedirections = 0;                      // calls of RedirectOutput so far
 };
 
 // A message or description as one line: line ends become blanks.

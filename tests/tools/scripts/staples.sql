@@ -32,6 +32,7 @@ SELECT COUNT(*) FROM p;
 .tables
 .output
 SELECT 'back';
+.once lost.txt
 .once once.txt
 SELECT name FROM p WHERE id = 1;
 SELECT 'not in the file';
