@@ -121,7 +121,8 @@ void parvex_interrupt(parvex_db* db);
 
 /* ---- Statements ---------------------------------------------------------- */
 
-/* Runs one statement (a SELECT's rows are read and dropped). */
+/* Runs one statement (a SELECT's rows are read and dropped). A `;` ends the
+ * statement: text after it is not read (the shell splits scripts). */
 int parvex_exec(parvex_db* db, const char* sql);
 
 /* Parses one statement into *stmt (NULL on failure). The text may hold
@@ -204,7 +205,9 @@ int64_t parvex_column_int(parvex_stmt* stmt, int column);
 double parvex_column_double(parvex_stmt* stmt, int column);
 /* The value as UTF-8 text, NUL-terminated: a String or Binary as its bytes,
  * a Date, Time or Timestamp as "YYYY-MM-DD", "HH:MM:SS", "YYYY-MM-DD
- * HH:MM:SS", a number in decimal, a Boolean as 1 or 0. NULL for SQL NULL. */
+ * HH:MM:SS", an Integer in decimal, a Double as the shortest text that
+ * reads back as the same number ("1.5", "2", "1e+20", "nan", "-inf"), a
+ * Boolean as TRUE or FALSE. NULL for SQL NULL. */
 const char* parvex_column_text(parvex_stmt* stmt, int column);
 /* The bytes of a String or Binary (zero bytes included), the text of any
  * other value; NULL for SQL NULL. parvex_column_bytes is their count. */
