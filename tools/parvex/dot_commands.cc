@@ -192,12 +192,12 @@ void DotCommands::Bail(const Args& args) { ParseSwitch(args[0], &mShell.mBail); 
 
 void DotCommands::Check(const Args&) {
   // The file holds what was committed: a transaction still open is not in it.
-  if (mShell.mExplicitTransaction || mShell.mDatabase->TransactionInProgress()) {
+  if (mShell.mExplicitTransaction || mShell.mDb.InTransaction()) {
     mShell.ReportError("Error: .check reads the database as committed; COMMIT or ROLLBACK first");
     return;
   }
   std::cout << std::flush;
-  const int result = RunCheck(*mShell.mDatabase, mShell.mName, std::cout, std::cerr);
+  const int result = RunCheck(mShell.mDb.handle(), std::cout, std::cerr);
   if (result != kExitClean) mShell.NoteFailure();
 }
 
@@ -345,42 +345,33 @@ void DotCommands::Dump(const Args& args) {
 void DotCommands::Parse(const Args& args) {
   std::string_view text = args[0];
   while (!text.empty() && (text.back() == ';' || text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
-  ParvexSQLParser parser;
-  const string& escape = mShell.mDatabase->escapeOption;
-  parser.SetEscape(escape.empty() ? 0 : escape.data()[0]);
-  const auto node = parser.Evaluate(string(text, kEncodingUTF8));
-  if (parser.LastError() != ParvexSQLParser::kNoError || node == nullptr) {
-    mShell.ReportStatus(ParvexStatus(kPXDynamicSQLError, ParvexSQLParser::ErrorMessage(parser.LastError())));
+  const Statement statement = mShell.mDb.Prepare(std::string(text));
+  if (!statement.valid()) {
+    mShell.ReportStatus(statement.status());
     return;
   }
-  std::cout << node->Description().view() << '\n';
+  std::cout << statement.Sql() << '\n';
 }
 
 void DotCommands::Tables(const Args&) {
-  const SimpleVector<ParvexTable*>& tables = mShell.mDatabase->tables;
   std::string out;
-  // Entry 0 is the schema table.
-  for (size_t i = 1; i < tables.size(); ++i) {
-    out += tables[i]->name.view();
-    out += '\n';
-  }
+  for (const std::string& table : mShell.mDb.Tables()) out += table + '\n';
   std::cout << out;
 }
 
 void DotCommands::LastRowID(const Args& args) {
-  ParvexStatus status;
-  const ParvexTable* table = BindTable(*mShell.mDatabase, string(args[0], kEncodingUTF8), &status);
-  if (table == nullptr) {
-    mShell.ReportStatus(status);
+  const int64_t rowID = mShell.mDb.LastRowID(args[0]);
+  if (rowID < 0) {
+    mShell.ReportStatus(mShell.mDb.LastStatus());
     return;
   }
-  std::cout << table->lastRowID << '\n';
+  std::cout << rowID << '\n';
 }
 
 void DotCommands::SchemaExport(const Args& args) {
-  ParvexStatus status;
-  const string data = mShell.mDatabase->GetSchemaData(&status);
-  if (IsErrorState(status.State())) {
+  Status status;
+  const std::string data = mShell.mDb.ExportSchema(&status);
+  if (!status) {
     mShell.ReportStatus(status);
     return;
   }
@@ -405,9 +396,8 @@ void DotCommands::SchemaImport(const Args& args) {
     mShell.ReportError("Error: cannot read " + args[0] + ": " + std::strerror(errno));
     return;
   }
-  ParvexStatus status;
-  mShell.mDatabase->ReplaceSchemaData(string(bytes.data(), bytes.size(), kEncodingDefault), &status);
-  if (IsErrorState(status.State())) mShell.ReportStatus(status);
+  const Status status = mShell.mDb.ReplaceSchema(bytes);
+  if (!status) mShell.ReportStatus(status);
 }
 
 void DotCommands::Read(const Args& args) {

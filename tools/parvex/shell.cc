@@ -11,8 +11,8 @@
 #include "core/status.h"
 #include "db/database.h"
 #include "dot_commands.h"
+#include "embed/handles.h"
 #include "interrupt.h"
-#include "platform/memory_file_system.h"
 #include "progress.h"
 #include "sql/execute.h"
 #include "sql/sql_dialect.h"
@@ -24,7 +24,7 @@ namespace {
 bool SameWord(std::string_view a, std::string_view b) { return CompareNoCase(a, b) == 0; }
 
 // SQLSTATE class "01": reported like an error, but not a failure.
-bool IsWarningState(ParvexState state) { return state != nullptr && state[0] == '0' && state[1] == '1'; }
+bool IsWarningState(std::string_view state) { return state.substr(0, 2) == "01"; }
 
 // Wall, user and system time of one piece of work, for .timer.
 class RunTimer {
@@ -64,8 +64,8 @@ std::string OneLine(std::string_view text) {
   return line;
 }
 
-Shell::Shell(const ParvexOpenOptions& options, const OutputSettings& output, bool bail)
-    : mOpenOptions(options), mOutput(output), mBail(bail) {}
+Shell::Shell(int openFlags, int lockTimeoutMs, const OutputSettings& output, bool bail)
+    : mOpenFlags(openFlags), mLockTimeoutMs(lockTimeoutMs), mOutput(output), mBail(bail) {}
 
 Shell::~Shell() {
   SetInterruptTarget(nullptr);  // the database goes with the shell
@@ -74,36 +74,31 @@ Shell::~Shell() {
 
 bool Shell::Open(const std::string& path, std::string* error) {
   const bool memory = path.empty() || path == ":memory:";
-  auto files = memory ? std::make_unique<MemoryFileSystem>() : nullptr;
-  ParvexOpenOptions options = mOpenOptions;
-  options.create = true;
-  if (memory) {
-    options.fileSystem = files.get();
-    options.readOnly = false;  // there is nothing to protect
-  }
-  ParvexStatus status;
-  std::unique_ptr<ParvexDatabase> database(
-      ParvexOpenDatabase(string(memory ? "memory.pvx" : path, kEncodingUTF8), options, &status));
-  if (!database) {
-    *error = "cannot open " + path + ": " + OneLine(status.Description().view());
+  // An in-memory database is named as messages (.check) name it.
+  const std::string name = memory ? "the in-memory database" : path;
+  Database database;
+  const Status status =
+      database.Open(name, memory ? PARVEX_OPEN_MEMORY : mOpenFlags | PARVEX_OPEN_CREATE, mLockTimeoutMs);
+  if (!status) {
+    *error = "cannot open " + path + ": " + OneLine(status.message);
     return false;
   }
-  if (mDatabase) Close();
-  SetInterruptTarget(database.get());
-  mDatabase = std::move(database);  // before the files it lives on are replaced
-  mMemory = std::move(files);
-  mName = memory ? "the in-memory database" : path;
+  if (mDb.handle()) Close();
+  SetInterruptTarget(database.handle());
+  mDb = std::move(database);
+  mDatabase = mDb.handle()->database.get();
+  mInMemory = memory;
   return true;
 }
 
 CompletionNames Shell::NamesForCompletion() const {
   CompletionNames names;
-  const SimpleVector<ParvexTable*>& tables = mDatabase->tables;
-  for (size_t i = 1; i < tables.size(); ++i) {  // entry 0 is the schema table
-    const ParvexTable& table = *tables[i];
-    names.tables.push_back(table.name.str());
-    for (long c = 1; c < table.QtyColumns(); ++c) {  // column 0 is _rowid
-      if (const ParvexColumnInfo* column = table.Column(c)) names.columns.emplace_back(table.name.str(), column->name.str());
+  parvex_db* db = mDb.handle();
+  for (int t = 0; t < parvex_table_count(db); ++t) {
+    const std::string table = parvex_table_name(db, t);
+    names.tables.push_back(table);
+    for (int c = 0; c < parvex_table_column_count(db, table.c_str()); ++c) {
+      names.columns.emplace_back(table, parvex_table_column_name(db, table.c_str(), c));
     }
   }
   return names;
@@ -133,8 +128,7 @@ void Shell::Run(LineSource& input) {
 
 bool Shell::NextPiece(StatementSplitter& splitter, bool atEnd, InputPiece* piece) {
   // The escape byte in force (SET ESCAPE) decides where literals end in what follows.
-  const string& escape = mDatabase->escapeOption;
-  splitter.SetEscape(escape.empty() ? 0 : escape.data()[0]);
+  splitter.SetEscape(static_cast<char>(parvex_escape_char(mDb.handle())));
   return atEnd ? splitter.Finish(piece) : splitter.Next(piece);
 }
 
@@ -157,7 +151,7 @@ void Shell::RunText(const std::string& text) {
 }
 
 void Shell::Close() {
-  if (!mDatabase) return;
+  if (!mDb.handle()) return;
   // A BEGIN left open: whatever it holds is rolled back (new indexes included,
   // which the database's transaction test does not see).
   if (mExplicitTransaction) {
@@ -220,7 +214,7 @@ bool Shell::RunBegin(const std::string& sql) {
   while (!rest.empty() && static_cast<unsigned char>(rest.front()) <= ' ') rest.remove_prefix(1);
   if (!rest.empty() && !SameWord(rest, "TRANSACTION")) return false;
   if (mExplicitTransaction) {
-    ReportStatus(ParvexStatus(kPXTransactionInProgress));
+    ReportStatus(Status{false, "25S02", "Error: Transaction in progress."});
   } else {
     mExplicitTransaction = true;
   }
@@ -230,37 +224,42 @@ bool Shell::RunBegin(const std::string& sql) {
 void Shell::RunStatement(const std::string& sql) {
   if (SameWord(FirstWord(sql), "BEGIN") && RunBegin(sql)) return;
   const StatementKind kind = StatementKindOf(sql);
-
-  mDatabase->UpdateClock();
-  mDatabase->ClearInterrupt();
-  const string text(sql, kEncodingUTF8);
-  ParvexStatus status;
   const bool isQuery = kind == StatementKind::kQuery;
+  Status status;
   if (isQuery) {
-    std::unique_ptr<ParvexTable> result(ParvexSQLQuery(text, *mDatabase, &status, nullptr, nullptr, nullptr));
-    if (!IsErrorState(status.State()) && result) PrintResult(*result);
+    Statement query = mDb.Prepare(sql);
+    status = query.status();
+    if (query.valid() && parvex_bind_parameter_count(query.handle()) > 0) {
+      // Text typed at the shell has no values for its placeholders: run
+      // directly, it fails saying so.
+      status = mDb.Exec(sql);
+    } else if (query.valid()) {
+      const bool rowReady = query.Step();
+      status = query.status();
+      if (status) PrintResult(query, rowReady);
+    }
   } else {
-    ParvexSQLExecute(text, *mDatabase, &status);
+    status = mDb.Exec(sql);
   }
-  const bool failed = IsErrorState(status.State());
-  if (failed || IsWarningState(status.State())) ReportStatus(status);
-  const int64_t changed = isQuery || failed ? 0 : mDatabase->rowsChanged;
+  const bool failed = !status.ok;
+  if (failed || IsWarningState(status.sqlstate)) ReportStatus(status);
+  const int64_t changed = isQuery || failed ? 0 : mDb.Changes();
   mTotalChanges += changed;
   if (mShowChanges) std::cout << "changes: " << changed << "   total_changes: " << mTotalChanges << '\n' << std::flush;
-  if (failed && mInteractive && status.State() == kPXDynamicSQLError) PointAtSyntaxError(sql);
+  if (failed && mInteractive && status.sqlstate == "07000") PointAtSyntaxError(sql);
 
   const bool endsTransaction = kind == StatementKind::kCommit || kind == StatementKind::kRollback;
   // A COMMIT that failed has rolled the transaction back: it is over too.
-  if (endsTransaction && (!failed || !mDatabase->TransactionInProgress())) {
+  if (endsTransaction && (!failed || !mDb.InTransaction())) {
     mExplicitTransaction = false;  // the engine committed or rolled back
     return;
   }
   FinishChange(failed, isQuery);
 }
 
-bool Shell::PrintResult(const ParvexTable& table) {
+bool Shell::PrintResult(Statement& result, bool rowReady) {
   ResultPrinter printer(mOutput, std::cout, [] { return InterruptRequested(); });
-  const bool complete = printer.Print(table);
+  const bool complete = printer.Print(result, rowReady);
   std::cout << std::flush;
   return complete;
 }
@@ -269,7 +268,7 @@ void Shell::FinishChange(bool failed, bool isQuery) {
   if (mExplicitTransaction) return;
   if (!failed) {
     if (!isQuery) CommitNow();
-  } else if (mDatabase->TransactionInProgress()) {
+  } else if (mDb.InTransaction()) {
     // A rollback reloads every table: only when the statement left something behind.
     RollbackNow();
   }
@@ -277,21 +276,25 @@ void Shell::FinishChange(bool failed, bool isQuery) {
 
 void Shell::CommitNow() {
   BusyIndicator busy("Committing");
-  ParvexStatus status;
-  mDatabase->Commit(&status);
-  if (IsErrorState(status.State())) ReportStatus(status);
+  const Status status = mDb.Commit();
+  if (!status) ReportStatus(status);
 }
 
 void Shell::RollbackNow() {
-  ParvexStatus status;
-  mDatabase->Rollback(&status);
-  if (IsErrorState(status.State())) ReportStatus(status);
+  const Status status = mDb.Rollback();
+  if (!status) ReportStatus(status);
 }
 
 void Shell::ReportStatus(const ParvexStatus& status) {
   std::cout << std::flush;
   std::cerr << mPlace << '[' << status.Code() << "] " << OneLine(status.Description().view()) << '\n';
   if (IsErrorState(status.State())) NoteFailure();
+}
+
+void Shell::ReportStatus(const Status& status) {
+  std::cout << std::flush;
+  std::cerr << mPlace << '[' << status.sqlstate << "] " << OneLine(status.message) << '\n';
+  if (!status) NoteFailure();
 }
 
 void Shell::ReportError(const std::string& message) {
@@ -306,7 +309,7 @@ void Shell::NoteFailure() {
 }
 
 void Shell::PointAtSyntaxError(const std::string& sql) {
-  const int64_t offset = mDatabase->parseErrorOffset;
+  const int64_t offset = parvex_error_offset(mDb.handle());
   if (offset < 0) return;  // it parsed: the error came later
   const std::string text = OneLine(sql);
   const size_t at = std::min(static_cast<size_t>(offset), text.size());

@@ -36,14 +36,14 @@
 
 #include <fstream>
 
-#include "db/database.h"
 #include "completion.h"
 #include "line_source.h"
+#include "parvex/parvex.hpp"
 #include "result_printer.h"
 #include "statement_splitter.h"
 
 namespace parvex {
-class MemoryFileSystem;
+class ParvexDatabase;
 class ParvexStatus;
 }  // namespace parvex
 
@@ -51,15 +51,16 @@ namespace parvex::shell {
 
 class Shell {
  public:
-  // `options` are used for every database the session opens.
-  Shell(const ParvexOpenOptions& options, const OutputSettings& output, bool bail);
+  // `openFlags` (PARVEX_OPEN_READONLY, PARVEX_OPEN_NOSYNC) and
+  // `lockTimeoutMs` are used for every database the session opens.
+  Shell(int openFlags, int lockTimeoutMs, const OutputSettings& output, bool bail);
   ~Shell();
 
   // Opens the database at `path` (empty or ":memory:": a new one in memory)
   // in place of the current one, which is closed as Close does. False with
   // `error` set, the current database kept, when it can't be opened.
   bool Open(const std::string& path, std::string* error);
-  bool InMemory() const { return mMemory != nullptr; }
+  bool InMemory() const { return mInMemory; }
   // The tables and their columns, for completion.
   CompletionNames NamesForCompletion() const;
 
@@ -87,7 +88,7 @@ class Shell {
   void RunStatement(const std::string& sql);
   bool RunBegin(const std::string& sql);
   // Prints a query's result; false when interrupted.
-  bool PrintResult(const ParvexTable& table);
+  bool PrintResult(Statement& result, bool rowReady);
 
   // Autocommit after a statement or a command that changed the database.
   void FinishChange(bool failed, bool isQuery);
@@ -98,6 +99,7 @@ class Shell {
   // Failure reporting: a status as "[SSSSS] DESCRIPTION", or a message
   // line, after the place of the piece in a script.
   void ReportStatus(const ParvexStatus& status);
+  void ReportStatus(const Status& status);
   void ReportError(const std::string& message);
   void NoteFailure();
   // At the terminal: the statement, and a caret under where its syntax went wrong.
@@ -108,10 +110,12 @@ class Shell {
   bool RedirectOutput(const std::string& path, bool once, std::string* error);
   bool OutputIsTerminal() const;
 
-  std::unique_ptr<MemoryFileSystem> mMemory;  // the files of an in-memory database
-  std::unique_ptr<ParvexDatabase> mDatabase;
-  ParvexOpenOptions mOpenOptions;
-  std::string mName;  // how messages (.check) name the database
+  Database mDb;
+  // The engine behind mDb, for the parts of the shell still working on it directly.
+  ParvexDatabase* mDatabase = nullptr;
+  int mOpenFlags;
+  int mLockTimeoutMs;
+  bool mInMemory = false;
   OutputSettings mOutput;
   bool mBail;
   bool mTimer = false;
