@@ -16,8 +16,7 @@
 #include "maintenance.h"
 #include "schema_dump.h"
 #include "shell.h"
-#include "sql/binder.h"
-#include "sql/parser.h"
+#include "sql_words.h"
 
 namespace parvex::shell {
 namespace {
@@ -136,7 +135,7 @@ std::string DotCommands::UsageOf(const Command& command) {
 
 const DotCommands::Command* DotCommands::Find(std::string_view name) {
   for (const Command& command : kCommands) {
-    if (CompareNoCase(name, command.name) == 0) return &command;
+    if (SameNoCase(name, command.name)) return &command;
   }
   return nullptr;
 }
@@ -173,13 +172,13 @@ void DotCommands::Run(const std::string& line) {
 
 bool DotCommands::ParseSwitch(const std::string& word, bool* flag) {
   for (const char* on : {"on", "yes", "true", "1"}) {
-    if (CompareNoCase(word, on) == 0) {
+    if (SameNoCase(word, on)) {
       *flag = true;
       return true;
     }
   }
   for (const char* off : {"off", "no", "false", "0"}) {
-    if (CompareNoCase(word, off) == 0) {
+    if (SameNoCase(word, off)) {
       *flag = false;
       return true;
     }
@@ -421,7 +420,7 @@ void DotCommands::Import(const Args& args) {
   std::string error;
   bool changed = false;
   const std::string nullText = mShell.mOutput.nullText.value_or("");
-  const bool loaded = ImportCsv(*mShell.mDatabase, args[0], args[1], nullText, &report, &error, &changed);
+  const bool loaded = ImportCsv(mShell.mDb, args[0], args[1], nullText, &report, &error, &changed);
   for (const std::string& note : report.notes) std::cerr << "note: " << note << '\n';
   if (!loaded) {
     mShell.ReportError("Error: .import: " + error);

@@ -14,14 +14,23 @@
 #include "embed/handles.h"
 #include "interrupt.h"
 #include "progress.h"
-#include "sql/execute.h"
-#include "sql/sql_dialect.h"
+#include "sql_words.h"
 #include "text_width.h"
 
 namespace parvex::shell {
 namespace {
 
-bool SameWord(std::string_view a, std::string_view b) { return CompareNoCase(a, b) == 0; }
+// What a statement's text holds, by its first word: a query (SELECT) prints
+// its rows; COMMIT and ROLLBACK end a transaction begun with BEGIN.
+enum class StatementKind { kQuery, kCommit, kRollback, kOther };
+
+StatementKind StatementKindOf(std::string_view sql) {
+  const std::string_view word = FirstWord(sql);
+  if (SameNoCase(word, "SELECT")) return StatementKind::kQuery;
+  if (SameNoCase(word, "COMMIT")) return StatementKind::kCommit;
+  if (SameNoCase(word, "ROLLBACK")) return StatementKind::kRollback;
+  return StatementKind::kOther;
+}
 
 // SQLSTATE class "01": reported like an error, but not a failure.
 bool IsWarningState(std::string_view state) { return state.substr(0, 2) == "01"; }
@@ -212,7 +221,7 @@ bool Shell::RunBegin(const std::string& sql) {
   std::string_view rest;
   FirstWord(sql, &rest);
   while (!rest.empty() && static_cast<unsigned char>(rest.front()) <= ' ') rest.remove_prefix(1);
-  if (!rest.empty() && !SameWord(rest, "TRANSACTION")) return false;
+  if (!rest.empty() && !SameNoCase(rest, "TRANSACTION")) return false;
   if (mExplicitTransaction) {
     ReportStatus(Status{false, "25S02", "Error: Transaction in progress."});
   } else {
@@ -222,7 +231,7 @@ bool Shell::RunBegin(const std::string& sql) {
 }
 
 void Shell::RunStatement(const std::string& sql) {
-  if (SameWord(FirstWord(sql), "BEGIN") && RunBegin(sql)) return;
+  if (SameNoCase(FirstWord(sql), "BEGIN") && RunBegin(sql)) return;
   const StatementKind kind = StatementKindOf(sql);
   const bool isQuery = kind == StatementKind::kQuery;
   Status status;

@@ -2,10 +2,10 @@
 //
 // It reads lines from a LineSource, cuts them into statements and
 // dot-commands (StatementSplitter) and runs them in order:
-// - text whose first word is SELECT goes to ParvexSQLQuery and its result is
-//   printed in the current output mode; everything else goes to
-//   ParvexSQLExecute. The clock is refreshed before each statement, and the
-//   text carries the UTF-8 encoding code.
+// - text whose first word is SELECT is prepared and stepped through, its
+//   rows printed in the current output mode; everything else runs directly.
+//   Text typed at the shell has no values for placeholders: a statement with
+//   one fails saying so.
 // - a failed statement (an error state) prints "[SSSSS] DESCRIPTION" on
 //   standard error; warnings print the same way but are not failures. Input
 //   read from a file or standard input puts "NAME:LINE: " before it, the
