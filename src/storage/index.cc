@@ -516,19 +516,25 @@ bool ParvexIndex::LoadEntries(ParvexStorage& storage) {
   bool ok = true;
   mKeyHeads.Reserve(static_cast<size_t>(storage.QtyRows()));
   std::vector<const ParvexValue*> placed(mColumnIDs.size());
+  // Records are decoded in place and their values read into the same value
+  // objects every time (no heap object per value).
+  std::vector<ParvexValue> values(mColumnIDs.size());
+  RecordFields fields;
   for (bool more = true; more; more = storage.NextRecord()) {
     const RowID rowID = storage.CurrentRowID();
     if (rowID == kInvalidRowID) continue;
-    if (!storage.ReadRecordValues(record.list)) {
+    if (!storage.ReadRecordFields(&fields)) {
       ok = false;
       continue;
     }
     // Values go to their column's place (the first one wins); columns the
     // record lacks are NULL.
     std::fill(placed.begin(), placed.end(), nullptr);
-    for (const ParvexValueWithID* v : record.list) {
-      const auto place = placeOf.find(v->id);
-      if (place != placeOf.end() && !placed[place->second]) placed[place->second] = v;
+    for (size_t i = 0; i < fields.size(); ++i) {
+      const auto place = placeOf.find(static_cast<long>(fields[i].columnID));
+      if (place == placeOf.end() || placed[place->second]) continue;
+      fields.ReadValue(i, &values[place->second]);
+      placed[place->second] = &values[place->second];
     }
     AppendSlot(ParvexIndexKey(placed.data(), placed.size()), rowID);
   }

@@ -192,7 +192,22 @@ class ParvexTrans : public ParvexTable {
   string IndexFileName(const ParvexIndex& index) const;
   // Opens T.dat and T.map; false (with the table damaged) when they can't be.
   bool OpenFiles(std::unique_ptr<RandomAccessMechanism>* data, std::unique_ptr<RandomAccessMechanism>* map);
-  void LoadIndexes();
+  // Index files are read when an index is first needed (a lookup through
+  // one, a change of the table, index management), not on opening: most
+  // statements never use them. False, with the table damaged, when the
+  // table is not usable or an index file can't be loaded or does not list
+  // the table's rows.
+  bool IndexesReady() const {
+    if (!mIndexesLoaded) LoadIndexes();
+    return Usable();
+  }
+  void LoadIndexes() const;
+  // The names of the table's index files in the data folder.
+  std::vector<string> IndexFiles() const;
+  // Whether an index may cover one of the values' columns. Before the
+  // indexes are loaded this reads only the first record of each index file
+  // (its column IDs), so an update of other columns loads no index.
+  bool MayIndexColumns(const ParvexValueList& values) const;
   // Takes over the storage's fault, if it has one; true when it had.
   bool TakeStorageFault() const;
   // True when rows may be read and changed: the table is sound and its
@@ -226,7 +241,10 @@ class ParvexTrans : public ParvexTable {
 
   PendingRows mChanges;             // in order of first change
   RowMap<uint8_t> mDeletions;       // in order of deletion
-  std::vector<std::unique_ptr<ParvexIndex>> mIndexes;
+  mutable std::vector<std::unique_ptr<ParvexIndex>> mIndexes;
+  mutable bool mIndexesLoaded = false;
+  mutable bool mIndexedColumnsKnown = false;
+  mutable std::vector<uint32_t> mIndexedColumns;  // of the index files, before loading
   std::vector<std::unique_ptr<ParvexIndex>> mDroppedIndexes;
   SimpleVector<string> mAddedIndexNames;  // created in this transaction (no file yet)
   RowID mLastRowID = 0;
