@@ -335,15 +335,29 @@ bool ParvexIndex::AllValuesOfType(size_t place, ParvexDataType type) const {
   return mTypeCounts[place][type] == mNonNullCounts[place];
 }
 
-uint32_t ParvexIndex::AppendSlot(ParvexIndexKey values, RowID rowID) {
+uint32_t ParvexIndex::AppendSlot(ParvexIndexKey values, RowID rowID, bool file) {
   const auto slot = static_cast<uint32_t>(mSlotRow.size());
   mSlotRow.push_back(rowID);
   mSlotValues.push_back(EncodeValues(values));
   mSlotNext.push_back(kNoSlot);
   mSlotPrev.push_back(kNoSlot);
-  FileSlot(slot);
+  if (file) FileSlot(slot);
   CountValues(slot, 1);
   return slot;
+}
+
+void ParvexIndex::FileSlotsAhead(uint32_t from) {
+  constexpr uint32_t kAhead = 8;
+  const auto end = static_cast<uint32_t>(mSlotRow.size());
+  std::string kinds, key;
+  const auto prefetch = [&](uint32_t slot) {
+    if (slot < end && SlotKey(slot, &kinds, &key)) mKeyHeads.Prefetch(HashKey(key));
+  };
+  for (uint32_t slot = from; slot < from + kAhead; ++slot) prefetch(slot);
+  for (uint32_t slot = from; slot < end; ++slot) {
+    prefetch(slot + kAhead);
+    FileSlot(slot);
+  }
 }
 
 void ParvexIndex::ClearSlot(uint32_t slot) {
@@ -536,8 +550,9 @@ bool ParvexIndex::LoadEntries(ParvexStorage& storage) {
       fields.ReadValue(i, &values[place->second]);
       placed[place->second] = &values[place->second];
     }
-    AppendSlot(ParvexIndexKey(placed.data(), placed.size()), rowID);
+    AppendSlot(ParvexIndexKey(placed.data(), placed.size()), rowID, false);
   }
+  FileSlotsAhead(0);
   // A row listed twice keeps its first entry.
   std::vector<std::pair<RowID, uint32_t>> byRow;
   byRow.reserve(mSlotRow.size());
