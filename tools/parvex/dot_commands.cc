@@ -9,9 +9,7 @@
 #include <iostream>
 #include <memory>
 
-#include "core/status.h"
 #include "csv_import.h"
-#include "db/database.h"
 #include "interrupt.h"
 #include "maintenance.h"
 #include "schema_dump.h"
@@ -286,50 +284,75 @@ void DotCommands::Mode(const Args& args) {
   }
 }
 
-bool DotCommands::TablesNamed(const Args& args, std::vector<const ParvexTable*>* tables) {
-  ParvexStatus status;
-  *tables = TablesToDescribe(*mShell.mDatabase, args.empty() ? "" : args[0], &status);
-  if (!IsErrorState(status.State())) return true;
-  mShell.ReportStatus(status);
-  return false;
+bool DotCommands::TablesNamed(const Args& args, std::vector<std::string>* tables) {
+  const Database& db = mShell.mDb;
+  if (args.empty()) {
+    *tables = db.Tables();
+    return true;
+  }
+  if (parvex_table_column_count(db.handle(), args[0].c_str()) < 0) {
+    mShell.ReportStatus(db.LastStatus());
+    return false;
+  }
+  // The name as the database spells it.
+  tables->push_back(args[0]);
+  for (const std::string& table : db.Tables()) {
+    if (SameNoCase(table, args[0])) tables->back() = table;
+  }
+  return true;
 }
 
 void DotCommands::Schema(const Args& args) {
-  std::vector<const ParvexTable*> tables;
+  std::vector<std::string> tables;
   if (!TablesNamed(args, &tables)) return;
+  parvex_db* db = mShell.mDb.handle();
   std::string out;
-  for (const ParvexTable* table : tables) {
-    bool inexact = false;
-    out += CreateTableSql(*table, &inexact) + "\n";
-    for (const std::string& index : CreateIndexSql(*table)) out += index + "\n";
+  for (const std::string& table : tables) {
+    const char* name = table.c_str();
+    out += "CREATE TABLE " + table + " (";
+    for (int c = 0; c < parvex_table_column_count(db, name); ++c) {
+      const char* type = parvex_type_name(parvex_table_column_type(db, name, c));
+      out += (c > 0 ? ", " : "") + std::string(parvex_table_column_name(db, name, c)) + " " + (type ? type : "String");
+    }
+    out += ");\n";
+    for (int i = 0; i < parvex_index_count(db, name); ++i) {
+      std::string columns;
+      bool complete = parvex_index_column_count(db, name, i) > 0;
+      for (int c = 0; complete && c < parvex_index_column_count(db, name, i); ++c) {
+        // An index over a column that was dropped since can't be written.
+        const char* column = parvex_index_column_name(db, name, i, c);
+        complete = column != nullptr;
+        if (complete) columns += (c > 0 ? ", " : "") + std::string(column);
+      }
+      if (complete) out += "CREATE INDEX " + std::string(parvex_index_name(db, name, i)) + " ON " + table + " (" + columns + ");\n";
+    }
   }
   std::cout << out;
 }
 
 void DotCommands::Indexes(const Args& args) {
-  std::vector<const ParvexTable*> tables;
+  std::vector<std::string> tables;
   if (!TablesNamed(args, &tables)) return;
+  parvex_db* db = mShell.mDb.handle();
   std::string out;
-  for (const ParvexTable* table : tables) {
-    SimpleVector<string> names;
-    table->GetIndexNames(&names);
-    for (const string& name : names) {
-      if (args.empty()) out += table->name.str() + ".";
-      out += name.str() + "\n";
+  for (const std::string& table : tables) {
+    for (int i = 0; i < parvex_index_count(db, table.c_str()); ++i) {
+      if (args.empty()) out += table + ".";
+      out += std::string(parvex_index_name(db, table.c_str(), i)) + "\n";
     }
   }
   std::cout << out;
 }
 
 void DotCommands::Dump(const Args& args) {
-  std::vector<const ParvexTable*> tables;
-  if (!TablesNamed(args, &tables)) return;
+  std::vector<std::string> names;
+  if (!TablesNamed(args, &names)) return;
   DumpReport report;
   // Written to the terminal, the dump is its own progress.
-  WriteDump(tables, std::cout, [] { return InterruptRequested(); }, !mShell.OutputIsTerminal(), &report);
+  WriteDump(mShell.mDb, names, std::cout, [] { return InterruptRequested(); }, !mShell.OutputIsTerminal(), &report);
   std::cout << std::flush;
   if (report.damaged) {
-    mShell.ReportStatus(report.damaged->DamageStatus());
+    mShell.ReportStatus(*report.damaged);
     return;
   }
   if (report.inexactValues > 0) {

@@ -8,10 +8,7 @@
 #include <cstdio>
 #include <iostream>
 
-#include "core/status.h"
-#include "db/database.h"
 #include "dot_commands.h"
-#include "embed/handles.h"
 #include "interrupt.h"
 #include "progress.h"
 #include "sql_words.h"
@@ -95,7 +92,6 @@ bool Shell::Open(const std::string& path, std::string* error) {
   if (mDb.handle()) Close();
   SetInterruptTarget(database.handle());
   mDb = std::move(database);
-  mDatabase = mDb.handle()->database.get();
   mInMemory = memory;
   return true;
 }
@@ -292,12 +288,6 @@ void Shell::CommitNow() {
 void Shell::RollbackNow() {
   const Status status = mDb.Rollback();
   if (!status) ReportStatus(status);
-}
-
-void Shell::ReportStatus(const ParvexStatus& status) {
-  std::cout << std::flush;
-  std::cerr << mPlace << '[' << status.Code() << "] " << OneLine(status.Description().view()) << '\n';
-  if (IsErrorState(status.State())) NoteFailure();
 }
 
 void Shell::ReportStatus(const Status& status) {

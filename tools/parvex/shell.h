@@ -42,11 +42,6 @@
 #include "result_printer.h"
 #include "statement_splitter.h"
 
-namespace parvex {
-class ParvexDatabase;
-class ParvexStatus;
-}  // namespace parvex
-
 namespace parvex::shell {
 
 class Shell {
@@ -98,7 +93,6 @@ class Shell {
 
   // Failure reporting: a status as "[SSSSS] DESCRIPTION", or a message
   // line, after the place of the piece in a script.
-  void ReportStatus(const ParvexStatus& status);
   void ReportStatus(const Status& status);
   void ReportError(const std::string& message);
   void NoteFailure();
@@ -111,8 +105,6 @@ class Shell {
   bool OutputIsTerminal() const;
 
   Database mDb;
-  // The engine behind mDb, for the parts of the shell still working on it directly.
-  ParvexDatabase* mDatabase = nullptr;
   int mOpenFlags;
   int mLockTimeoutMs;
   bool mInMemory = false;
