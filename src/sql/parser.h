@@ -20,8 +20,10 @@
 // token in the place of ON.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "platform/parvex_string.h"
 #include "sql/syntax_scalar.h"
@@ -86,6 +88,17 @@ class ParvexSQLParser {
   std::unique_ptr<SQLSyntaxNode> Evaluate(const string& statement);
 
   ErrorType LastError() const { return mLastError; }
+  // Where the last Evaluate stopped reading: the byte offset of the first
+  // token it did not use (a ';' counts as such a token), or the statement's
+  // length when it used every token. A SELECT stops quietly at the first
+  // token behind its FROM list or WHERE condition that is not a word, and
+  // COMMIT and ROLLBACK read nothing behind their word, so text can be left
+  // over without an error.
+  size_t StopOffset() const { return mStopOffset; }
+  // The expressions whose leading NOT the last Evaluate discarded, in the
+  // order they were parsed. The pointers identify nodes of the returned tree
+  // and are only meaningful while it lives.
+  const std::vector<const SQLScalarExpNode*>& DiscardedNots() const { return mDiscardedNots; }
   // The user-facing message for an error code: empty for kNoError and for
   // codes outside the table.
   static string ErrorMessage(long code);
@@ -111,6 +124,7 @@ class ParvexSQLParser {
   // Saved tokenizer state for one token of lookahead.
   struct TokenState {
     const char* position;
+    const char* tokenStart;
     string token;
     TokenClass tokenClass;
   };
@@ -121,7 +135,7 @@ class ParvexSQLParser {
   bool IsDelimiter(const char* text) const;
   bool AtEnd() const;
   bool IsWord() const { return mTokenClass == kTokenWord; }
-  TokenState Save() const { return {mPos, mToken, mTokenClass}; }
+  TokenState Save() const { return {mPos, mTokenStart, mToken, mTokenClass}; }
   void Restore(const TokenState& state);
   // Stops the parse: raises `code`, after which every token reads as the
   // end and further errors are not recorded.
@@ -147,6 +161,9 @@ class ParvexSQLParser {
   // column word current; readItem consumes it. False after an error.
   template <typename ReadItem>
   bool EvalByList(ReadItem readItem);
+
+  // Dispatches on the statement's first word.
+  std::unique_ptr<SQLSyntaxNode> EvalStatement();
 
   // Statements.
   void EvalSelect(std::unique_ptr<SQLSelectNode>& node);
@@ -206,10 +223,13 @@ class ParvexSQLParser {
   const char* mEnd = nullptr;  // the statement's terminating (first) NUL byte
   uint32_t mEncoding = kEncodingDefault;
   string mToken;
+  const char* mTokenStart = nullptr;  // where the current token's text begins
   bool mInPosition = false;
   TokenClass mTokenClass = kTokenEnd;
   bool mAborted = false;
   int mDepth = 0;  // current nesting of EvalScalarExp
+  size_t mStopOffset = 0;
+  std::vector<const SQLScalarExpNode*> mDiscardedNots;
   string mStatement;  // keeps the parsed text alive while positions point into it
 };
 

@@ -54,6 +54,8 @@ const DotCommands::Command DotCommands::kCommands[] = {
     {".schema-import", "PATH", "replace the schema with the schema data in PATH", 1, 1, &DotCommands::SchemaImport},
     {".tables", "", "list the tables", 0, 0, &DotCommands::Tables},
     {".timer", "on|off", "show how long each statement takes", 1, 1, &DotCommands::Timer},
+    {".warnings", "on|off", "warn when the dialect reads a statement otherwise than it looks", 1, 1,
+     &DotCommands::Warnings},
 };
 
 bool DotCommands::SplitWords(const std::string& line, std::vector<std::string>* words, std::string* error) {
@@ -160,6 +162,11 @@ void DotCommands::Check(const Args&) {
 }
 
 void DotCommands::Timer(const Args& args) { ParseSwitch(args[0], &mShell.mTimer); }
+
+void DotCommands::Warnings(const Args& args) {
+  bool on = false;
+  if (ParseSwitch(args[0], &on)) mShell.mWarnings = on;
+}
 
 void DotCommands::Headers(const Args& args) {
   bool headers = false;

@@ -62,6 +62,7 @@ int RunShell(int argc, char** argv) {
   InstallSignalHandlers();
   SetInterruptTarget(database.get());
   Shell shell(std::move(database), output, commandLine.bail, commandLine.databasePath);
+  shell.SetWarnings(commandLine.warnings);
   if (!commandLine.sql.empty()) {
     for (const std::string& sql : commandLine.sql) {
       shell.RunText(sql);

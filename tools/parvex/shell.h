@@ -13,11 +13,17 @@
 //   BEGIN [TRANSACTION] (handled here, not by the engine) suspends this until
 //   a COMMIT or ROLLBACK statement succeeds; changes still pending after BEGIN
 //   at the end of the session are rolled back with a warning.
+// - warnings: a statement that the dialect reads otherwise than it looks
+//   (text left unread, a dropped NOT, arithmetic or comparisons of Doubles,
+//   ...) prints what ran and how to write what was meant on standard error,
+//   after it ran without failing. By default for input from a terminal
+//   only, and not in CSV mode; .warnings and --warnings decide otherwise.
 // - with bail set, the first failure stops the session.
 // The exit code is 1 when anything failed, else 0.
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -29,6 +35,7 @@
 namespace parvex {
 class ParvexDatabase;
 class ParvexStatus;
+struct StatementWarnings;
 }  // namespace parvex
 
 namespace parvex::shell {
@@ -45,6 +52,8 @@ class Shell {
   void Run(LineSource& input);
   // Runs the text of one command-line argument as a complete input.
   void RunText(const std::string& text);
+  // Warnings on, off, or (unset) as the input and the output mode decide.
+  void SetWarnings(std::optional<bool> warnings) { mWarnings = warnings; }
   // Ends the session: rolls back what BEGIN left pending, with a warning.
   void Close();
 
@@ -73,6 +82,8 @@ class Shell {
 
   // Failure reporting: a status as "[SSSSS] DESCRIPTION", or a message line.
   void ReportStatus(const ParvexStatus& status);
+  // The dialect's warnings for a statement that ran, on standard error.
+  void PrintWarnings(const StatementWarnings& warnings);
   void ReportError(const std::string& message);
   void NoteFailure();
 
@@ -81,6 +92,7 @@ class Shell {
   OutputSettings mOutput;
   bool mBail;
   bool mTimer = false;
+  std::optional<bool> mWarnings;
   bool mExplicitTransaction = false;  // between BEGIN and COMMIT/ROLLBACK
   bool mFailed = false;
   bool mStopped = false;
