@@ -19,6 +19,9 @@ declare -A probe=(
   [clang]=/usr/bin/clang++
   [libclang-rt-dev]=/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a
   [unicode-data]=/usr/share/unicode/UnicodeData.txt
+  [python3-pip]=/usr/lib/python3/dist-packages/pip
+  [python3-setuptools]=/usr/lib/python3/dist-packages/setuptools
+  [python3-wheel]=/usr/lib/python3/dist-packages/wheel
 )
 
 wanted=("$@")

@@ -75,6 +75,7 @@ void ParvexSQLParser::Start(const string& statement) {
   mDepth = 0;
   mStopOffset = 0;
   mDiscardedNots.clear();
+  mParameterCount = 0;
 }
 
 void ParvexSQLParser::GetToken() {
@@ -119,6 +120,10 @@ void ParvexSQLParser::GetToken() {
     ++mPos;
     while (!IsSqlDelimiter(*mPos)) ++mPos;
     if (*mPos == '*' && mPos[-1] == '.') ++mPos;  // T.* is one word
+  } else if (c == '?') {
+    mTokenClass = kTokenParameter;
+    ++mPos;
+    while (IsDigit(*mPos)) ++mPos;
   } else if (IsDigit(c)) {
     mTokenClass = kTokenNumber;
     while (!IsSqlDelimiter(*mPos)) {
