@@ -20,6 +20,7 @@
 #include "db/database.h"
 #include "platform/simple_vector.h"
 #include "sql/prepared_statement.h"
+#include "sql/statement_warnings.h"
 
 struct parvex_db {
   std::unique_ptr<parvex::ParvexDatabase> database;  // null after a failed open
@@ -29,6 +30,7 @@ struct parvex_db {
   int liveStatements = 0;  // not yet finalized
   int64_t lastInsertRowID = 0;
   std::string scratch;     // answers handed out until the next call
+  parvex::StatementWarnings warnings;  // of the last parvex_warnings call
 
   // Records the outcome of a call; PARVEX_OK unless it is an error state.
   int Report(const parvex::ParvexStatus& status);

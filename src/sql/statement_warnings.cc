@@ -218,7 +218,7 @@ void Analyzer::CheckOrderBy(const SQLSelectNode& select, const Scope& scope,
       for (size_t c = 0; c < columns.size() && dot != std::string::npos && !named; ++c) {
         named = columns[c]->name.Compare(column.c_str()) == 0;
       }
-      Add(StatementWarningKind::kOrderIgnored,
+      Add(StatementWarningKind::kOrderSkipped,
           "ORDER BY " + name + " is skipped: no result column is called " + name,
           named ? "write ORDER BY " + column + " (ORDER BY takes the name of a result column, without its table)"
                 : "put " + name + " into the select list (ORDER BY sorts by result columns)");
@@ -319,7 +319,7 @@ void Analyzer::CheckArithmetic(const SQLInfixOpNode& node, ParvexDataType left, 
   if (left == kTypeDate || left == kTypeTime || left == kTypeTimestamp) {
     hint = "the dialect has no date or time arithmetic: compute it in the program";
   } else if (left == kTypeBoolean) {
-    hint = "compare the Boolean instead (" + leftText + " = TRUE), or keep 0 and 1 in an Integer column";
+    hint = "a Boolean takes no arithmetic: keep 0 and 1 in an Integer column to compute with them";
   } else if (left != kTypeDouble) {
     hint = "the dialect has no arithmetic on this type";
   }

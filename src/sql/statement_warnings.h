@@ -27,13 +27,14 @@ namespace parvex {
 
 class ParvexDatabase;
 
+// Numbered as the C interface's PARVEX_WARNING_* constants.
 enum class StatementWarningKind {
-  kUnreadText,        // the parser stopped before the end of the text
-  kDroppedNot,        // a leading NOT was discarded
-  kArithmetic,        // arithmetic that leaves its left operand unchanged or cuts a Double
-  kDoubleComparison,  // a comparison done on the whole parts of Doubles
-  kDoubleOrder,       // ORDER BY a Double column, which sorts by text
-  kOrderIgnored,      // ORDER BY a name that is no result column
+  kUnreadText = 1,        // the parser stopped before the end of the text
+  kDroppedNot = 2,        // a leading NOT was discarded
+  kArithmetic = 3,        // arithmetic that leaves its left operand unchanged or cuts a Double
+  kDoubleComparison = 4,  // a comparison done on the whole parts of Doubles
+  kDoubleOrder = 5,       // ORDER BY a Double column, which sorts by text
+  kOrderSkipped = 6,      // ORDER BY a name that is no result column
 };
 
 struct StatementWarning {
