@@ -73,6 +73,15 @@ bool IsWholeDoubleLiteral(const SQLScalarExpNode* node) {
   return std::trunc(number) == number && std::fabs(number) <= 2147483647.0;
 }
 
+// A literal whole number of at least 1 (8, 8.0). A Double is below such a
+// bound exactly when its whole part is: `price < 8` and `price >= 8` are
+// decided right by the integer readings, whatever the price.
+bool IsPositiveWholeLiteral(const SQLScalarExpNode* node) {
+  const ParvexValue value = LiteralValue(node);
+  if (value.Type() == kTypeInteger) return value.GetInteger() >= 1;
+  return IsWholeDoubleLiteral(node) && value.GetDouble() >= 1;
+}
+
 std::string Quoted(std::string_view text) {
   std::string quoted = "'";
   for (const char c : text) {
@@ -357,6 +366,10 @@ void Analyzer::CheckComparison(const SQLInfixOpNode& node, ParvexDataType left, 
   const bool rightCut = right == kTypeDouble && !(left == kTypeInteger && IsWholeDoubleLiteral(rightNode));
   if (left != kTypeDouble && !rightCut) return;
   const std::string op(node.op.view());
+  if ((IsPositiveWholeLiteral(rightNode) && (op == "<" || op == ">=")) ||
+      (IsPositiveWholeLiteral(node.operands[0].get()) && (op == ">" || op == "<="))) {
+    return;
+  }
   const bool equality = op == "=" || op == "<>";
   const ParvexValue bound = LiteralValue(rightNode);
   std::string message = Text(&node) + " compares whole numbers: ";

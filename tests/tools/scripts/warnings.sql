@@ -35,7 +35,7 @@ $ parvex --warnings test.pvx
 SELECT id FROM Books WHERE price = 12;
 SELECT id FROM Books WHERE price > 12 OR 9 = price;
 SELECT id FROM Books WHERE pages >= 250.5 OR pages = 0.5;
-SELECT COUNT(*) FROM Books GROUP BY inStock HAVING MAX(price) < 10;
+SELECT COUNT(*) FROM Books GROUP BY inStock HAVING MAX(price) > 9;
 -- ORDER BY on a Double, and a name that is no result column.
 $ parvex --warnings test.pvx
 SELECT id, price FROM Books ORDER BY price;
@@ -47,7 +47,7 @@ $ parvex --warnings --csv test.pvx
 SELECT id FROM Books WHERE pages <> 432 AND id < 3 AND _rowid <= 2;
 SELECT id FROM Books WHERE pages <= 300 AND title NOT LIKE 'E%' OR inStock = FALSE;
 SELECT pages * 2, pages / 3, title + '!', 2 * 3.0, -pages, -(3), -2.0, '' + price FROM Books WHERE id = 1;
-SELECT id FROM Books WHERE pages > 300.0 OR '' + price = '12.25' OR price = NULL OR added = DATE '2001-02-03';
+SELECT id FROM Books WHERE price < 10 AND price >= 1 AND 3.0 <= price OR pages > 300.0 OR '' + price = '12.25' OR price = NULL OR added = DATE '2001-02-03';
 SELECT title, pages, added FROM Books ORDER BY pages DESC, title, added;
 SELECT * FROM Books ORDER BY title;
 SELECT B.id, COUNT(*) AS n, SUM(pages) FROM Books AS B GROUP BY id HAVING COUNT(*) > 0 ORDER BY n, id;
