@@ -107,6 +107,10 @@ class ParvexSQLParser {
   // order they were parsed. The pointers identify nodes of the returned tree
   // and are only meaningful while it lives.
   const std::vector<const SQLScalarExpNode*>& DiscardedNots() const { return mDiscardedNots; }
+  // Where the first error of the last Evaluate was raised: the byte offset,
+  // in the statement, of the token being read then (the statement's length
+  // when it was its end). Meaningful only when LastError is not kNoError.
+  size_t ErrorOffset() const { return mErrorOffset; }
   // The values the placeholders of the next statements convert to (not
   // owned; it must outlive the trees). Null: placeholders have no value.
   void SetParameterValues(const std::vector<ParvexValue>* values) { mParameterValues = values; }
@@ -231,6 +235,8 @@ class ParvexSQLParser {
 
   ErrorListener* mListener = nullptr;
   ErrorType mLastError = kNoError;
+  size_t mErrorOffset = 0;
+  bool mErrorPlaced = false;  // mErrorOffset holds the first error's place
   char mEscape = 0;
   const char* mPos = nullptr;
   const char* mEnd = nullptr;  // the statement's terminating (first) NUL byte

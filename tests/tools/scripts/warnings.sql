@@ -55,7 +55,7 @@ SELECT SUBSTRING(title FROM 1 FOR 3), POSITION('e' IN title) + 1, CHAR_LENGTH(ti
 UPDATE Books SET pages = pages + 1, price = '-3.5' WHERE id = 4;
 DELETE FROM Books WHERE id = 99 OR title = 'x';
 CREATE TABLE Other (a Double DEFAULT 1.5, b Integer DEFAULT -3);
-SET ESCAPE ^
+SET ESCAPE ^;
 COMMIT TRANSACTION;
 -- A statement that fails shows its error only; --no-warnings and the default
 -- for scripts show none.
