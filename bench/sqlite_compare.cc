@@ -35,7 +35,11 @@
 #include <string>
 #include <vector>
 
-#include <parvex/parvex.h>
+#include "core/status.h"
+#include "core/table.h"
+#include "core/value.h"
+#include "db/database.h"
+#include "sql/execute.h"
 
 namespace {
 

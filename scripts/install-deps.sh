@@ -21,6 +21,9 @@ declare -A probe=(
   [unicode-data]=/usr/share/unicode/UnicodeData.txt
   [postgresql]='/usr/lib/postgresql/*/bin/initdb'
   [sqlite3]=/usr/bin/sqlite3
+  [python3-pip]=/usr/lib/python3/dist-packages/pip
+  [python3-setuptools]=/usr/lib/python3/dist-packages/setuptools
+  [python3-wheel]=/usr/lib/python3/dist-packages/wheel
 )
 
 wanted=("$@")

@@ -112,6 +112,9 @@ class ParvexDatabase {
   string currentTime;
   string currentTimestamp;
   string escapeOption;
+  // The rows the last statement inserted, updated or deleted (0 after any
+  // other statement); set by statement execution.
+  int64_t rowsChanged = 0;
   QueryExecutor queryExecutor = QueryExecutor::kFast;
   ParvexFileAccess* fileAccess = nullptr;  // owned; null when no data files are available
 

@@ -18,6 +18,7 @@ constexpr const char* kRowIDName = "_rowid";
 }  // namespace
 
 bool ParvexUpdate::RunUpdate() {
+  rowsUpdated = 0;
   if (!table) return false;
   if (columns.empty()) return true;
   if (columns.size() != expressions.size()) return true;
@@ -78,6 +79,7 @@ bool ParvexUpdate::RunUpdate() {
       if (!expressions[i]->Evaluate(context, slots[i].get())) return false;
     }
     table->UpdateRow(target, values, false);
+    ++rowsUpdated;
   }
   return true;
 }

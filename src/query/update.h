@@ -37,6 +37,7 @@ class ParvexUpdate {
   SimpleVector<ParvexColumnInfo> columns;     // the assigned columns in SET order
   SimpleVector<ParvexExprPtr> expressions;    // one per column; null takes the column's default
   ParvexExprPtr where;                        // may be null
+  long rowsUpdated = 0;                       // set by RunUpdate: the rows it wrote
 };
 
 }  // namespace parvex

@@ -25,15 +25,6 @@ void StatusFromParseError(const ParvexSQLParser& parser, ParvexStatus* status) {
   }
 }
 
-std::unique_ptr<SQLSyntaxNode> Parse(const string& sql, ParvexDatabase& db, ParvexSQLParser* parser,
-                                     ParvexStatus* status) {
-  if (!db.escapeOption.empty()) parser->SetEscape(static_cast<char>(db.escapeOption[0]));
-  std::unique_ptr<SQLSyntaxNode> node = parser->Evaluate(sql);
-  StatusFromParseError(*parser, status);
-  if (parser->LastError() != ParvexSQLParser::kNoError) node.reset();
-  return node;
-}
-
 // The result name of a select item: its alias, else its description.
 string OutputName(const ParvexExpr& item) { return item.name.empty() ? item.Description() : item.name; }
 
@@ -164,18 +155,38 @@ ParvexTable* ParvexSQLQuery(const string& sql, ParvexDatabase& db, ParvexStatus*
   ParvexSQLParser parser;
   std::unique_ptr<SQLSyntaxNode> node = Parse(sql, db, &parser, status);
   if (!node || !node->IsSelect()) return nullptr;
-  std::unique_ptr<ParvexTable> result(
-      RunSelect(static_cast<const SQLSelectNode&>(*node), db, status, tableNames, columnNames, columnIDs));
-  if (db.TakeDamageNotice(status)) return nullptr;
-  return result.release();
+  return QueryNode(static_cast<const SQLSelectNode&>(*node), db, status, tableNames, columnNames, columnIDs);
 }
 
 namespace execute_internal {
 
+std::unique_ptr<SQLSyntaxNode> Parse(const string& sql, ParvexDatabase& db, ParvexSQLParser* parser,
+                                     ParvexStatus* status) {
+  if (!db.escapeOption.empty()) parser->SetEscape(static_cast<char>(db.escapeOption[0]));
+  std::unique_ptr<SQLSyntaxNode> node = parser->Evaluate(sql);
+  StatusFromParseError(*parser, status);
+  if (parser->LastError() != ParvexSQLParser::kNoError) node.reset();
+  return node;
+}
+
+ParvexTable* QueryNode(const SQLSelectNode& select, ParvexDatabase& db, ParvexStatus* status,
+                       SimpleVector<string>* tableNames, SimpleVector<string>* columnNames,
+                       SimpleVector<long>* columnIDs) {
+  db.rowsChanged = 0;
+  std::unique_ptr<ParvexTable> result(RunSelect(select, db, status, tableNames, columnNames, columnIDs));
+  if (db.TakeDamageNotice(status)) return nullptr;
+  return result.release();
+}
+
 void ExecuteStatement(const string& sql, ParvexDatabase& db, ParvexStatus* status) {
   ParvexSQLParser parser;
   std::unique_ptr<SQLSyntaxNode> node = Parse(sql, db, &parser, status);
-  if (!node) return;
+  if (node) ExecuteNode(*node, db, status);
+}
+
+void ExecuteNode(const SQLSyntaxNode& statement, ParvexDatabase& db, ParvexStatus* status) {
+  const SQLSyntaxNode* node = &statement;
+  db.rowsChanged = 0;
   if (db.ReadOnly() && ChangesData(*node)) {
     status->Set(kPXReadOnlyDatabase);
     return;

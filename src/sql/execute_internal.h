@@ -18,6 +18,7 @@
 namespace parvex {
 
 class ParvexSchema;
+class ParvexSQLParser;
 class ParvexTrans;
 
 namespace execute_internal {
@@ -46,8 +47,19 @@ ParvexTable* RunSelect(const SQLSelectNode& select, ParvexDatabase& db, ParvexSt
                        SimpleVector<string>* tableNames, SimpleVector<string>* columnNames,
                        SimpleVector<long>* columnIDs);
 
+// Parses one statement with the database's escape byte; null, with the
+// status set from the parser's error, when it has an error. The status is
+// success otherwise.
+std::unique_ptr<SQLSyntaxNode> Parse(const string& sql, ParvexDatabase& db, ParvexSQLParser* parser,
+                                     ParvexStatus* status);
 // Parses and runs one statement of ParvexSQLExecute.
 void ExecuteStatement(const string& sql, ParvexDatabase& db, ParvexStatus* status);
+// Runs a parsed statement as ParvexSQLExecute does (a SELECT is ignored).
+void ExecuteNode(const SQLSyntaxNode& node, ParvexDatabase& db, ParvexStatus* status);
+// Runs a parsed SELECT as ParvexSQLQuery does.
+ParvexTable* QueryNode(const SQLSelectNode& select, ParvexDatabase& db, ParvexStatus* status,
+                       SimpleVector<string>* tableNames, SimpleVector<string>* columnNames,
+                       SimpleVector<long>* columnIDs);
 void ExecuteInsert(const SQLInsertNode& node, ParvexDatabase& db, ParvexStatus* status);
 void ExecuteUpdate(const SQLUpdateNode& node, ParvexDatabase& db, ParvexStatus* status);
 void ExecuteDelete(const SQLDeleteNode& node, ParvexDatabase& db, ParvexStatus* status);

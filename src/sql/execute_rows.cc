@@ -39,22 +39,22 @@ bool InsertTargets(const SQLInsertNode& node, const ParvexTable& table, OwnedVal
   return true;
 }
 
-void InsertDefaultValues(ParvexTable& table) {
+bool InsertDefaultValues(ParvexTable& table) {
   OwnedValues slots;
   for (long i = 1; i < table.QtyColumns(); ++i) {
     const ParvexColumnInfo* column = table.Column(i);
     slots.list.push_back(new ParvexValueWithID(column->defaultValue, column->columnID));
   }
-  table.AddRow(slots.list, true);
+  return table.AddRow(slots.list, true) != kInvalidRowID;
 }
 
-void InsertValues(const SQLInsertNode& node, ParvexTable& table, ParvexDatabase& db, ParvexStatus* status) {
+bool InsertValues(const SQLInsertNode& node, ParvexTable& table, ParvexDatabase& db, ParvexStatus* status) {
   OwnedValues slots;
   std::vector<long> indexes;
-  if (!InsertTargets(node, table, &slots, &indexes, status)) return;
+  if (!InsertTargets(node, table, &slots, &indexes, status)) return false;
   if (slots.list.size() != node.values.size()) {
     status->Set(kPXInsertValuesMismatch);
-    return;
+    return false;
   }
   // An INSERT value can't refer to columns: it is converted without tables.
   const SimpleVector<string> noNames;
@@ -68,35 +68,39 @@ void InsertValues(const SQLInsertNode& node, ParvexTable& table, ParvexDatabase&
     }
     if (!node.values[i]) {
       status->Set(kPXDataException, string("Couldn't evaluate value for ") + column->name.view());
-      return;
+      return false;
     }
     std::unique_ptr<ParvexExpr> expr = Convert(*node.values[i], noNames, noTables, status);
-    if (!expr) return;
+    if (!expr) return false;
     ParvexValue value;
     if (!expr->Valid() || !expr->EvaluateInIsolation(&value, &db)) {
       status->Set(kPXDataException, string("Couldn't evaluate value for ") + column->name.view());
-      return;
+      return false;
     }
     static_cast<ParvexValue&>(slot) = value;
   }
   if (table.AddRow(slots.list, true) == kInvalidRowID) {
     status->Set(kPXIntegrityConstraintViolation, string("Constraint violation."));
+    return false;
   }
+  return true;
 }
 
-void InsertSelect(const SQLInsertNode& node, ParvexTable& table, ParvexDatabase& db, ParvexStatus* status) {
+// Returns the number of rows added.
+int64_t InsertSelect(const SQLInsertNode& node, ParvexTable& table, ParvexDatabase& db, ParvexStatus* status) {
   OwnedValues slots;
   std::vector<long> indexes;
-  if (!InsertTargets(node, table, &slots, &indexes, status)) return;
+  if (!InsertTargets(node, table, &slots, &indexes, status)) return 0;
   // Items are counted as written: a * is one item.
   if (slots.list.size() != node.select->items.size()) {
     status->Set(kPXInsertValuesMismatch);
-    return;
+    return 0;
   }
   std::unique_ptr<ParvexTable> result(RunSelect(*node.select, db, status, nullptr, nullptr, nullptr));
-  if (!result) return;
+  if (!result) return 0;
   SimpleVector<RowID> rows;
   result->GetRowIDs(&rows);
+  int64_t added = 0;
   for (RowID row : rows) {
     for (size_t j = 0; j < slots.list.size(); ++j) {
       ParvexValue value;
@@ -104,8 +108,9 @@ void InsertSelect(const SQLInsertNode& node, ParvexTable& table, ParvexDatabase&
       static_cast<ParvexValue&>(*slots.list[j]) = value;
     }
     // A row the table refuses is skipped.
-    table.AddRow(slots.list, false);
+    if (table.AddRow(slots.list, false) != kInvalidRowID) ++added;
   }
+  return added;
 }
 
 }  // namespace
@@ -114,11 +119,11 @@ void ExecuteInsert(const SQLInsertNode& node, ParvexDatabase& db, ParvexStatus* 
   ParvexTable* table = BindTable(db, node.tableName, status);
   if (!table) return;
   if (node.defaultValues) {
-    InsertDefaultValues(*table);
+    db.rowsChanged = InsertDefaultValues(*table) ? 1 : 0;
   } else if (node.select) {
-    InsertSelect(node, *table, db, status);
+    db.rowsChanged = InsertSelect(node, *table, db, status);
   } else {
-    InsertValues(node, *table, db, status);
+    db.rowsChanged = InsertValues(node, *table, db, status) ? 1 : 0;
   }
 }
 
@@ -160,7 +165,9 @@ void ExecuteUpdate(const SQLUpdateNode& node, ParvexDatabase& db, ParvexStatus* 
     update.where = Convert(*node.where, tableNames, tables, status);
     if (!update.where || !update.where->Valid()) return;
   }
-  if (!update.RunUpdate()) {
+  const bool updated = update.RunUpdate();
+  db.rowsChanged = update.rowsUpdated;
+  if (!updated) {
     status->Set(kPXDynamicSQLError, string(db.InterruptRequested() ? "Error: Interrupted." : "Error: UPDATE failed."));
   }
 }
@@ -172,6 +179,7 @@ void ExecuteDelete(const SQLDeleteNode& node, ParvexDatabase& db, ParvexStatus* 
   if (!node.where) {
     table->GetRowIDs(&rows);
     for (RowID row : rows) table->DeleteRow(row);
+    db.rowsChanged = static_cast<int64_t>(rows.size());
     return;
   }
   ParvexQuery query;
@@ -191,7 +199,10 @@ void ExecuteDelete(const SQLDeleteNode& node, ParvexDatabase& db, ParvexStatus* 
   result->GetRowIDs(&rows);
   for (RowID row : rows) {
     ParvexValue id;
-    if (result->GetValue(row, 0, &id)) table->DeleteRow(static_cast<RowID>(id.GetInteger()));
+    if (result->GetValue(row, 0, &id)) {
+      table->DeleteRow(static_cast<RowID>(id.GetInteger()));
+      ++db.rowsChanged;
+    }
   }
 }
 

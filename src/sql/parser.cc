@@ -72,6 +72,7 @@ void ParvexSQLParser::Start(const string& statement) {
   mInPosition = false;
   mAborted = false;
   mDepth = 0;
+  mParameterCount = 0;
 }
 
 void ParvexSQLParser::GetToken() {
@@ -114,6 +115,10 @@ void ParvexSQLParser::GetToken() {
     ++mPos;
     while (!IsSqlDelimiter(*mPos)) ++mPos;
     if (*mPos == '*' && mPos[-1] == '.') ++mPos;  // T.* is one word
+  } else if (c == '?') {
+    mTokenClass = kTokenParameter;
+    ++mPos;
+    while (IsDigit(*mPos)) ++mPos;
   } else if (IsDigit(c)) {
     mTokenClass = kTokenNumber;
     while (!IsSqlDelimiter(*mPos)) {

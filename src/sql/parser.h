@@ -13,6 +13,11 @@
 // expression tree of that height) raises kErrSyntax and stops the parse, so
 // no input can exhaust the stack while parsing, printing or destroying.
 //
+// Placeholders `?` and `?NNN` (a token of their own) stand wherever a
+// literal may stand in an expression: `?` takes the number after the highest
+// so far, `?NNN` (1 to kMaxParameter) its own; they become SQLParameterNodes
+// pointing at the value list given by SetParameterValues.
+//
 // Dialect quirks kept on purpose: line feed is not a delimiter (a line feed
 // directly behind a word belongs to the word), a lower-case `e` in a number
 // takes the next byte with it, a leading NOT is discarded, IN is refused and
@@ -22,6 +27,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "platform/parvex_string.h"
 #include "sql/syntax_scalar.h"
@@ -62,6 +68,7 @@ class ParvexSQLParser {
     kTokenNumber = 3,
     kTokenString = 4,
     kTokenEnd = 5,
+    kTokenParameter = 6,  // `?` or `?NNN`, a placeholder for a bound value
   };
 
   // Receives every error code as it is raised.
@@ -75,6 +82,8 @@ class ParvexSQLParser {
   // that a statement may have. Far beyond any hand-written statement; at the
   // limit a parse needs about half a megabyte of stack (optimised build).
   static constexpr int kMaxNesting = 500;
+  // Highest placeholder number a statement may use (`?NNN`).
+  static constexpr int kMaxParameter = 32767;
 
   ParvexSQLParser() = default;
   ParvexSQLParser(const ParvexSQLParser&) = delete;
@@ -86,6 +95,11 @@ class ParvexSQLParser {
   std::unique_ptr<SQLSyntaxNode> Evaluate(const string& statement);
 
   ErrorType LastError() const { return mLastError; }
+  // The values the placeholders of the next statements convert to (not
+  // owned; it must outlive the trees). Null: placeholders have no value.
+  void SetParameterValues(const std::vector<ParvexValue>* values) { mParameterValues = values; }
+  // The highest placeholder number of the last statement parsed (0: none).
+  int ParameterCount() const { return mParameterCount; }
   // The user-facing message for an error code: empty for kNoError and for
   // codes outside the table.
   static string ErrorMessage(long code);
@@ -210,6 +224,8 @@ class ParvexSQLParser {
   TokenClass mTokenClass = kTokenEnd;
   bool mAborted = false;
   int mDepth = 0;  // current nesting of EvalScalarExp
+  const std::vector<ParvexValue>* mParameterValues = nullptr;
+  int mParameterCount = 0;
   string mStatement;  // keeps the parsed text alive while positions point into it
 };
 

@@ -7,6 +7,9 @@
 // expression replaced by FALSE, except for the IN inside POSITION(x IN y).
 #include "sql/parser.h"
 
+#include <algorithm>
+#include <charconv>
+
 namespace parvex {
 
 namespace {
@@ -293,6 +296,27 @@ void ParvexSQLParser::EvalTrimArguments(SQLFunctionNode& node) {
 }
 
 void ParvexSQLParser::EvalAtom(SQLScalarExpPtr& node) {
+  if (mTokenClass == kTokenParameter) {
+    // `?` takes the number after the highest so far; `?NNN` names its own.
+    const bool numbered = mToken.length() > 1;
+    int index = mParameterCount + 1;
+    if (numbered) {
+      const std::string_view digits = mToken.view().substr(1);
+      index = 0;
+      if (digits.size() > 5 || std::from_chars(digits.data(), digits.data() + digits.size(), index).ec != std::errc()) {
+        index = 0;
+      }
+    }
+    if (index < 1 || index > kMaxParameter) {
+      serror(kErrSyntax);
+      GetToken();
+      return;
+    }
+    mParameterCount = std::max(mParameterCount, index);
+    node = New(new SQLParameterNode(index, numbered, mParameterValues));
+    GetToken();
+    return;
+  }
   if (mTokenClass == kTokenNumber || mTokenClass == kTokenString) {
     node = New(new SQLLiteralNode(mToken, mEscape));
     GetToken();

@@ -202,6 +202,16 @@ ParvexExprPtr SQLLiteralNode::ConvertToParvexExpr(const SimpleVector<string>&, c
   return Constant(ParvexValue::Integer(ParvexValue::String(text).GetInteger()));
 }
 
+ParvexExprPtr SQLParameterNode::ConvertToParvexExpr(const SimpleVector<string>&, const SimpleVector<ParvexTable*>&,
+                                                    ParvexStatus* status) const {
+  if (!values) {
+    SetStatus(status, kPXDynamicSQLError, string("Error: Parameter ?" + std::to_string(index) + " has no value."));
+    return nullptr;
+  }
+  const size_t slot = static_cast<size_t>(index) - 1;
+  return Constant(slot < values->size() ? (*values)[slot] : ParvexValue());
+}
+
 bool SQLFieldRefNode::Resolve(const SimpleVector<string>& tableNames, const SimpleVector<ParvexTable*>& tables,
                               ParvexStatus* status, long* tableIndex, long* columnIndex) const {
   const std::string_view full = name.view();

@@ -36,6 +36,11 @@ void SQLInfixOpNode::AppendSQL(std::string& out) const {
   out += ')';
 }
 
+void SQLParameterNode::AppendSQL(std::string& out) const {
+  out += '?';
+  if (numbered) out += std::to_string(index);
+}
+
 SQLLikeNode::SQLLikeNode(SQLScalarExpPtr valueNode, SQLScalarExpPtr patternNode,
                          SQLScalarExpPtr escapeNode, bool isNegated)
     : value(std::move(valueNode)),

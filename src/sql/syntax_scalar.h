@@ -10,6 +10,7 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "core/status.h"
 #include "core/table.h"
@@ -143,6 +144,26 @@ class SQLFieldRefNode : public SQLScalarExpNode {
   void AppendSQL(std::string& out) const override;
 
   string name;
+};
+
+// A placeholder, `?` or `?NNN`, standing where a literal may stand. Its
+// value comes from the parameter list the parser was given (a prepared
+// statement's bound values): the node converts to a constant holding the
+// value bound at `index` (1-based; NULL when none was bound), so a value
+// never passes through SQL text. Without a parameter list (text run directly)
+// conversion fails with "Error: Parameter ?N has no value.". Prints as `?`,
+// or `?N` when the text numbered it.
+class SQLParameterNode : public SQLScalarExpNode {
+ public:
+  SQLParameterNode(int parameterIndex, bool isNumbered, const std::vector<ParvexValue>* parameterValues)
+      : index(parameterIndex), numbered(isNumbered), values(parameterValues) {}
+  ParvexExprPtr ConvertToParvexExpr(const SimpleVector<string>& tableNames, const SimpleVector<ParvexTable*>& tables,
+                                    ParvexStatus* status) const override;
+  void AppendSQL(std::string& out) const override;
+
+  int index;
+  bool numbered;
+  const std::vector<ParvexValue>* values;  // not owned; null when the statement has no bindings
 };
 
 // A call of a built-in function. Operand order follows the function table's

@@ -34,6 +34,7 @@ constexpr int kW = Parser::kTokenWord;
 constexpr int kN = Parser::kTokenNumber;
 constexpr int kS = Parser::kTokenString;
 constexpr int kE = Parser::kTokenEnd;
+constexpr int kP = Parser::kTokenParameter;
 constexpr int kU = Parser::kTokenUnknown;
 
 // Every token of a text, up to the end token, and the error it leaves.
@@ -90,6 +91,8 @@ TEST(TokenizerTest, TokensOfTexts) {
       {"'ab\\", '\\', {{kS, "'ab\\"}, {kE, ""}}, 0},
       {"a^b", '^', {{kW, "a"}, {kD, "^"}, {kW, "b"}, {kE, ""}}, 0},
       {"\"name\"", 0, {{kE, ""}}, Parser::kErrSyntax},
+      // Placeholders: `?` and its digits, up to a non-digit.
+      {"?,?12a", 0, {{kP, "?"}, {kD, ","}, {kP, "?12"}, {kW, "a"}, {kE, ""}}, 0},
   };
   for (const Case& c : cases) {
     long error = -1;
@@ -102,7 +105,7 @@ TEST(TokenizerTest, TokensOfTexts) {
 }
 
 TEST(TokenizerTest, UnknownCharactersDoNotMove) {
-  for (const char* text : {".", "!", "&", "?", "@", "[", "$", "|", "\x80"}) {
+  for (const char* text : {".", "!", "&", "@", "[", "$", "|", "\x80"}) {
     Parser parser;
     parser.Start(string(text));
     parser.GetToken();

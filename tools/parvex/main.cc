@@ -4,11 +4,13 @@
 // the SQL arguments or the statements of standard input, and exits with 0 when
 // everything succeeded, 1 when a statement failed and 2 for a usage error or a
 // database that cannot be opened. --check and --recover work on the file
-// without opening it as a database (see maintenance.h).
+// without opening it as a database (see maintenance.h); --self-check runs
+// the linked library's built-in self-check cases and reports each.
 #include <unistd.h>
 
 #include <iostream>
 #include <memory>
+#include <string_view>
 
 #include "command_line.h"
 #include "core/status.h"
@@ -16,16 +18,37 @@
 #include "interrupt.h"
 #include "line_source.h"
 #include "maintenance.h"
+#include "parvex/parvex.h"
 #include "shell.h"
 
 namespace {
 
 constexpr int kExitUsage = 2;
 
+// One line per case, "ok" or "FAILED" with what the case saw; exit 1 when
+// any failed.
+int RunSelfCheck() {
+  const int count = parvex_self_check_count();
+  int failed = 0;
+  for (int i = 0; i < count; ++i) {
+    const char* message = nullptr;
+    const bool passed = parvex_self_check_run(i, &message) == PARVEX_OK;
+    std::cout << (passed ? "ok      " : "FAILED  ") << parvex_self_check_name(i);
+    if (!passed) {
+      ++failed;
+      std::cout << ": " << message;
+    }
+    std::cout << '\n';
+  }
+  std::cout << count - failed << " of " << count << " self-check cases passed (library " << parvex_version() << ")\n";
+  return failed == 0 ? 0 : 1;
+}
+
 int RunShell(int argc, char** argv) {
   using namespace parvex;
   using namespace parvex::shell;
 
+  if (argc == 2 && std::string_view(argv[1]) == "--self-check") return RunSelfCheck();
   CommandLine commandLine;
   std::string error;
   if (!ParseCommandLine(argc, argv, &commandLine, &error)) {

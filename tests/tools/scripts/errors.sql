@@ -3,7 +3,7 @@
 -- the first failure. Usage errors and a database that cannot be opened exit
 -- with 2. Options come before the file ("--" ends them); everything after
 -- the file is SQL.
-$ parvex --csv test.pvx "FOO BAR" "SELECT * FROM nope" "CREATE TABLE t (a Integer)" "SELECT a FROM t"
+$ parvex --csv test.pvx "FOO BAR" "SELECT * FROM nope" "CREATE TABLE t (a Integer)" "SELECT a FROM t" "INSERT INTO t VALUES (?)"
 $ parvex --bail test.pvx "CREATE TABLE t (a Integer)" "CREATE TABLE u (a Integer)"
 $ parvex test.pvx
 .bail on

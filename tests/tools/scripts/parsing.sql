@@ -27,6 +27,9 @@ $ parvex test.pvx
 .parse SELECT ALL a FROM t
 .parse SELECT 'How''s it going?' FROM BAR
 .parse SELECT N'abc'
+.parse SELECT ?, ?3, ? FROM t WHERE a = ? AND b LIKE ? ESCAPE ?
+.parse UPDATE t SET a = -?2, b = UPPER(?) WHERE _rowid = ?1
+.parse INSERT INTO t VALUES (?, DEFAULT, ?7)
 .parse SELECT COUNT(*) FROM MYTABLE WHERE foo=42
 .parse SELECT AVG(DISTINCT foo) FROM MYTABLE WHERE bar='baz'
 .parse SELECT COUNT(ALL foo) FROM MYTABLE WHERE bar='baz'
@@ -146,3 +149,6 @@ $ parvex test.pvx
 .parse SELECT a FROM t WHERE a=1 ) junk
 .parse SET escape   ;x y
 .parse SET FOO bar
+.parse SELECT ?0
+.parse SELECT ?32768
+.parse CREATE TABLE t (a integer DEFAULT ?)

@@ -1,0 +1,65 @@
+// The objects behind the C interface's opaque handles (include/parvex/parvex.h).
+//
+// A parvex_db owns the open database (null after a failed open) and the
+// outcome of the last call on it, kept as texts so that the pointers the
+// interface hands out stay valid until the next call. A parvex_stmt owns its
+// prepared statement and, while a SELECT's rows are read, the result table
+// and the current row's values. Every entry point catches what the standard
+// library may throw (memory) and reports it as a failure: nothing crosses
+// the C boundary.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/status.h"
+#include "core/table.h"
+#include "core/value.h"
+#include "db/database.h"
+#include "platform/simple_vector.h"
+#include "sql/prepared_statement.h"
+
+struct parvex_db {
+  std::unique_ptr<parvex::ParvexDatabase> database;  // null after a failed open
+  std::string path;                                  // as given to parvex_open
+  std::string sqlstate = "00000";
+  std::string message;
+  int liveStatements = 0;  // not yet finalized
+  int64_t lastInsertRowID = 0;
+  std::string scratch;     // answers handed out until the next call
+
+  // Records the outcome of a call; PARVEX_OK unless it is an error state.
+  int Report(const parvex::ParvexStatus& status);
+  int Fail(parvex::ParvexState state, const char* message);
+  int Succeed() { return Report(parvex::ParvexStatus()); }
+  // The open database, or null after recording why there is none.
+  parvex::ParvexDatabase* Usable();
+};
+
+struct parvex_stmt {
+  enum class Phase { kReady, kReading };
+
+  parvex_db* db = nullptr;
+  std::unique_ptr<parvex::ParvexPreparedStatement> statement;
+  std::string canonical;  // the statement's canonical text
+  Phase phase = Phase::kReady;
+  std::unique_ptr<parvex::ParvexTable> result;  // while rows are read
+  parvex::SimpleVector<parvex::RowID> rows;
+  size_t next = 0;                      // the next row to read
+  std::vector<parvex::ParvexValue> row;  // the current row
+  std::vector<std::string> texts;        // per column of the current row: its text, once asked for
+  std::vector<bool> haveText;
+  std::string literal;                   // the last column literal asked for
+};
+
+namespace parvex::embed {
+
+// Text given by the caller, as UTF-8.
+string Utf8(const char* text);
+string Utf8(const char* bytes, size_t length);
+// Copies `text` into `holder` and returns its NUL-terminated bytes.
+const char* Hold(std::string* holder, std::string_view text);
+
+}  // namespace parvex::embed
