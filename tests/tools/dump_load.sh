@@ -59,6 +59,9 @@ lines', '-1.5', FALSE, DATE '0001-01-01', TIME '00:00:00.5', TIMESTAMP '1970-01-
     "INSERT INTO plain (n, due) VALUES (1, DATE '2024-01-31');" \
     "INSERT INTO plain (n, due) VALUES (2, 'soon');"
   printf "INSERT INTO Mixed (id, when, data) VALUES (8, 'bad\\377byte', 'high\\377\\001');\n"
+  # More rows than one INSERT of the PostgreSQL dump holds.
+  echo 'CREATE TABLE many (n Integer);'
+  seq -f 'INSERT INTO many (n) VALUES (%g);' 1 250
 } > "$work/setup.sql"
 "$parvex" "$work/test.pvx" < "$work/setup.sql"
 
@@ -101,6 +104,7 @@ current=postgres
            born, \"at\", stamp, encode(data, 'hex'), encode(convert_to(\"#odd\"\"name\", 'UTF8'), 'hex')
            FROM \"Mixed\" ORDER BY _rowid"
   psql -c "SELECT * FROM plain ORDER BY _rowid"
+  psql -c "SELECT count(*), sum(n), max(_rowid) FROM many"
 } > "$work/postgres.out" 2>&1
 compare postgres
 
@@ -117,6 +121,7 @@ current=sqlite
   sqlite "$work/test.db" "SELECT _rowid, id, quote(CAST(\"when\" AS BLOB)), quote(ieee754_to_blob(ratio)), ok, born,
     at, stamp, quote(data), quote(CAST(\"#odd\"\"name\" AS BLOB)) FROM Mixed ORDER BY _rowid"
   sqlite "$work/test.db" "SELECT * FROM plain ORDER BY _rowid"
+  sqlite "$work/test.db" "SELECT count(*), sum(n), max(_rowid) FROM many"
   dump sqlite --no-rowid plain
   sqlite "$work/plain.db" < "$work/sqlite.sql"
   sqlite "$work/plain.db" "SELECT sql FROM sqlite_schema; SELECT * FROM plain"

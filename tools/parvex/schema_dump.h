@@ -16,7 +16,8 @@
 // a column of its own, the table's primary key (bigint in PostgreSQL, as row
 // IDs are unsigned 32-bit numbers), or is left out with rowIDs off. Index names
 // share one namespace with table names there: an index whose name is taken is
-// written as TABLE_INDEX (with _2, _3, ... until it is free).
+// written as TABLE_INDEX (with _2, _3, ... until it is free). A PostgreSQL
+// dump adds up to 100 rows per INSERT, which psql loads several times faster.
 #pragma once
 
 #include <functional>
