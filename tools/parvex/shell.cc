@@ -229,6 +229,9 @@ bool Shell::RunBegin(const std::string& sql) {
 void Shell::RunStatement(const std::string& sql) {
   if (SameNoCase(FirstWord(sql), "BEGIN") && RunBegin(sql)) return;
   const StatementKind kind = StatementKindOf(sql);
+  const bool warn = mWarnings.value_or(mInteractive && mOutput.mode != OutputMode::kCsv);
+  std::string ran;
+  const std::vector<Warning> warnings = warn ? mDb.Warnings(sql, &ran) : std::vector<Warning>();
   const bool isQuery = kind == StatementKind::kQuery;
   Status status;
   if (isQuery) {
@@ -248,6 +251,7 @@ void Shell::RunStatement(const std::string& sql) {
   }
   const bool failed = !status.ok;
   if (failed || IsWarningState(status.sqlstate)) ReportStatus(status);
+  if (!failed) PrintWarnings(warnings, ran);
   const int64_t changed = isQuery || failed ? 0 : mDb.Changes();
   mTotalChanges += changed;
   if (mShowChanges) std::cout << "changes: " << changed << "   total_changes: " << mTotalChanges << '\n' << std::flush;
@@ -288,6 +292,15 @@ void Shell::CommitNow() {
 void Shell::RollbackNow() {
   const Status status = mDb.Rollback();
   if (!status) ReportStatus(status);
+}
+
+void Shell::PrintWarnings(const std::vector<Warning>& warnings, const std::string& ran) {
+  if (warnings.empty()) return;
+  std::cout << std::flush;
+  for (const Warning& warning : warnings) {
+    std::cerr << "warning: " << OneLine(warning.message) << "\n  ran:  " << OneLine(ran)
+              << "\n  hint: " << OneLine(warning.hint) << '\n';
+  }
 }
 
 void Shell::ReportStatus(const Status& status) {
