@@ -130,6 +130,19 @@ int parvex_exec(parvex_db* db, const char* sql);
  * highest so far, `?NNN` (1 to 32767) names its own. Placeholders are bound
  * as typed values, never through SQL text; an unbound one is NULL. */
 int parvex_prepare(parvex_db* db, const char* sql, parvex_stmt** stmt);
+/* Reads the stored table called `table` (any letter case) without a query,
+ * into *stmt (NULL on failure; 42S02 when there is no such table). With
+ * PARVEX_READ_ROWS each step reads the next row, in row-ID order: column 0
+ * is `_rowid`, then the table's columns, as parvex_column_* report them. A
+ * damaged table yields the rows before the damage, then the step fails with
+ * the damage's error (a SELECT would fail at its first step). With
+ * PARVEX_READ_DEFAULTS a single row holds each column's DEFAULT (NULL where
+ * none, and for `_rowid`). The table must not be changed or dropped while
+ * its rows are read. parvex_stmt_kind says PARVEX_KIND_SELECT; it has no
+ * placeholders and no SQL text (""). Finalize it as any statement. */
+#define PARVEX_READ_ROWS 1
+#define PARVEX_READ_DEFAULTS 2
+int parvex_read_table(parvex_db* db, const char* table, int what, parvex_stmt** stmt);
 /* Frees the statement (NULL is fine). */
 void parvex_finalize(parvex_stmt* stmt);
 /* Makes the statement ready to run again; bindings stay. */
@@ -197,6 +210,9 @@ int parvex_column_type(parvex_stmt* stmt, int column);
 /* Values of the current row (after parvex_step returned PARVEX_ROW). A
  * column out of range reads as NULL. */
 int parvex_column_is_null(parvex_stmt* stmt, int column);
+/* The type of the current row's value (PARVEX_TYPE_*; PARVEX_TYPE_NULL for
+ * SQL NULL): usually the column's type, but a value may have another. */
+int parvex_column_value_type(parvex_stmt* stmt, int column);
 /* An Integer or Boolean as it is; a Double truncated; text read as its
  * leading decimal number; NULL as 0. */
 int64_t parvex_column_int(parvex_stmt* stmt, int column);
@@ -216,6 +232,9 @@ size_t parvex_column_bytes(parvex_stmt* stmt, int column);
 /* The value as an SQL literal that reads back as the same value ("NULL",
  * "42", "'it''s'", "DATE '2001-02-03'"...). */
 const char* parvex_column_literal(parvex_stmt* stmt, int column);
+/* 0 when the last literal parvex_column_literal gave has no exact form and
+ * is the closest text (a text with a NUL byte loses the byte), else 1. */
+int parvex_column_literal_exact(parvex_stmt* stmt);
 
 /* The escape character that `SET ESCAPE` put in force for string literals
  * (a byte: a quote behind it stays inside the literal), or 0 when none is.

@@ -110,6 +110,15 @@ class Statement {
     if (!text) return std::nullopt;
     return std::string(text, parvex_column_bytes(mStmt, column));
   }
+  // The value's own type (PARVEX_TYPE_NULL for NULL).
+  int ValueType(int column) const { return parvex_column_value_type(mStmt, column); }
+  // The value as an SQL literal; `exact` (when given) is false when the
+  // literal is only the closest text.
+  std::string Literal(int column, bool* exact = nullptr) const {
+    std::string literal = Str(parvex_column_literal(mStmt, column));
+    if (exact) *exact = parvex_column_literal_exact(mStmt) != 0;
+    return literal;
+  }
   std::string Sql() const { return Str(parvex_stmt_sql(mStmt)); }
   int Kind() const { return parvex_stmt_kind(mStmt); }
 
@@ -168,6 +177,13 @@ class Database {
   Statement Prepare(const std::string& sql) {
     parvex_stmt* stmt = nullptr;
     parvex_prepare(mDb, sql.c_str(), &stmt);
+    return Statement(mDb, stmt);
+  }
+  // Reads a stored table row by row, or its defaults (parvex_read_table;
+  // `what` is PARVEX_READ_ROWS or PARVEX_READ_DEFAULTS).
+  Statement ReadTable(const std::string& table, int what = PARVEX_READ_ROWS) {
+    parvex_stmt* stmt = nullptr;
+    parvex_read_table(mDb, table.c_str(), what, &stmt);
     return Statement(mDb, stmt);
   }
   Status Commit() { return Outcome(parvex_commit(mDb)); }

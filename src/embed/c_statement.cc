@@ -8,6 +8,7 @@
 #include "embed/handles.h"
 #include "parvex/parvex.h"
 #include "query/sql_literal.h"
+#include "sql/binder.h"
 #include "sql/syntax_statements.h"
 
 using namespace parvex;
@@ -22,7 +23,7 @@ parvex_stmt* Bindable(parvex_stmt* stmt, int index) {
     stmt->db->Fail(kPXInvalidTransactionState, "Error: Reset the statement before binding.");
     return nullptr;
   }
-  if (index < 1 || index > stmt->statement->ParameterCount()) {
+  if (index < 1 || !stmt->statement || index > stmt->statement->ParameterCount()) {
     stmt->db->Fail(kPXInvalidParameter, ("Error: The statement has no parameter ?" + std::to_string(index) + ".").c_str());
     return nullptr;
   }
@@ -80,6 +81,7 @@ std::string TextOf(const ParvexValue& value) { return value.GetSaveString().str(
 void EndRows(parvex_stmt* stmt) {
   stmt->phase = parvex_stmt::Phase::kReady;
   stmt->result.reset();
+  stmt->source = nullptr;
   stmt->rows.clear();
   stmt->row.clear();
   stmt->next = 0;
@@ -93,6 +95,71 @@ void NoteInsert(parvex_stmt* stmt) {
   if (const ParvexTable* table = stmt->db->database->FindTable(insert.tableName)) {
     stmt->db->lastInsertRowID = table->lastRowID;
   }
+}
+
+// The columns of what is read: the query's result, or the table read.
+const ParvexTable* Shape(parvex_stmt* stmt) {
+  if (!stmt) return nullptr;
+  return stmt->result ? stmt->result.get() : stmt->source;
+}
+
+void KeepRow(parvex_stmt* stmt) {
+  stmt->texts.assign(stmt->row.size(), std::string());
+  stmt->haveText.assign(stmt->row.size(), false);
+}
+
+// A damaged table stops its read, before the row it could not read whole.
+int FailDamaged(parvex_stmt* stmt) {
+  const ParvexStatus damage = stmt->source->DamageStatus();
+  EndRows(stmt);
+  stmt->db->Report(damage);
+  return PARVEX_ERROR;
+}
+
+// One step of a table read: the next stored row, `_rowid` first, read from
+// the table itself so that a damaged table yields the rows before the damage.
+int StepTable(parvex_stmt* stmt) {
+  if (stmt->phase == parvex_stmt::Phase::kReady) {
+    EndRows(stmt);
+    ParvexDatabase* database = stmt->db->Usable();
+    if (!database) return PARVEX_ERROR;
+    ParvexStatus status;
+    stmt->source = BindTable(*database, Utf8(stmt->tableName.c_str()), &status);
+    if (!stmt->source) {
+      stmt->db->Report(status);
+      return PARVEX_ERROR;
+    }
+    stmt->db->Succeed();
+    if (stmt->readDefaults) {
+      stmt->rows.push_back(0);
+    } else {
+      stmt->source->GetRowIDs(&stmt->rows);
+    }
+    stmt->phase = parvex_stmt::Phase::kReading;
+  }
+  const ParvexTable& table = *stmt->source;
+  if (stmt->next >= stmt->rows.size()) {
+    if (!stmt->readDefaults && table.IsDamaged()) return FailDamaged(stmt);
+    stmt->phase = parvex_stmt::Phase::kReady;
+    stmt->rows.clear();
+    stmt->row.clear();
+    return PARVEX_DONE;
+  }
+  const RowID id = stmt->rows[stmt->next++];
+  const long columns = table.QtyColumns();
+  stmt->row.assign(static_cast<size_t>(columns), ParvexValue());
+  for (long c = 0; c < columns; ++c) {
+    ParvexValue& cell = stmt->row[static_cast<size_t>(c)];
+    if (stmt->readDefaults) {
+      const ParvexColumnInfo* info = c > 0 ? table.Column(c) : nullptr;
+      if (info) cell = info->defaultValue;
+    } else if (!table.GetValue(id, c, &cell)) {
+      cell = ParvexValue();
+    }
+  }
+  if (!stmt->readDefaults && table.IsDamaged()) return FailDamaged(stmt);
+  KeepRow(stmt);
+  return PARVEX_ROW;
 }
 
 int NextRow(parvex_stmt* stmt) {
@@ -109,8 +176,7 @@ int NextRow(parvex_stmt* stmt) {
   for (long c = 0; c < columns; ++c) {
     if (!stmt->result->GetValue(id, c, &stmt->row[static_cast<size_t>(c)])) stmt->row[static_cast<size_t>(c)] = ParvexValue();
   }
-  stmt->texts.assign(stmt->row.size(), std::string());
-  stmt->haveText.assign(stmt->row.size(), false);
+  KeepRow(stmt);
   return PARVEX_ROW;
 }
 
@@ -140,6 +206,27 @@ int parvex_prepare(parvex_db* db, const char* sql, parvex_stmt** stmt) {
   }
 }
 
+int parvex_read_table(parvex_db* db, const char* table, int what, parvex_stmt** stmt) {
+  if (!stmt) return PARVEX_ERROR;
+  *stmt = nullptr;
+  if (!db || !table || (what != PARVEX_READ_ROWS && what != PARVEX_READ_DEFAULTS)) return PARVEX_ERROR;
+  ParvexDatabase* database = db->Usable();
+  if (!database) return PARVEX_ERROR;
+  try {
+    ParvexStatus status;
+    if (!BindTable(*database, Utf8(table), &status)) return db->Report(status);
+    auto handle = std::make_unique<parvex_stmt>();
+    handle->db = db;
+    handle->tableName = table;
+    handle->readDefaults = what == PARVEX_READ_DEFAULTS;
+    *stmt = handle.release();
+    ++db->liveStatements;
+    return db->Succeed();
+  } catch (...) {
+    return db->Fail(kPXProgramLimitExceeded, "Error: Out of memory.");
+  }
+}
+
 void parvex_finalize(parvex_stmt* stmt) {
   if (!stmt) return;
   --stmt->db->liveStatements;
@@ -156,6 +243,7 @@ int parvex_step(parvex_stmt* stmt) {
   if (!stmt) return PARVEX_ERROR;
   parvex_db* db = stmt->db;
   try {
+    if (!stmt->statement) return StepTable(stmt);
     if (stmt->phase == parvex_stmt::Phase::kReading) return NextRow(stmt);
     ParvexDatabase* database = db->Usable();
     if (!database) return PARVEX_ERROR;
@@ -186,6 +274,7 @@ int parvex_step(parvex_stmt* stmt) {
 
 int parvex_stmt_kind(parvex_stmt* stmt) {
   if (!stmt) return 0;
+  if (!stmt->statement) return PARVEX_KIND_SELECT;
   const SQLSyntaxNode& node = stmt->statement->Node();
   if (node.IsSelect()) return PARVEX_KIND_SELECT;
   if (node.IsInsert()) return PARVEX_KIND_INSERT;
@@ -203,7 +292,9 @@ int parvex_stmt_kind(parvex_stmt* stmt) {
 
 const char* parvex_stmt_sql(parvex_stmt* stmt) { return stmt ? stmt->canonical.c_str() : nullptr; }
 
-int parvex_bind_parameter_count(parvex_stmt* stmt) { return stmt ? stmt->statement->ParameterCount() : 0; }
+int parvex_bind_parameter_count(parvex_stmt* stmt) {
+  return stmt && stmt->statement ? stmt->statement->ParameterCount() : 0;
+}
 
 int parvex_bind_null(parvex_stmt* stmt, int index) { return Bind(stmt, index, ParvexValue()); }
 
@@ -244,27 +335,33 @@ int parvex_bind_timestamp(parvex_stmt* stmt, int index, const char* text) {
 
 int parvex_clear_bindings(parvex_stmt* stmt) {
   if (!stmt) return PARVEX_ERROR;
-  stmt->statement->ClearBindings();
+  if (stmt->statement) stmt->statement->ClearBindings();
   return PARVEX_OK;
 }
 
 int parvex_column_count(parvex_stmt* stmt) {
-  return stmt && stmt->result ? static_cast<int>(stmt->result->QtyColumns()) : 0;
+  const ParvexTable* shape = Shape(stmt);
+  return shape ? static_cast<int>(shape->QtyColumns()) : 0;
 }
 
 const char* parvex_column_name(parvex_stmt* stmt, int column) {
-  if (!stmt || !stmt->result) return nullptr;
-  const ParvexColumnInfo* info = stmt->result->Column(column);
+  const ParvexTable* shape = Shape(stmt);
+  const ParvexColumnInfo* info = shape ? shape->Column(column) : nullptr;
   return info ? info->name.c_str() : nullptr;
 }
 
 int parvex_column_type(parvex_stmt* stmt, int column) {
-  if (!stmt || !stmt->result) return PARVEX_TYPE_NULL;
-  const ParvexColumnInfo* info = stmt->result->Column(column);
+  const ParvexTable* shape = Shape(stmt);
+  const ParvexColumnInfo* info = shape ? shape->Column(column) : nullptr;
   return info ? info->Type() : PARVEX_TYPE_NULL;
 }
 
 int parvex_column_is_null(parvex_stmt* stmt, int column) { return Cell(stmt, column).IsNull(); }
+
+int parvex_column_value_type(parvex_stmt* stmt, int column) {
+  const ParvexValue& value = Cell(stmt, column);
+  return value.IsNull() ? PARVEX_TYPE_NULL : value.Type();
+}
 
 int64_t parvex_column_int(parvex_stmt* stmt, int column) {
   const ParvexValue& value = Cell(stmt, column);
@@ -318,7 +415,11 @@ size_t parvex_column_bytes(parvex_stmt* stmt, int column) {
 
 const char* parvex_column_literal(parvex_stmt* stmt, int column) {
   if (!stmt) return nullptr;
-  return Hold(&stmt->literal, SqlLiteral(Cell(stmt, column)).view());
+  stmt->literal.clear();
+  stmt->literalExact = AppendSqlLiteral(Cell(stmt, column), 0, &stmt->literal);
+  return stmt->literal.c_str();
 }
+
+int parvex_column_literal_exact(parvex_stmt* stmt) { return stmt && stmt->literalExact; }
 
 }  // extern "C"

@@ -4,7 +4,8 @@
 // outcome of the last call on it, kept as texts so that the pointers the
 // interface hands out stay valid until the next call. A parvex_stmt owns its
 // prepared statement and, while a SELECT's rows are read, the result table
-// and the current row's values. Every entry point catches what the standard
+// and the current row's values; a table read has no statement and reads the
+// stored table itself, one row per step. Every entry point catches what the standard
 // library may throw (memory) and reports it as a failure: nothing crosses
 // the C boundary.
 #pragma once
@@ -58,6 +59,12 @@ struct parvex_stmt {
   std::vector<std::string> texts;        // per column of the current row: its text, once asked for
   std::vector<bool> haveText;
   std::string literal;                   // the last column literal asked for
+  bool literalExact = true;              // whether it reads back as the same value
+  // A table read (parvex_read_table) has no prepared statement: it steps
+  // through the rows of the table named here, or its one row of defaults.
+  std::string tableName;
+  bool readDefaults = false;
+  const parvex::ParvexTable* source = nullptr;  // the table read, while its rows are read
 };
 
 namespace parvex::embed {

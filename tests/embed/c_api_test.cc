@@ -169,6 +169,29 @@ TEST(CApiTest, IntrospectionSchemaDataAndChecks) {
     ASSERT_TRUE(copy.ReplaceSchema(schema));
     EXPECT_EQ(copy.Tables(), std::vector<std::string>{"people"});
     EXPECT_EQ(copy.ReplaceSchema("nonsense").sqlstate, "22023");
+
+    // Reading the stored table: `_rowid` first, typed values, exact literals.
+    Statement insert = db.Prepare("INSERT INTO people VALUES (?, DATE '2001-02-03')");
+    ASSERT_TRUE(insert.Bind(1, std::string_view("a\0b", 3)).Run());
+    Statement rows = db.ReadTable("People");
+    ASSERT_TRUE(rows.Step()) << rows.status().message;
+    ASSERT_EQ(rows.ColumnCount(), 3);
+    EXPECT_EQ(rows.ColumnName(2), "born");
+    EXPECT_EQ(rows.Int(0), db.LastRowID("people"));
+    EXPECT_EQ(rows.ValueType(2), PARVEX_TYPE_DATE);
+    bool exact = false;
+    EXPECT_EQ(rows.Literal(2, &exact), "DATE '2001-02-03'");
+    EXPECT_TRUE(exact);
+    EXPECT_EQ(rows.Literal(1, &exact), "'ab'");
+    EXPECT_FALSE(exact);
+    EXPECT_FALSE(rows.Step());
+    EXPECT_TRUE(rows.status());
+    Statement defaults = db.ReadTable("people", PARVEX_READ_DEFAULTS);
+    ASSERT_TRUE(defaults.Step());
+    EXPECT_EQ(defaults.ValueType(1), PARVEX_TYPE_NULL);
+    EXPECT_EQ(defaults.Text(2), "2000-01-01");
+    EXPECT_FALSE(defaults.Step());
+    EXPECT_EQ(db.ReadTable("nobody").status().sqlstate, "42S02");
   }
   parvex_report* report = nullptr;
   ASSERT_EQ(parvex_check_file(path.c_str(), &report), PARVEX_OK);
