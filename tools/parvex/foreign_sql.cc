@@ -4,9 +4,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "platform/number_format.h"
-#include "platform/text_encoding.h"
-#include "query/sql_literal.h"
 
 namespace parvex::shell {
 namespace {
@@ -51,6 +48,8 @@ constexpr std::string_view kSqliteKeywords[] = {
 };
 
 bool IsAsciiDigit(char c) { return c >= '0' && c <= '9'; }
+
+char AsciiToLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 // `count` digits at text[at]; their number in `value`.
 bool ReadDigits(std::string_view text, size_t at, size_t count, int* value) {
@@ -97,40 +96,77 @@ bool IsReservedWord(SqlTarget target, const std::string& lowerName) {
   return std::binary_search(std::begin(kSqliteKeywords), std::end(kSqliteKeywords), lowerName);
 }
 
+// The length of the valid UTF-8 sequence of a character other than NUL at
+// text[at]; 0 when the bytes there are not one (overlong forms, surrogates
+// and numbers past U+10FFFF are not).
+size_t Utf8SequenceLength(std::string_view text, size_t at) {
+  const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
+  const unsigned char lead = byte(at);
+  if (lead < 0x80) return lead == 0 ? 0 : 1;
+  size_t length = 0;
+  char32_t c = 0, minimum = 0;
+  if ((lead & 0xE0) == 0xC0) {
+    length = 2, c = lead & 0x1F, minimum = 0x80;
+  } else if ((lead & 0xF0) == 0xE0) {
+    length = 3, c = lead & 0x0F, minimum = 0x800;
+  } else if ((lead & 0xF8) == 0xF0) {
+    length = 4, c = lead & 0x07, minimum = 0x10000;
+  } else {
+    return 0;
+  }
+  if (text.size() - at < length) return 0;
+  for (size_t k = 1; k < length; ++k) {
+    if ((byte(at + k) & 0xC0) != 0x80) return 0;
+    c = (c << 6) | (byte(at + k) & 0x3F);
+  }
+  if (c < minimum || c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) return 0;
+  return length;
+}
+
 // The text as valid UTF-8 for PostgreSQL: a byte outside a valid sequence
 // becomes the character of its number, a NUL byte is left out. False when
 // anything changed.
 bool AppendPostgresText(std::string_view text, std::string* out) {
   bool exact = true;
   for (size_t i = 0; i < text.size();) {
-    char32_t codePoint = 0;
-    const size_t length = DecodeUTF8(text, i, &codePoint);
-    if (length > 0 && codePoint != 0) {
+    const size_t length = Utf8SequenceLength(text, i);
+    if (length > 0) {
       out->append(text.substr(i, length));
       i += length;
       continue;
     }
     exact = false;
-    if (text[i] != '\0') AppendUTF8(*out, static_cast<unsigned char>(text[i]));
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if (byte >= 0x80) {
+      out->push_back(static_cast<char>(0xC0 | (byte >> 6)));
+      out->push_back(static_cast<char>(0x80 | (byte & 0x3F)));
+    } else if (byte != 0) {
+      out->push_back(static_cast<char>(byte));
+    }
     ++i;
   }
   return exact;
 }
 
-// A text value as a quoted literal for the target.
-bool AppendForeignText(SqlTarget target, const string& value, std::string* out, std::string* why) {
-  const string utf8 = value.Encoding() == kEncodingUTF8 ? value : ConvertEncoding(value, kEncodingUTF8);
+// A text value (UTF-8, as the interface gives it) as a quoted literal for the
+// target, quotes doubled.
+bool AppendForeignText(SqlTarget target, std::string_view value, std::string* out, std::string* why) {
   std::string text;
   bool exact = true;
   if (target == SqlTarget::kPostgres) {
-    exact = AppendPostgresText(utf8.view(), &text);
+    exact = AppendPostgresText(value, &text);
   } else {
-    text = utf8.view();
+    text = value;
     exact = text.find('\0') == std::string::npos;
     std::erase(text, '\0');
   }
   if (!exact) *why = "a text with a NUL byte or bytes that are not UTF-8 loses them";
-  QuoteSqlString(text, 0, out);
+  out->push_back('\'');
+  for (char c : text) {
+    if (c == '\'') out->push_back('\'');
+    out->push_back(c);
+  }
+  out->push_back('\'');
   return exact;
 }
 
@@ -141,7 +177,9 @@ void AppendHex(std::string_view bytes, const char* digits, std::string* out) {
   }
 }
 
-bool AppendForeignDouble(SqlTarget target, double number, std::string* out, std::string* why) {
+// `text` is the number's shortest exact decimal text.
+bool AppendForeignDouble(SqlTarget target, double number, const std::string& text, std::string* out,
+                         std::string* why) {
   const bool postgres = target == SqlTarget::kPostgres;
   if (std::isnan(number)) {
     if (postgres) {
@@ -166,39 +204,37 @@ bool AppendForeignDouble(SqlTarget target, double number, std::string* out, std:
     *why = "sqlite3 stores -0.0 in a real column as 0.0";
     return false;
   }
-  // The dialect's literal of the magnitude: the shortest exact decimal form.
-  if (std::signbit(number)) out->push_back('-');
-  AppendSqlLiteral(ParvexValue::Double(std::fabs(number)), 0, out);
+  out->append(text);
   return true;
 }
 
 }  // namespace
 
-const char* ForeignTypeName(SqlTarget target, ParvexDataType type, bool temporalAsText) {
+const char* ForeignTypeName(SqlTarget target, int type, bool temporalAsText) {
   const bool postgres = target == SqlTarget::kPostgres;
   switch (type) {
-    case kTypeInteger:
+    case PARVEX_TYPE_INTEGER:
       return "integer";
-    case kTypeDouble:
+    case PARVEX_TYPE_DOUBLE:
       return postgres ? "double precision" : "real";
-    case kTypeBoolean:
+    case PARVEX_TYPE_BOOLEAN:
       return "boolean";
-    case kTypeDate:
+    case PARVEX_TYPE_DATE:
       return temporalAsText ? "text" : "date";
-    case kTypeTime:
+    case PARVEX_TYPE_TIME:
       return temporalAsText ? "text" : "time";
-    case kTypeTimestamp:
+    case PARVEX_TYPE_TIMESTAMP:
       return temporalAsText ? "text" : "timestamp";
-    case kTypeBinary:
+    case PARVEX_TYPE_BINARY:
       return postgres ? "bytea" : "blob";
     default:
       return "text";
   }
 }
 
-bool IsIsoTemporalText(ParvexDataType type, std::string_view text) {
-  if (type == kTypeDate) return IsIsoDate(text);
-  if (type == kTypeTime) return IsIsoTime(text);
+bool IsIsoTemporalText(int type, std::string_view text) {
+  if (type == PARVEX_TYPE_DATE) return IsIsoDate(text);
+  if (type == PARVEX_TYPE_TIME) return IsIsoTime(text);
   return text.size() > 11 && text[10] == ' ' && IsIsoDate(text.substr(0, 10)) && IsIsoTime(text.substr(11));
 }
 
@@ -220,35 +256,35 @@ std::string ForeignIdentifier(SqlTarget target, std::string_view name) {
   return quoted + '"';
 }
 
-bool AppendForeignLiteral(SqlTarget target, const ParvexValue& value, std::string* out, std::string* why) {
-  if (value.IsNull()) {
+bool AppendForeignLiteral(SqlTarget target, const DumpValue& value, std::string* out, std::string* why) {
+  if (value.type == PARVEX_TYPE_NULL) {
     out->append("NULL");
     return true;
   }
-  switch (value.Type()) {
-    case kTypeInteger:
-      out->append(FormatInteger(value.RawInteger()));  // -2147483648 too: both read it as a wider number
+  switch (value.type) {
+    case PARVEX_TYPE_INTEGER:
+      out->append(std::to_string(value.integer));  // -2147483648 too: both read it as a wider number
       return true;
-    case kTypeBoolean:
-      out->append(value.RawInteger() ? "TRUE" : "FALSE");
+    case PARVEX_TYPE_BOOLEAN:
+      out->append(value.integer ? "TRUE" : "FALSE");
       return true;
-    case kTypeDouble:
-      return AppendForeignDouble(target, value.RawDouble(), out, why);
-    case kTypeBinary:
+    case PARVEX_TYPE_DOUBLE:
+      return AppendForeignDouble(target, value.number, value.text, out, why);
+    case PARVEX_TYPE_BINARY:
       if (target == SqlTarget::kPostgres) {
         out->append("'\\x");
-        AppendHex(value.RawText().view(), "0123456789abcdef", out);
+        AppendHex(value.text, "0123456789abcdef", out);
       } else {
         out->append("X'");
-        AppendHex(value.RawText().view(), "0123456789ABCDEF", out);
+        AppendHex(value.text, "0123456789ABCDEF", out);
       }
       out->push_back('\'');
       return true;
-    case kTypeString:
-    case kTypeDate:
-    case kTypeTime:
-    case kTypeTimestamp:
-      return AppendForeignText(target, value.RawText(), out, why);
+    case PARVEX_TYPE_STRING:
+    case PARVEX_TYPE_DATE:
+    case PARVEX_TYPE_TIME:
+    case PARVEX_TYPE_TIMESTAMP:
+      return AppendForeignText(target, value.text, out, why);
     default:
       out->append("NULL");  // a value of no type carries nothing
       return true;

@@ -28,29 +28,37 @@
 // reads such bytes. Both count as not exact.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
-#include "core/value.h"
 #include "schema_dump.h"  // SqlTarget
 
 namespace parvex::shell {
 
+// A value as the dump reads it through the public interface.
+struct DumpValue {
+  int type = PARVEX_TYPE_NULL;  // the value's own PARVEX_TYPE_*; NULL for SQL NULL
+  int64_t integer = 0;          // an Integer, or a Boolean as 0 or 1
+  double number = 0;            // a Double
+  std::string text;             // the bytes of a String, Binary, Date, Time or Timestamp; a Double's text
+};
+
 
 // The target's column type for a column of `type`; `temporalAsText` for a
 // Date, Time or Timestamp column holding a value not in ISO form.
-const char* ForeignTypeName(SqlTarget target, ParvexDataType type, bool temporalAsText);
+const char* ForeignTypeName(SqlTarget target, int type, bool temporalAsText);
 
 // True when `text` is the ISO form the target's date, time or timestamp type
 // reads back unchanged (`type` is Date, Time or Timestamp).
-bool IsIsoTemporalText(ParvexDataType type, std::string_view text);
+bool IsIsoTemporalText(int type, std::string_view text);
 
 // `name` as an identifier of the target, quoted when it must be.
 std::string ForeignIdentifier(SqlTarget target, std::string_view name);
 
 // Appends the target's literal of `value`; false when the target cannot hold
 // the value exactly (`why` then says what it stores instead).
-bool AppendForeignLiteral(SqlTarget target, const ParvexValue& value, std::string* out, std::string* why);
+bool AppendForeignLiteral(SqlTarget target, const DumpValue& value, std::string* out, std::string* why);
 
 // The statements a dump for the target starts with (before its BEGIN).
 const char* ForeignDumpPreamble(SqlTarget target);

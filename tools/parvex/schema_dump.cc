@@ -1,21 +1,14 @@
-// Schema statements and the SQL dump. This module still reads the engine's
-// tables directly (rows, values and their literals); its header offers only
-// the public interface's types.
+// Schema statements and the SQL dump, through the public interface: the
+// tables' columns, defaults and indexes from the schema functions, the rows
+// read from each stored table one at a time (parvex_read_table), so that a
+// damaged table still yields the rows before the damage.
 #include "schema_dump.h"
 
 #include <algorithm>
 #include <set>
 
-#include "db/database.h"
-#include "embed/handles.h"
 #include "foreign_sql.h"
-#include "platform/text_encoding.h"
 #include "progress.h"
-#include "query/sql_literal.h"
-#include "sql/binder.h"
-#include "sql/sql_dialect.h"
-#include "storage/index.h"
-#include "storage/trans.h"
 
 namespace parvex::shell {
 namespace {
@@ -26,41 +19,80 @@ constexpr size_t kPostgresRowsPerInsert = 100;
 // How many places of inexact values a report names.
 constexpr size_t kInexactPlacesShown = 5;
 
-// Column names of an index, in key order; false when a column is missing.
-bool IndexColumnNames(const ParvexTrans& table, const string& indexName, std::vector<std::string>* names) {
-  const ParvexIndex* index = table.FindIndex(indexName);
-  if (index == nullptr) return false;
-  for (uint32_t id : index->GetColumnIDs()) {
-    const ParvexColumnInfo* column = table.Column(table.ColumnIndexOfID(static_cast<long>(id)));
-    if (column == nullptr) return false;
-    names->push_back(column->name.str());
-  }
-  return true;
-}
-
 struct IndexColumns {
   std::string name;
   std::vector<std::string> columns;
 };
 
-// The indexes of `table` with their columns. An index over a column that was
-// dropped since can't be written and is left out.
-std::vector<IndexColumns> IndexesOf(const ParvexTable& table) {
+struct ColumnInfo {
+  std::string name;
+  int type = PARVEX_TYPE_NULL;
+  DumpValue defaultValue;  // NULL when the column has none
+};
+
+// What the dump writes of a table besides its rows.
+struct TableInfo {
+  std::string name;
+  std::vector<ColumnInfo> columns;  // the user columns, in order
   std::vector<IndexColumns> indexes;
-  const auto* stored = dynamic_cast<const ParvexTrans*>(&table);
-  SimpleVector<string> indexNames;
-  table.GetIndexNames(&indexNames);
-  for (const string& indexName : indexNames) {
-    IndexColumns index{indexName.str(), {}};
-    if (stored == nullptr || !IndexColumnNames(*stored, indexName, &index.columns) || index.columns.empty()) continue;
-    indexes.push_back(std::move(index));
+};
+
+// The value of `column` of the statement's current row.
+DumpValue ValueOf(const Statement& row, int column) {
+  DumpValue value;
+  value.type = row.ValueType(column);
+  switch (value.type) {
+    case PARVEX_TYPE_NULL:
+      break;
+    case PARVEX_TYPE_INTEGER:
+    case PARVEX_TYPE_BOOLEAN:
+      value.integer = row.Int(column);
+      break;
+    case PARVEX_TYPE_DOUBLE: {
+      value.number = row.Double(column);
+      // The literal of a negative or non-finite Double is its text in quotes.
+      value.text = row.Literal(column);
+      if (value.text.size() >= 2 && value.text.front() == '\'') value.text = value.text.substr(1, value.text.size() - 2);
+      break;
+    }
+    default:
+      value.text = row.Text(column).value_or("");
   }
-  return indexes;
+  return value;
+}
+
+// The table's columns, defaults and indexes. An index over a column that was
+// dropped since can't be written and is left out.
+TableInfo Describe(Database& db, const std::string& name) {
+  TableInfo table{name, {}, {}};
+  parvex_db* h = db.handle();
+  const int columns = parvex_table_column_count(h, name.c_str());
+  Statement defaults = db.ReadTable(name, PARVEX_READ_DEFAULTS);
+  const bool haveDefaults = defaults.Step();
+  for (int c = 0; c < columns; ++c) {
+    const char* columnName = parvex_table_column_name(h, name.c_str(), c);
+    ColumnInfo column{columnName ? columnName : "", parvex_table_column_type(h, name.c_str(), c), {}};
+    if (haveDefaults) column.defaultValue = ValueOf(defaults, c + 1);  // after _rowid
+    table.columns.push_back(std::move(column));
+  }
+  const int indexes = parvex_index_count(h, name.c_str());
+  for (int i = 0; i < indexes; ++i) {
+    IndexColumns index{parvex_index_name(h, name.c_str(), i), {}};
+    const int count = parvex_index_column_count(h, name.c_str(), i);
+    bool whole = count > 0;
+    for (int k = 0; k < count && whole; ++k) {
+      const char* columnName = parvex_index_column_name(h, name.c_str(), i, k);
+      if (columnName == nullptr) whole = false;
+      if (whole) index.columns.emplace_back(columnName);
+    }
+    if (whole) table.indexes.push_back(std::move(index));
+  }
+  return table;
 }
 
 std::string Lower(std::string_view name) {
   std::string lower(name);
-  for (char& c : lower) c = AsciiToLower(c);
+  for (char& c : lower) c = (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
   return lower;
 }
 
@@ -75,12 +107,12 @@ void CountInexact(DumpReport* report, std::string place) {
 // the tables).
 class ForeignSchema {
  public:
-  ForeignSchema(const DumpOptions& options, const std::vector<const ParvexTable*>& tables) : mOptions(options) {
-    for (const ParvexTable* table : tables) {
-      mUsedNames.insert(Lower(table->name.view()));
+  ForeignSchema(const DumpOptions& options, const std::vector<TableInfo>& tables) : mOptions(options) {
+    for (const TableInfo& table : tables) {
+      mUsedNames.insert(Lower(table.name));
       // PostgreSQL names the index of a primary key TABLE_pkey.
       if (options.rowIDs && options.target == SqlTarget::kPostgres) {
-        mUsedNames.insert(Lower(table->name.str() + "_pkey"));
+        mUsedNames.insert(Lower(table.name + "_pkey"));
       }
     }
   }
@@ -88,24 +120,23 @@ class ForeignSchema {
   // Finds the date and time columns of `table` that hold a value the target's
   // type would refuse or change: those are written as text. False when `stop`
   // asked to stop.
-  bool ChooseColumnTypes(const ParvexTable& table, const std::function<bool()>& stop, DumpReport* report) {
-    mTemporalAsText.assign(static_cast<size_t>(std::max(table.QtyColumns(), 1L)), false);
-    auto refused = [](ParvexDataType type, const ParvexValue& value) {
-      return !value.IsNull() && (value.Type() != type || !IsIsoTemporalText(type, value.RawText().view()));
+  bool ChooseColumnTypes(Database& db, const TableInfo& table, const std::function<bool()>& stop,
+                         DumpReport* report) {
+    mTemporalAsText.assign(table.columns.size(), false);
+    auto refused = [](int type, const DumpValue& value) {
+      return value.type != PARVEX_TYPE_NULL && (value.type != type || !IsIsoTemporalText(type, value.text));
     };
-    auto writeAsText = [&](long c, const std::string& why) {
-      mTemporalAsText[static_cast<size_t>(c)] = true;
-      const ParvexColumnInfo* column = table.Column(c);
-      report->textColumns.push_back(table.name.str() + "." + column->name.str() + " is written as text (" + why +
-                                    " is not an ISO " + Lower(TypeName(column->Type())) + ")");
+    auto writeAsText = [&](size_t c, const std::string& why) {
+      mTemporalAsText[c] = true;
+      const ColumnInfo& column = table.columns[c];
+      report->textColumns.push_back(table.name + "." + column.name + " is written as text (" + why +
+                                    " is not an ISO " + Lower(parvex_type_name(column.type)) + ")");
     };
-    std::vector<long> undecided;  // date and time columns with only ISO values so far
-    for (long c = 1; c < table.QtyColumns(); ++c) {
-      const ParvexColumnInfo* column = table.Column(c);
-      if (column == nullptr) continue;
-      const ParvexDataType type = column->Type();
-      if (type != kTypeDate && type != kTypeTime && type != kTypeTimestamp) continue;
-      if (refused(type, column->defaultValue)) {
+    std::vector<size_t> undecided;  // date and time columns with only ISO values so far
+    for (size_t c = 0; c < table.columns.size(); ++c) {
+      const int type = table.columns[c].type;
+      if (type != PARVEX_TYPE_DATE && type != PARVEX_TYPE_TIME && type != PARVEX_TYPE_TIMESTAMP) continue;
+      if (refused(type, table.columns[c].defaultValue)) {
         writeAsText(c, "its default");
       } else {
         undecided.push_back(c);
@@ -113,46 +144,44 @@ class ForeignSchema {
     }
     if (undecided.empty()) return true;
     // One pass over the rows, until every column has a value that isn't ISO.
-    SimpleVector<RowID> rows;
-    table.GetRowIDs(&rows);
-    ParvexValue value;
-    for (size_t i = 0; i < rows.size() && !undecided.empty(); ++i) {
+    // A damaged table ends the pass where its rows end.
+    Statement rows = db.ReadTable(table.name);
+    while (!undecided.empty() && rows.Step()) {
       if (stop && stop()) return false;
-      std::erase_if(undecided, [&](long c) {
-        if (!table.GetValue(rows[i], c, &value) || !refused(table.Column(c)->Type(), value)) return false;
-        writeAsText(c, "row " + std::to_string(rows[i]));
+      std::erase_if(undecided, [&](size_t c) {
+        if (!refused(table.columns[c].type, ValueOf(rows, static_cast<int>(c) + 1))) return false;
+        writeAsText(c, "row " + std::to_string(rows.Int(0)));
         return true;
       });
     }
     return true;
   }
 
-  std::string CreateTable(const ParvexTable& table, DumpReport* report) const {
-    std::string sql = "CREATE TABLE " + ForeignIdentifier(mOptions.target, table.name.view()) + " (";
+  std::string CreateTable(const TableInfo& table, DumpReport* report) const {
+    std::string sql = "CREATE TABLE " + ForeignIdentifier(mOptions.target, table.name) + " (";
     if (mOptions.rowIDs) sql += mOptions.target == SqlTarget::kPostgres ? "_rowid bigint" : "_rowid integer";
     if (mOptions.rowIDs) sql += " PRIMARY KEY";
-    for (long c = 1; c < table.QtyColumns(); ++c) {
-      const ParvexColumnInfo* column = table.Column(c);
-      if (column == nullptr) continue;
-      if (c > 1 || mOptions.rowIDs) sql += ", ";
-      sql += ForeignIdentifier(mOptions.target, column->name.view());
+    for (size_t c = 0; c < table.columns.size(); ++c) {
+      const ColumnInfo& column = table.columns[c];
+      if (c > 0 || mOptions.rowIDs) sql += ", ";
+      sql += ForeignIdentifier(mOptions.target, column.name);
       sql += ' ';
-      sql += ForeignTypeName(mOptions.target, column->Type(), mTemporalAsText[static_cast<size_t>(c)]);
-      if (!column->defaultValue.IsNull()) {
+      sql += ForeignTypeName(mOptions.target, column.type, mTemporalAsText[c]);
+      if (column.defaultValue.type != PARVEX_TYPE_NULL) {
         sql += " DEFAULT ";
         std::string why;
-        if (!AppendForeignLiteral(mOptions.target, column->defaultValue, &sql, &why)) {
-          CountInexact(report, "the default of " + table.name.str() + "." + column->name.str() + ": " + why);
+        if (!AppendForeignLiteral(mOptions.target, column.defaultValue, &sql, &why)) {
+          CountInexact(report, "the default of " + table.name + "." + column.name + ": " + why);
         }
       }
     }
     return sql + ");";
   }
 
-  std::vector<std::string> CreateIndexes(const ParvexTable& table) {
+  std::vector<std::string> CreateIndexes(const TableInfo& table) {
     std::vector<std::string> statements;
-    const std::string tableName = ForeignIdentifier(mOptions.target, table.name.view());
-    for (const IndexColumns& index : IndexesOf(table)) {
+    const std::string tableName = ForeignIdentifier(mOptions.target, table.name);
+    for (const IndexColumns& index : table.indexes) {
       std::string sql = "CREATE INDEX " + ForeignIdentifier(mOptions.target, FreeName(table, index.name)) + " ON " +
                         tableName + " (";
       for (size_t i = 0; i < index.columns.size(); ++i) {
@@ -166,9 +195,9 @@ class ForeignSchema {
  private:
   // `name`, or TABLE_name (then _2, _3, ...) when a table or an earlier
   // index has it.
-  std::string FreeName(const ParvexTable& table, const std::string& name) {
+  std::string FreeName(const TableInfo& table, const std::string& name) {
     std::string candidate = name;
-    if (mUsedNames.count(Lower(candidate))) candidate = table.name.str() + "_" + name;
+    if (mUsedNames.count(Lower(candidate))) candidate = table.name + "_" + name;
     const std::string base = candidate;
     for (int n = 2; mUsedNames.count(Lower(candidate)); ++n) candidate = base + "_" + std::to_string(n);
     mUsedNames.insert(Lower(candidate));
@@ -177,22 +206,16 @@ class ForeignSchema {
 
   const DumpOptions& mOptions;
   std::set<std::string> mUsedNames;  // in lower case: unquoted names differ by more than case
-  std::vector<bool> mTemporalAsText;  // by column index, for the current table
+  std::vector<bool> mTemporalAsText;  // by user column, for the current table
 };
 
-}  // namespace
-
-std::string CreateTableSql(const ParvexTable& table, bool* inexact) {
-  std::string sql = "CREATE TABLE ";
-  sql += table.name.view();
-  sql += " (";
-  for (long c = 1; c < table.QtyColumns(); ++c) {
-    const ParvexColumnInfo* column = table.Column(c);
-    if (column == nullptr) continue;
-    if (c > 1) sql += ", ";
-    sql += column->name.view();
+std::string CreateTableSql(const TableInfo& table, bool* inexact) {
+  std::string sql = "CREATE TABLE " + table.name + " (";
+  for (size_t c = 0; c < table.columns.size(); ++c) {
+    if (c > 0) sql += ", ";
+    sql += table.columns[c].name;
     sql += ' ';
-    const char* type = TypeName(column->Type());
+    const char* type = parvex_type_name(table.columns[c].type);
     if (type == nullptr) {
       type = "String";
       *inexact = true;
@@ -203,87 +226,86 @@ std::string CreateTableSql(const ParvexTable& table, bool* inexact) {
   return sql;
 }
 
-std::vector<std::string> CreateIndexSql(const ParvexTable& table) {
+std::vector<std::string> CreateIndexSql(const TableInfo& table) {
   std::vector<std::string> statements;
-  for (const IndexColumns& index : IndexesOf(table)) {
-    std::string sql = "CREATE INDEX " + index.name + " ON " + table.name.str() + " (";
+  for (const IndexColumns& index : table.indexes) {
+    std::string sql = "CREATE INDEX " + index.name + " ON " + table.name + " (";
     for (size_t i = 0; i < index.columns.size(); ++i) sql += (i ? ", " : "") + index.columns[i];
     statements.push_back(sql + ");");
   }
   return statements;
 }
 
-namespace {
-
-Status DamageOf(const ParvexTable& table) {
-  const ParvexStatus status = table.DamageStatus();
-  return Status{false, status.Code(), status.Description().str()};
+// The rows of the table, for the progress bar; 0 when they can't be counted.
+uint64_t RowCount(Database& db, const std::string& table) {
+  Statement count = db.Prepare("SELECT COUNT(*) FROM " + table);
+  return count.valid() && count.Step() ? static_cast<uint64_t>(count.Int(0)) : 0;
 }
 
 }  // namespace
 
-void WriteDump(const std::vector<const ParvexTable*>& tables, const DumpOptions& options, std::ostream& out,
+void WriteDump(Database& db, const std::vector<std::string>& names, const DumpOptions& options, std::ostream& out,
                const std::function<bool()>& stop, bool showProgress, DumpReport* report) {
   const bool foreign = options.target != SqlTarget::kParvex;
   // psql sends each statement on its own and waits for the answer: many rows
   // per INSERT load several times faster. sqlite3 and the shell gain nothing.
   const size_t rowsPerInsert = options.target == SqlTarget::kPostgres ? kPostgresRowsPerInsert : 1;
+  std::vector<TableInfo> tables;
   uint64_t total = 0;
-  for (const ParvexTable* table : tables) total += static_cast<uint64_t>(table->QtyRows());
+  for (const std::string& name : names) {
+    if (parvex_table_column_count(db.handle(), name.c_str()) < 0) continue;
+    tables.push_back(Describe(db, name));
+    if (showProgress) total += RowCount(db, name);
+  }
   ProgressBar progress("Dumping", total, showProgress);
   ForeignSchema schema(options, tables);
-  auto name = [&](std::string_view text) {
+  auto quoted = [&](std::string_view text) {
     return foreign ? ForeignIdentifier(options.target, text) : std::string(text);
   };
 
   if (foreign) out << ForeignDumpPreamble(options.target);
   out << (options.target == SqlTarget::kPostgres ? "BEGIN;\n" : "BEGIN TRANSACTION;\n");
-  SimpleVector<RowID> rows;
   std::string line, why;
-  for (const ParvexTable* table : tables) {
+  for (const TableInfo& table : tables) {
     if (foreign) {
-      if (!schema.ChooseColumnTypes(*table, stop, report)) {
+      if (!schema.ChooseColumnTypes(db, table, stop, report)) {
         report->interrupted = true;
         return;
       }
-      out << schema.CreateTable(*table, report) << '\n';
+      out << schema.CreateTable(table, report) << '\n';
     } else {
       bool inexactType = false;
-      out << CreateTableSql(*table, &inexactType) << '\n';
-      if (inexactType) CountInexact(report, "a column type of " + table->name.str());
+      out << CreateTableSql(table, &inexactType) << '\n';
+      if (inexactType) CountInexact(report, "a column type of " + table.name);
     }
     // "INSERT INTO T (_rowid, a, b) VALUES (" is the same for every row.
-    std::string head = "INSERT INTO " + name(table->name.view()) + " (";
+    std::string head = "INSERT INTO " + quoted(table.name) + " (";
     std::string columns = options.rowIDs ? "_rowid" : "";
-    for (long c = 1; c < table->QtyColumns(); ++c) {
-      columns += (columns.empty() ? "" : ", ") + name(table->Column(c)->name.view());
-    }
+    for (const ColumnInfo& column : table.columns) columns += (columns.empty() ? "" : ", ") + quoted(column.name);
     head += columns + ") VALUES (";
-    table->GetRowIDs(&rows);
+    Statement rows = db.ReadTable(table.name);
     size_t inStatement = 0;  // rows written of the current INSERT
-    for (RowID row : rows) {
+    while (rows.Step()) {
       if (stop && stop()) {
         report->interrupted = true;
         return;  // no COMMIT: reading a cut dump changes nothing
       }
       line = inStatement == 0 ? head : ",\n(";
-      if (options.rowIDs) line += std::to_string(row);
-      for (long c = 1; c < table->QtyColumns(); ++c) {
-        ParvexValue value;
-        if (!table->GetValue(row, c, &value)) value.SetNull();
-        if (c > 1 || options.rowIDs) line += ", ";
+      const std::string rowID = std::to_string(rows.Int(0));
+      if (options.rowIDs) line += rowID;
+      for (size_t c = 0; c < table.columns.size(); ++c) {
+        const int column = static_cast<int>(c) + 1;  // after _rowid
+        if (c > 0 || options.rowIDs) line += ", ";
         why.clear();
-        if (foreign ? AppendForeignLiteral(options.target, value, &line, &why) : AppendSqlLiteral(value, 0, &line)) {
-          continue;
+        bool exact = true;
+        if (foreign) {
+          exact = AppendForeignLiteral(options.target, ValueOf(rows, column), &line, &why);
+        } else {
+          line += rows.Literal(column, &exact);
         }
-        CountInexact(report, table->name.str() + "." + table->Column(c)->name.str() + " of row " +
-                                 std::to_string(row) + (why.empty() ? "" : ": " + why));
-      }
-      // A damaged table reads as empty: the dump stops before a row it
-      // could not read, and without the COMMIT that would make it look whole.
-      if (table->IsDamaged()) {
-        report->damaged = DamageOf(*table);
-        return;
+        if (exact) continue;
+        CountInexact(report, table.name + "." + table.columns[c].name + " of row " + rowID +
+                                 (why.empty() ? "" : ": " + why));
       }
       line += ')';
       if (++inStatement == rowsPerInsert) {
@@ -293,26 +315,18 @@ void WriteDump(const std::vector<const ParvexTable*>& tables, const DumpOptions&
       out << line;
       progress.Update(++report->rows);
     }
-    if (inStatement > 0) out << ";\n";
-    if (table->IsDamaged()) {
-      report->damaged = DamageOf(*table);
+    // A damaged table ends its read before a row it could not read, and the
+    // dump stops without the COMMIT that would make it look whole.
+    if (!rows.status()) {
+      report->damaged = rows.status();
       return;
     }
-    for (const std::string& index : foreign ? schema.CreateIndexes(*table) : CreateIndexSql(*table)) {
+    if (inStatement > 0) out << ";\n";
+    for (const std::string& index : foreign ? schema.CreateIndexes(table) : CreateIndexSql(table)) {
       out << index << '\n';
     }
   }
   out << "COMMIT;\n";
-}
-
-void WriteDump(const Database& db, const std::vector<std::string>& names, const DumpOptions& options,
-               std::ostream& out, const std::function<bool()>& stop, bool showProgress, DumpReport* report) {
-  const ParvexDatabase& engine = *db.handle()->database;
-  std::vector<const ParvexTable*> tables;
-  for (const std::string& name : names) {
-    if (const ParvexTable* table = engine.FindTable(string(name, kEncodingUTF8))) tables.push_back(table);
-  }
-  WriteDump(tables, options, out, stop, showProgress, report);
 }
 
 }  // namespace parvex::shell

@@ -8,7 +8,7 @@
 // CREATE INDEX statements, and COMMIT at the end. Reading the dump into a new
 // database with the shell gives the same tables, rows, row IDs and indexes, in
 // one transaction. Values are written as the dialect's literals
-// (query/sql_literal.h); those without an exact one are written as the
+// (parvex_column_literal); those without an exact one are written as the
 // closest text and counted as inexact.
 //
 // For PostgreSQL and sqlite3 (see foreign_sql.h) the dump names the types,
@@ -51,7 +51,7 @@ struct DumpReport {
 // `out`; `stop` is asked between rows. With `showProgress` a progress bar runs
 // on standard error (when it is a terminal). A damaged table ends the dump
 // before its COMMIT.
-void WriteDump(const Database& db, const std::vector<std::string>& tables, const DumpOptions& options, std::ostream& out,
+void WriteDump(Database& db, const std::vector<std::string>& tables, const DumpOptions& options, std::ostream& out,
                const std::function<bool()>& stop, bool showProgress, DumpReport* report);
 
 }  // namespace parvex::shell
