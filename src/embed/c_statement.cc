@@ -7,6 +7,7 @@
 
 #include "embed/handles.h"
 #include "parvex/parvex.h"
+#include "platform/text_encoding.h"
 #include "query/sql_literal.h"
 #include "sql/binder.h"
 #include "sql/syntax_statements.h"
@@ -74,8 +75,12 @@ const ParvexValue& Cell(parvex_stmt* stmt, int column) {
 }
 
 // The engine's own text of a value (as a String column would store it),
-// without the keyword of a date or time.
-std::string TextOf(const ParvexValue& value) { return value.GetSaveString().str(); }
+// without the keyword of a date or time; UTF-8 unless it is a Binary's bytes.
+std::string TextOf(const ParvexValue& value) {
+  const string text = value.GetSaveString();
+  if (!IsTextType(value.Type()) || value.Type() == kTypeBinary || text.Encoding() == kEncodingUTF8) return text.str();
+  return ConvertEncoding(text, kEncodingUTF8).str();
+}
 
 // Ends the reading of a result.
 void EndRows(parvex_stmt* stmt) {
