@@ -62,22 +62,29 @@ std::string NameOf(long id) {
   return name;
 }
 
-std::vector<std::string> LoadStatements(long rows) {
-  std::vector<std::string> sql;
-  sql.push_back("CREATE TABLE t (id Integer, name String, grp Integer, val Integer, ref Integer)");
-  sql.push_back("CREATE TABLE u (id Integer, label String)");
-  sql.push_back("CREATE INDEX tid ON t (id)");
-  const long small = std::max(1L, rows / 10);
-  for (long id = 1; id <= rows; ++id) {
-    sql.push_back("INSERT INTO t VALUES (" + std::to_string(id) + ", '" + NameOf(id) + "', " +
-                  std::to_string(id % 100) + ", " + std::to_string(id % 1000) + ", " +
-                  std::to_string(id % small + 1) + ")");
+// The load's statements, made one at a time (a list of them all would count
+// in both engines' peak memory): the schema, then t's rows, then u's.
+class LoadStatements {
+ public:
+  explicit LoadStatements(long rows) : mRows(rows), mSmall(std::max(1L, rows / 10)) {}
+  long Count() const { return 3 + mRows + mSmall; }
+  std::string operator[](long i) const {
+    if (i == 0) return "CREATE TABLE t (id Integer, name String, grp Integer, val Integer, ref Integer)";
+    if (i == 1) return "CREATE TABLE u (id Integer, label String)";
+    if (i == 2) return "CREATE INDEX tid ON t (id)";
+    long id = i - 2;
+    if (id <= mRows) {
+      return "INSERT INTO t VALUES (" + std::to_string(id) + ", '" + NameOf(id) + "', " + std::to_string(id % 100) +
+             ", " + std::to_string(id % 1000) + ", " + std::to_string(id % mSmall + 1) + ")";
+    }
+    id -= mRows;
+    return "INSERT INTO u VALUES (" + std::to_string(id) + ", 'label" + std::to_string(id) + "')";
   }
-  for (long id = 1; id <= small; ++id) {
-    sql.push_back("INSERT INTO u VALUES (" + std::to_string(id) + ", 'label" + std::to_string(id) + "')");
-  }
-  return sql;
-}
+
+ private:
+  long mRows;
+  long mSmall;
+};
 
 long LookupID(int i, long rows) { return 1 + (static_cast<long>(i) * 7919) % rows; }
 
@@ -218,7 +225,8 @@ Outcome RunWorkload(Engine& engine, const std::string& workload, const std::stri
   long count = 0;
   if (load) {
     engine.Begin();
-    for (const std::string& sql : LoadStatements(rows)) engine.Execute(sql);
+    const LoadStatements statements(rows);
+    for (long i = 0; i < statements.Count(); ++i) engine.Execute(statements[i]);
     engine.Commit();
   } else if (workload == "like") {
     for (const char* pattern : kLikePatterns) {

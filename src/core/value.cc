@@ -79,6 +79,13 @@ void ParvexValue::SetText(ParvexDataType type, const string& text) {
   mNull = false;
 }
 
+void ParvexValue::AssignText(ParvexDataType type, std::string_view bytes, uint32_t encoding) {
+  mDouble = 0.0;
+  mText.Assign(bytes, encoding);
+  mType = type;
+  mNull = false;
+}
+
 void ParvexValue::SetNull(ParvexDataType type) {
   ClearPayload();
   mType = type;

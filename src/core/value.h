@@ -51,6 +51,8 @@ class ParvexValue {
   void SetBoolean(bool value);
   void SetDouble(double value);
   void SetText(ParvexDataType type, const string& text);
+  // SetText from bytes, reusing this value's text buffer when it is not shared.
+  void AssignText(ParvexDataType type, std::string_view bytes, uint32_t encoding);
   void SetNull(ParvexDataType type = kTypeNone);
 
   // The raw payloads, whatever the type says.

@@ -34,8 +34,17 @@ uint64_t FoldedPrefix(std::string_view text) {
 // ---------------------------------------------------------------------------
 // TempRowSorter
 
+namespace {
+
+// The text reading of a value read in place: its stored bytes for String
+// and Binary, else nothing (the reading has to be formatted).
+bool StoredText(const EncodedValue& e) { return !e.null && (e.type == kTypeString || e.type == kTypeBinary); }
+
+}  // namespace
+
 TempRowSorter::TempRowSorter(const ParvexTempTable& table, const SimpleVector<long>& keyColumns,
-                             const SimpleVector<long>& keyDirections) {
+                             const SimpleVector<long>& keyDirections)
+    : mTable(table) {
   const size_t keys = std::min(keyColumns.size(), keyDirections.size());
   const size_t rows = table.mRows.size();
   mKeys.resize(keys);
@@ -43,9 +52,6 @@ TempRowSorter::TempRowSorter(const ParvexTempTable& table, const SimpleVector<lo
     columns.push_back(keyColumns[k]);
     directions.push_back(keyDirections[k]);
     KeyReadings& readings = mKeys[k];
-    readings.isInteger.resize(rows);
-    readings.integers.resize(rows);
-    bool allIntegers = true;
     // The key value of row r, read in place (false when the row is short).
     auto readKey = [&](size_t r, EncodedValue* e) {
       const ParvexTempTable::RowHandle& row = table.mRows[r];
@@ -55,42 +61,62 @@ TempRowSorter::TempRowSorter(const ParvexTempTable& table, const SimpleVector<lo
       return true;
     };
     EncodedValue e;
-    for (size_t r = 0; r < rows; ++r) {
-      const ParvexValue value = readKey(r, &e) ? DecodeValue(e) : kMissingValue;
-      readings.isInteger[r] = value.Type() == kTypeInteger;
-      readings.integers[r] = value.GetInteger();
-      allIntegers = allIntegers && readings.isInteger[r];
-    }
-    // Text readings are needed only when some row compares by text.
-    if (allIntegers) continue;
-    readings.texts.resize(rows);
-    readings.prefixes.resize(rows);
+    bool allStored = true;  // every text reading is the stored bytes
     for (size_t r = 0; r < rows; ++r) {
       const bool present = readKey(r, &e);
-      if (present && !e.null && (e.type == kTypeString || e.type == kTypeBinary)) {
-        readings.texts[r] = e.text;  // GetString is the stored text
+      // (DecodeValue keeps a NULL's type: a NULL Integer compares as one.)
+      const bool integer = present && e.type == kTypeInteger;
+      readings.anyInteger = readings.anyInteger || integer;
+      readings.anyText = readings.anyText || !integer;
+      allStored = allStored && present && StoredText(e);
+    }
+    if (readings.anyInteger && readings.anyText) readings.isInteger.resize(rows);
+    if (readings.anyInteger) readings.integers.resize(rows);
+    if (readings.anyText) readings.prefixes.resize(rows);
+    if (readings.anyText && !allStored) readings.texts.resize(rows);
+    for (size_t r = 0; r < rows; ++r) {
+      const bool present = readKey(r, &e);
+      // Stored texts are decoded only where their integer reading is needed.
+      const bool decode = !present || !StoredText(e) || readings.anyInteger;
+      const ParvexValue value = !present ? kMissingValue : (decode ? DecodeValue(e) : ParvexValue());
+      if (!readings.isInteger.empty()) readings.isInteger[r] = present && e.type == kTypeInteger ? 1 : 0;
+      if (readings.anyInteger) readings.integers[r] = value.GetInteger();
+      if (!readings.anyText) continue;
+      std::string_view text;
+      if (present && StoredText(e)) {
+        text = e.text;  // GetString is the stored text
       } else {
-        const ParvexValue value = present ? DecodeValue(e) : kMissingValue;
         readings.owned.push_back(value.GetString().str());
-        readings.texts[r] = readings.owned.back();
+        text = readings.owned.back();
       }
-      readings.prefixes[r] = FoldedPrefix(readings.texts[r]);
+      if (!readings.texts.empty()) readings.texts[r] = text;
+      readings.prefixes[r] = FoldedPrefix(text);
     }
   }
+}
+
+std::string_view TempRowSorter::TextOf(size_t key, size_t row) const {
+  const KeyReadings& readings = mKeys[key];
+  if (!readings.texts.empty()) return readings.texts[row];
+  // Every reading is a stored text here.
+  const ParvexTempTable::RowHandle& handle = mTable.mRows[row];
+  size_t at = 0;
+  if (!mTable.SeekValue(handle, columns[key], &at)) return {};
+  return ReadEncodedValue(mTable.RowBytes(handle), &at).text;
 }
 
 long TempRowSorter::Compare(size_t a, size_t b) const {
   for (size_t k = 0; k < mKeys.size(); ++k) {
     const KeyReadings& readings = mKeys[k];
     int order;
-    if (readings.isInteger[a]) {
+    if (IsInteger(readings, a)) {
       const int32_t x = readings.integers[a];
       const int32_t y = readings.integers[b];
       order = x < y ? -1 : (x > y ? 1 : 0);
     } else if (readings.prefixes[a] != readings.prefixes[b]) {
       order = readings.prefixes[a] < readings.prefixes[b] ? -1 : 1;
     } else {
-      order = CompareNoCase(readings.texts[a], readings.texts[b]);
+      order = CompareNoCase(TextOf(k, a), TextOf(k, b));
     }
     if (order < 0) return -directions[k];
     if (order > 0) return directions[k];
@@ -225,10 +251,21 @@ void ParvexTempTable::Sort(const SimpleVector<long>& keyColumns,
   // an introsort is not guaranteed to.
   std::stable_sort(order.begin(), order.end(),
                    [&sorter](uint32_t a, uint32_t b) { return sorter.Compare(a, b) < 0; });
-  std::vector<RowHandle> sorted;
-  sorted.reserve(mRows.size());
-  for (uint32_t position : order) sorted.push_back(mRows[position]);
-  mRows.swap(sorted);
+  // Put the rows in that order in place, one cycle of the permutation at a
+  // time (order[i] = i marks a place that is done).
+  for (size_t start = 0; start < order.size(); ++start) {
+    if (order[start] == start) continue;
+    const RowHandle first = mRows[start];
+    size_t place = start;
+    while (order[place] != start) {
+      const size_t from = order[place];
+      mRows[place] = mRows[from];
+      order[place] = static_cast<uint32_t>(place);
+      place = from;
+    }
+    mRows[place] = first;
+    order[place] = static_cast<uint32_t>(place);
+  }
 }
 
 }  // namespace parvex

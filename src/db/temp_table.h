@@ -54,14 +54,24 @@ class TempRowSorter {
 
  private:
   struct KeyReadings {
-    std::vector<uint8_t> isInteger;   // per row: the value's type is Integer
-    std::vector<int32_t> integers;    // per row: GetInteger
-    // Per row, when some row compares by text (else empty): GetString, and
-    // its first eight bytes folded to lower case, big-endian, zero-padded.
-    std::vector<std::string_view> texts;
+    bool anyInteger = false;          // some row compares by its integer reading
+    bool anyText = false;             // some row compares by its text reading
+    std::vector<uint8_t> isInteger;   // per row, only when both kinds occur
+    std::vector<int32_t> integers;    // per row, only when some row is an Integer
+    // Per row, when some row compares by text: the first eight bytes of
+    // GetString folded to lower case, big-endian, zero-padded.
     std::vector<uint64_t> prefixes;
+    // Per row, only when some reading is not the stored bytes (else the
+    // text is read from the table again when two prefixes are equal).
+    std::vector<std::string_view> texts;
     std::deque<std::string> owned;  // readings that are not stored bytes
   };
+  bool IsInteger(const KeyReadings& readings, size_t row) const {
+    return readings.isInteger.empty() ? !readings.anyText : readings.isInteger[row] != 0;
+  }
+  std::string_view TextOf(size_t key, size_t row) const;
+
+  const ParvexTempTable& mTable;
   std::vector<KeyReadings> mKeys;
 };
 

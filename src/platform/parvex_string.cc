@@ -14,7 +14,7 @@ inline unsigned char FoldAscii(unsigned char c) {
 
 std::shared_ptr<const std::string> MakeBytes(std::string_view text) {
   if (text.empty()) return nullptr;
-  return std::make_shared<const std::string>(text);
+  return std::make_shared<std::string>(text);  // not const: Assign may reuse it
 }
 
 }  // namespace
@@ -28,6 +28,17 @@ int CompareNoCase(std::string_view a, std::string_view b) {
   }
   if (a.size() == b.size()) return 0;
   return a.size() < b.size() ? -1 : 1;
+}
+
+void string::Assign(std::string_view bytes, uint32_t encoding) {
+  mEncoding = encoding;
+  if (mBytes && !bytes.empty() && mBytes.use_count() == 1) {
+    // Sole owner of bytes made by MakeBytes (a non-const object): no other
+    // string can see the change.
+    const_cast<std::string&>(*mBytes).assign(bytes);
+    return;
+  }
+  mBytes = MakeBytes(bytes);
 }
 
 string::string(const char* text, uint32_t encoding)

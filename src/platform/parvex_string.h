@@ -40,6 +40,10 @@ class string {
   unsigned char operator[](size_t i) const { return static_cast<unsigned char>(data()[i]); }
 
   uint32_t Encoding() const { return mEncoding; }
+  // Replaces the bytes and the encoding. Bytes no other string shares are
+  // overwritten in place, so a string refilled over and over (a value read
+  // row after row) does not allocate each time.
+  void Assign(std::string_view bytes, uint32_t encoding);
   // The same bytes under another encoding code (no conversion of the bytes).
   string WithEncoding(uint32_t encoding) const;
 

@@ -19,9 +19,6 @@ namespace parvex {
 namespace {
 
 constexpr int64_t kMaxFileLength = std::numeric_limits<int32_t>::max();
-// A value needs at least a one-byte column ID, its type byte and a one-byte
-// encoding (Boolean); a count above body / kMinValueSize cannot be right.
-constexpr uint32_t kMinValueSize = 3;
 // Map pairs are written in batches of this many.
 constexpr size_t kMapWriteBatch = 8192;
 // Body buffers larger than this are given back after use.
@@ -44,36 +41,6 @@ void StartScratch(FileHandle* scratch, const RandomAccessMechanism& like) {
 }
 
 uint32_t CountedSize(uint32_t v) { return v <= kCountedStep ? 1 : 1 + (v - 1) / kCountedStep; }
-
-bool WriteCounted(RandomAccessMechanism* out, uint32_t v) {
-  while (v > kCountedStep) {
-    if (!out->WriteByte(kCountedRunByte)) return false;
-    v -= kCountedStep;
-  }
-  return out->WriteByte(static_cast<uint8_t>(v));
-}
-
-// Reads a counted integer; false at the end of the input or when the value
-// does not fit in 32 bits.
-bool ReadCounted(RandomAccessMechanism* in, uint32_t* v) {
-  uint64_t sum = 0;
-  uint8_t byte = 0;
-  for (;;) {
-    if (!in->ReadByte(&byte)) return false;
-    if (byte != kCountedRunByte) break;
-    sum += kCountedStep;
-    if (sum > std::numeric_limits<uint32_t>::max()) return false;
-  }
-  sum += byte;
-  if (sum > std::numeric_limits<uint32_t>::max()) return false;
-  *v = static_cast<uint32_t>(sum);
-  return true;
-}
-
-bool IsStoredType(ParvexDataType type) {
-  return type == kTypeInteger || type == kTypeString || type == kTypeBoolean || type == kTypeDouble ||
-         type == kTypeDate || type == kTypeTime || type == kTypeTimestamp || type == kTypeBinary;
-}
 
 // Whether a value handed in by code goes into a record: NULLs are left out;
 // a non-NULL value of a type that has no encoding is a programming error.
@@ -102,100 +69,6 @@ uint64_t ValueSize(const ParvexValueWithID& v) {
     default:  // Date, Time, Timestamp, Binary: their saved text form
       return kTextFixedSize + v.GetSaveString().length();
   }
-}
-
-bool WriteText(RandomAccessMechanism* out, const string& text) {
-  return out->WriteData(text.data(), static_cast<int32_t>(text.length()));
-}
-
-bool WriteValue(RandomAccessMechanism* out, const ParvexValueWithID& v) {
-  switch (v.Type()) {
-    case kTypeInteger:
-      return out->WriteLong(static_cast<uint32_t>(v.RawInteger()));
-    case kTypeBoolean:
-      return out->WriteByte(v.RawInteger() != 0 ? 1 : 0);
-    case kTypeDouble:
-      return out->WriteDouble(v.RawDouble());
-    default: {  // String, then Date, Time, Timestamp and Binary as their saved text
-      const bool isString = v.Type() == kTypeString;
-      const string text = isString ? v.RawText() : v.GetSaveString();
-      const auto length = static_cast<uint32_t>(text.length());
-      return out->WriteLong(length) && out->WriteLong(length) && (!isString || out->WriteLong(text.Encoding())) &&
-             WriteText(out, text);
-    }
-  }
-}
-
-// Reads a text payload: room R and length L (and for String the encoding)
-// are already read; takes L bytes and skips the R - L bytes of room.
-bool ReadTextPayload(FileHandle* in, const MemoryHandle& body, uint32_t room, uint32_t length,
-                     uint32_t encoding, string* text) {
-  const auto at = static_cast<uint32_t>(in->GetPosition());
-  const auto remaining = static_cast<uint32_t>(body.size()) - at;
-  if (length > room || room > remaining) return false;
-  *text = string(reinterpret_cast<const char*>(body.data()) + at, length, encoding);
-  return in->SeekFromStart(static_cast<int32_t>(at + room));
-}
-
-bool ReadValue(FileHandle* in, const MemoryHandle& body, ParvexDataType type, ParvexValueWithID* v) {
-  switch (type) {
-    case kTypeInteger: {
-      int32_t i = 0;
-      if (!in->ReadLong(&i)) return false;
-      v->SetInteger(i);
-      return true;
-    }
-    case kTypeBoolean: {
-      uint8_t b = 0;
-      if (!in->ReadByte(&b)) return false;
-      v->SetBoolean(b != 0);
-      return true;
-    }
-    case kTypeDouble: {
-      double d = 0;
-      if (!in->ReadDouble(&d)) return false;
-      v->SetDouble(d);
-      return true;
-    }
-    default: {  // String (which also stores its encoding) and the text forms
-      uint32_t room = 0, length = 0, encoding = kEncodingDefault;
-      string text;
-      if (!in->ReadLong(&room) || !in->ReadLong(&length) || (type == kTypeString && !in->ReadLong(&encoding)) ||
-          !ReadTextPayload(in, body, room, length, encoding, &text)) {
-        return false;
-      }
-      v->SetText(type, text);
-      return true;
-    }
-  }
-}
-
-// Decodes a record body into `values` (resized to the body's count).
-bool DecodeBody(MemoryHandle& body, const RandomAccessMechanism& byteOrder, ParvexValueList& values) {
-  FileHandle in;
-  in.Open(&body);  // only read
-  CopyByteOrder(byteOrder, &in);
-  uint32_t count = 0;
-  if (!ReadCounted(&in, &count)) return false;
-  const auto remaining = static_cast<uint32_t>(body.size()) - static_cast<uint32_t>(in.GetPosition());
-  if (count > remaining / kMinValueSize) return false;
-  while (values.size() > count) {
-    delete values.back();
-    values.RemoveAt(values.size() - 1);
-  }
-  values.reserve(count);
-  while (values.size() < count) values.push_back(new ParvexValueWithID());
-  for (uint32_t i = 0; i < count; ++i) {
-    uint32_t columnID = 0;
-    uint8_t type = 0;
-    if (!ReadCounted(&in, &columnID) || !in.ReadByte(&type) || !IsStoredType(type)) return false;
-    values[i]->SetNull(type);  // the type waits here until the value is read
-    values[i]->id = static_cast<long>(columnID);
-  }
-  for (uint32_t i = 0; i < count; ++i) {
-    if (!ReadValue(&in, body, values[i]->Type(), values[i])) return false;
-  }
-  return true;
 }
 
 }  // namespace
@@ -269,6 +142,12 @@ void ParvexStorage::NoteDataEnd() {
   if (at > 0 && static_cast<uint32_t>(at) > mDataLength) mDataLength = static_cast<uint32_t>(at);
 }
 
+uint32_t ParvexStorage::Number(const uint8_t* bytes) const {
+  return mFile->IsBigEndian()
+             ? (uint32_t{bytes[0]} << 24) | (uint32_t{bytes[1]} << 16) | (uint32_t{bytes[2]} << 8) | bytes[3]
+             : (uint32_t{bytes[3]} << 24) | (uint32_t{bytes[2]} << 16) | (uint32_t{bytes[1]} << 8) | bytes[0];
+}
+
 bool ParvexStorage::ReadHeaderAt(uint32_t position, uint32_t* tag) {
   ForgetCurrent();
   RowID rowID = 0;
@@ -280,7 +159,12 @@ bool ParvexStorage::ReadHeaderAt(uint32_t position, uint32_t* tag) {
     NoteFault(fault);
     return false;
   }
-  if (!SeekData(position) || !mFile->ReadLong(tag) || !mFile->ReadLong(&rowID) || !mFile->ReadLong(&length)) {
+  if (const uint8_t* header = mWindow.Get(mFile.get(), position, kRecordHeaderSize, mDataLength)) {
+    *tag = Number(header + kRecordTagOffset);
+    rowID = Number(header + kRecordRowIDOffset);
+    length = Number(header + kRecordLengthOffset);
+  } else if (!SeekData(position) || !mFile->ReadLong(tag) || !mFile->ReadLong(&rowID) ||
+             !mFile->ReadLong(&length)) {
     NoteReadFault(position, false);
     return false;
   }
@@ -368,29 +252,51 @@ bool ParvexStorage::GoToRowID(RowID rowID, bool skipDeleted) {
   return true;
 }
 
-bool ParvexStorage::ReadRecordValues(ParvexValueList& values) {
-  bool ok = false;
-  if (mHaveCurrent) {
-    const uint32_t bodyStart = mCurrentPos + kRecordHeaderSize;
-    const uint32_t length = mNextPos - bodyStart;  // checked against the file
+bool ParvexStorage::ReadRecordFields(RecordFields* fields) {
+  fields->Clear();
+  if (!mHaveCurrent) return false;
+  const uint32_t bodyStart = mCurrentPos + kRecordHeaderSize;
+  const uint32_t length = mNextPos - bodyStart;  // checked against the file
+  const uint8_t* body = mWindow.Get(mFile.get(), bodyStart, length, mDataLength);
+  if (!body) {
+    // Read it directly, so that a failure is reported where it happens.
     mBody.resize(length);
     int32_t got = 0;
     if (!SeekData(bodyStart) || !mFile->ReadData(mBody.data(), static_cast<int32_t>(length), &got) ||
         got != static_cast<int32_t>(length)) {
       NoteReadFault(bodyStart + static_cast<uint32_t>(std::max(got, 0)), false);
-    } else if (!DecodeBody(mBody, *mFile, values)) {
-      StorageFault fault;
-      fault.error = kStorageErrorBadBody;
-      fault.position = mCurrentPos;
-      fault.rowID = mCurrentRowID;
-      NoteFault(fault);
-    } else {
-      ok = true;
+      MemoryHandle().swap(mBody);
+      return false;
     }
+    body = mBody.data();
   }
-  if (mBody.capacity() > kKeptBodyCapacity) MemoryHandle().swap(mBody);
-  if (!ok) DeleteValues(values);
+  const bool ok = fields->Decode(body, length, mFile->IsBigEndian(), mFile->IsDoubleSwap());
+  MemoryHandle().swap(mBody);
+  if (!ok) {
+    StorageFault fault;
+    fault.error = kStorageErrorBadBody;
+    fault.position = mCurrentPos;
+    fault.rowID = mCurrentRowID;
+    NoteFault(fault);
+  }
   return ok;
+}
+
+bool ParvexStorage::ReadRecordValues(ParvexValueList& values) {
+  if (!ReadRecordFields(&mFields)) {
+    DeleteValues(values);
+    return false;
+  }
+  mFields.ReadValues(values);
+  return true;
+}
+
+bool ParvexStorage::ReadRowFields(RowID rowID, RecordFields* fields) {
+  if (!GoToRowID(rowID, false) || !mCurrentLive || mCurrentRowID != rowID) {
+    fields->Clear();
+    return false;
+  }
+  return ReadRecordFields(fields);
 }
 
 bool ParvexStorage::ReadRowValues(RowID rowID, ParvexValueList& values) {
@@ -413,26 +319,24 @@ uint32_t ParvexStorage::CalcSchemaAndDataSize(const ParvexValueList& values) con
   return static_cast<uint32_t>(std::min<uint64_t>(size, std::numeric_limits<uint32_t>::max()));
 }
 
-bool ParvexStorage::WriteRecordBytes(uint32_t position, RowID rowID, const ParvexValueList& values,
-                                     uint32_t end, uint32_t* written) {
-  const uint64_t needed = uint64_t{position} + kRecordHeaderSize + CalcSchemaAndDataSize(values);
+void ParvexStorage::EncodeRecord(const ParvexValueList& values) {
+  for (const ParvexValueWithID* v : values) IsWritten(*v);  // stops on a type without an encoding
+  mEncoded.assign(kRecordHeaderSize, 0);
+  EncodeBody(values, mFile->IsBigEndian(), mFile->IsDoubleSwap(), false, &mEncoded);
+}
+
+bool ParvexStorage::WriteEncodedRecord(uint32_t position, RowID rowID, uint32_t end, uint32_t* written) {
+  const uint64_t needed = uint64_t{position} + mEncoded.size();
   if (position < kFirstRecordOffset || position > mDataLength || needed > end || end > kMaxFileLength) {
     return false;
   }
-  StartScratch(&mScratch, *mFile);
-  uint32_t count = 0;
-  for (const ParvexValueWithID* v : values) count += IsWritten(*v) ? 1 : 0;
-  bool ok = mScratch.WriteLong(kRecordTagLive) && mScratch.WriteLong(rowID) &&
-            mScratch.WriteLong(end - position - kRecordHeaderSize) && WriteCounted(&mScratch, count);
-  for (const ParvexValueWithID* v : values) {
-    if (ok && IsWritten(*v)) {
-      ok = WriteCounted(&mScratch, ColumnIDOf(*v)) && mScratch.WriteByte(v->Type());
+  const uint32_t header[3] = {kRecordTagLive, rowID, end - position - kRecordHeaderSize};
+  for (int field = 0; field < 3; ++field) {
+    for (int i = 0; i < 4; ++i) {
+      mEncoded[4 * field + (mFile->IsBigEndian() ? 3 - i : i)] = static_cast<uint8_t>(header[field] >> (8 * i));
     }
   }
-  for (const ParvexValueWithID* v : values) {
-    if (ok && IsWritten(*v)) ok = WriteValue(&mScratch, *v);
-  }
-  if (!ok || !SeekData(position) || !mFile->WriteData(mScratch.Bytes(), mScratch.GetLength())) {
+  if (!WriteDataAt(position, mEncoded.data(), static_cast<uint32_t>(mEncoded.size()))) {
     HandleError(kStorageErrorWriteFailed);
     ForgetCurrent();
     return false;
@@ -443,9 +347,15 @@ bool ParvexStorage::WriteRecordBytes(uint32_t position, RowID rowID, const Parve
   mNextPos = end;
   mHaveCurrent = true;
   mCurrentLive = true;
-  *written = position + static_cast<uint32_t>(mScratch.GetLength());
-  if (mScratch.GetLength() > static_cast<int32_t>(kKeptBodyCapacity)) mScratch.Reset();
+  *written = static_cast<uint32_t>(needed);
+  if (mEncoded.capacity() > kKeptBodyCapacity) std::vector<uint8_t>().swap(mEncoded);
   return true;
+}
+
+bool ParvexStorage::WriteRecordBytes(uint32_t position, RowID rowID, const ParvexValueList& values,
+                                     uint32_t end, uint32_t* written) {
+  EncodeRecord(values);
+  return WriteEncodedRecord(position, rowID, end, written);
 }
 
 bool ParvexStorage::WriteRecordAt(uint32_t position, RowID rowID, const ParvexValueList& values,
@@ -454,9 +364,9 @@ bool ParvexStorage::WriteRecordAt(uint32_t position, RowID rowID, const ParvexVa
   return WriteRecordBytes(position, rowID, values, end, &written) && written == end;
 }
 
-bool ParvexStorage::AddNewRecord(RowID rowID, const ParvexValueList& values) {
+bool ParvexStorage::AppendEncodedRecord(RowID rowID) {
   const uint32_t position = mDataLength;
-  const uint64_t end = uint64_t{position} + kRecordHeaderSize + CalcSchemaAndDataSize(values);
+  const uint64_t end = uint64_t{position} + mEncoded.size();
   if (position < kFirstRecordOffset || end > kMaxFileLength) {
     HandleError(kStorageErrorWriteFailed);
     return false;
@@ -464,13 +374,33 @@ bool ParvexStorage::AddNewRecord(RowID rowID, const ParvexValueList& values) {
   // The map file says "Drty" before the data file changes, so a crash in
   // between never leaves a map that looks complete but is not.
   MarkRowPosMapDirty();
-  if (!WriteRecordAt(position, rowID, values, static_cast<uint32_t>(end))) return false;
+  uint32_t written = 0;
+  if (!WriteEncodedRecord(position, rowID, static_cast<uint32_t>(end), &written) || written != end) return false;
   mRowPos.AddItem(rowID, position);
   return true;
 }
 
+bool ParvexStorage::AddNewRecord(RowID rowID, const ParvexValueList& values) {
+  EncodeRecord(values);
+  return AppendEncodedRecord(rowID);
+}
+
+bool ParvexStorage::AddNewRecordBody(RowID rowID, const uint8_t* body, uint32_t length) {
+  mEncoded.assign(kRecordHeaderSize, 0);
+  mEncoded.insert(mEncoded.end(), body, body + length);
+  return AppendEncodedRecord(rowID);
+}
+
+bool ParvexStorage::WriteDataAt(uint32_t position, const void* bytes, uint32_t length) {
+  if (!SeekData(position) || !mFile->WriteData(bytes, static_cast<int32_t>(length))) return false;
+  mWindow.Patch(position, bytes, length);
+  return true;
+}
+
 bool ParvexStorage::WriteTagAt(uint32_t position, uint32_t tag) {
-  if (!SeekData(position) || !mFile->WriteLong(tag)) {
+  uint8_t bytes[4];
+  for (int i = 0; i < 4; ++i) bytes[mFile->IsBigEndian() ? 3 - i : i] = static_cast<uint8_t>(tag >> (8 * i));
+  if (!WriteDataAt(position, bytes, sizeof bytes)) {
     HandleError(kStorageErrorWriteFailed);
     return false;
   }
@@ -545,7 +475,7 @@ bool ParvexStorage::ReadMetadata(string* text) {
 bool ParvexStorage::WriteMetadata(const string& text) {
   char bytes[kMetadataSize] = {};
   std::memcpy(bytes, text.data(), std::min<size_t>(text.length(), kMetadataSize));
-  if (!mFile->SeekFromStart(0) || !mFile->WriteData(bytes, kMetadataSize)) {
+  if (!WriteDataAt(0, bytes, kMetadataSize)) {
     HandleError(kStorageErrorWriteFailed);
     return false;
   }

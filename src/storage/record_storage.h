@@ -42,12 +42,15 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "core/table.h"
 #include "platform/memory_stream.h"
 #include "platform/parvex_string.h"
 #include "platform/random_access.h"
 #include "platform/simple_vector.h"
+#include "storage/read_window.h"
+#include "storage/record_fields.h"
 #include "storage/row_map.h"
 #include "storage/storage_fault.h"
 
@@ -148,13 +151,20 @@ class ParvexStorage {
   // values. False, with an empty list, when the body is damaged; room left
   // after the values by an in-place rewrite is not damage.
   bool ReadRecordValues(ParvexValueList& values);
+  // Decodes the current record's body into `fields` (the same checks as
+  // ReadRecordValues, without a heap object per value).
+  bool ReadRecordFields(RecordFields* fields);
   // Reads the live record of `rowID` into `values`: GoToRowID +
   // ReadRecordValues. False when the row does not exist or is damaged.
   bool ReadRowValues(RowID rowID, ParvexValueList& values);
+  bool ReadRowFields(RowID rowID, RecordFields* fields);
 
   // Appends a record at the end of the data file and enters it in the map
   // (an ID already listed keeps its place). The values stay the caller's.
   bool AddNewRecord(RowID rowID, const ParvexValueList& values);
+  // The same for a body already encoded in the record format (in the data
+  // file's byte order).
+  bool AddNewRecordBody(RowID rowID, const uint8_t* body, uint32_t length);
   // Writes a record at `position` whose body ends at `end`. Values that do
   // not fit are refused (nothing written); true only when they fill the room
   // exactly (a shorter write leaves the rest untouched and returns false).
@@ -223,6 +233,17 @@ class ParvexStorage {
   void NoteFault(const StorageFault& fault);
   void NoteReadFault(uint32_t position, bool inMapFile);
   bool WriteTagAt(uint32_t position, uint32_t tag);
+  // Writes bytes to the data file and into the read window.
+  bool WriteDataAt(uint32_t position, const void* bytes, uint32_t length);
+  // A u32 of the data file's byte order.
+  uint32_t Number(const uint8_t* bytes) const;
+  // Encodes a record's body after room for its header into mEncoded.
+  void EncodeRecord(const ParvexValueList& values);
+  // Writes the record in mEncoded (header filled in here) at `position`, its
+  // body ending at `end`; `written` receives the end of the bytes written.
+  bool WriteEncodedRecord(uint32_t position, RowID rowID, uint32_t end, uint32_t* written);
+  // Appends the record in mEncoded and enters it in the map.
+  bool AppendEncodedRecord(RowID rowID);
   // Writes a whole record; `written` receives the end of the bytes written.
   bool WriteRecordBytes(uint32_t position, RowID rowID, const ParvexValueList& values, uint32_t end,
                         uint32_t* written);
@@ -247,8 +268,11 @@ class ParvexStorage {
   StorageFault mLastFault;
   int mLastError = kStorageErrorNone;
   uint64_t mErrorCount = 0;
-  MemoryHandle mBody;   // the body being decoded
-  FileHandle mScratch;  // a record or a batch of map pairs being encoded
+  ReadWindow mWindow;   // data file bytes read ahead for record reads
+  MemoryHandle mBody;   // a body read past the window
+  RecordFields mFields; // the body being decoded into a value list
+  FileHandle mScratch;  // a batch of map pairs being encoded
+  std::vector<uint8_t> mEncoded;  // a record being encoded
 };
 
 }  // namespace parvex

@@ -143,7 +143,7 @@ bool ParvexTrans::ContainsRow(RowID row) const {
 // counts, until Commit. GetRowIDs is the exact list of visible rows.
 long ParvexTrans::QtyRows() const {
   if (!Usable()) return 0;
-  return mStorage->QtyRows() + static_cast<long>(mChanges.QtyItems());
+  return mStorage->QtyRows() + static_cast<long>(mChanges.size());
 }
 
 void ParvexTrans::GetRowIDs(SimpleVector<RowID>* ids) const {
@@ -157,52 +157,64 @@ void ParvexTrans::GetRowIDs(SimpleVector<RowID>* ids) const {
     }
     ids->resize(out);
   }
-  mChanges.ForEach([ids](RowID id, PTChangedRow* change) {
-    if (!change->exists) ids->push_back(id);
+  mChanges.ForEach([ids](RowID id, bool stored, const uint8_t*, uint32_t) {
+    if (!stored) ids->push_back(id);
   });
 }
 
 void ParvexTrans::ForgetFetchedRow() const {
   mFetchedRowID = kInvalidRowID;
-  DeleteAll(mFetchedValues);
+  mFetchedFields.Clear();
 }
 
 bool ParvexTrans::FetchStoredRow(RowID row) const {
   if (mFetchedRowID == row) return true;
   ForgetFetchedRow();
   ++recordDecodes;
-  if (!mStorage->ReadRowValues(row, mFetchedValues)) {
-    DeleteAll(mFetchedValues);
+  if (!mStorage->ReadRowFields(row, &mFetchedFields)) {
+    mFetchedFields.Clear();
     TakeStorageFault();  // a row that is simply gone is no fault
     return false;
   }
   // Column IDs come from the counter and are stored once each: anything
   // else is a damaged record whose values would land in the wrong columns.
-  for (size_t i = 0; i < mFetchedValues.size(); ++i) {
-    const long id = mFetchedValues[i]->id;
+  const size_t count = mFetchedFields.size();
+  for (size_t i = 0; i < count; ++i) {
+    const uint32_t id = mFetchedFields[i].columnID;
     bool repeated = false;
-    for (size_t j = 0; j < i && !repeated; ++j) repeated = mFetchedValues[j]->id == id;
-    if (id <= kRowIDColumnID || (mColumnCounterFromFile && static_cast<uint64_t>(id) > mSavedLastColumnID) ||
-        repeated) {
-      DeleteAll(mFetchedValues);
+    for (size_t j = 0; j < i && !repeated; ++j) repeated = mFetchedFields[j].columnID == id;
+    if (id == kRowIDColumnID || (mColumnCounterFromFile && id > mSavedLastColumnID) || repeated) {
+      mFetchedFields.Clear();
       ReportDamage(string("the record of row ") + std::to_string(row).c_str() + " in " +
                    FileName(kDataFileSuffix) + " holds a column ID (" + std::to_string(id).c_str() +
                    ") that is not a column of the table");
       return false;
     }
   }
+  if (mFetchedColumns.size() < count) mFetchedColumns.resize(count);
+  mFetchedColumnRead.assign(count, 0);
   mFetchedRowID = row;
   return true;
 }
 
+bool ParvexTrans::FetchPendingRow(RowID row) const {
+  if (mPendingRowID == row) return true;
+  mPendingRowID = kInvalidRowID;
+  if (!mChanges.Contains(row)) return false;
+  mChanges.Read(row, &mPendingFields);  // encoded here: it decodes
+  mPendingRowID = row;
+  return true;
+}
+
 bool ParvexTrans::ReadColumn(RowID row, long columnID, ParvexValue* out) const {
-  const PTChangedRow* change = mChanges.Find(row);
-  if (change) {
-    if (const ParvexValueWithID* v = change->Find(columnID)) {
-      *out = *v;
+  if (FetchPendingRow(row)) {
+    // A changed value (a removal mark reads as NULL), else for a new row NULL.
+    const long i = columnID < 0 ? -1 : mPendingFields.Find(static_cast<uint32_t>(columnID));
+    if (i >= 0) {
+      mPendingFields.ReadValue(static_cast<size_t>(i), out);
       return true;
     }
-    if (!change->exists) {
+    if (!mChanges.IsStored(row)) {
       out->SetNull();
       return true;
     }
@@ -210,13 +222,17 @@ bool ParvexTrans::ReadColumn(RowID row, long columnID, ParvexValue* out) const {
     return false;
   }
   if (!FetchStoredRow(row)) return false;
-  for (const ParvexValueWithID* v : mFetchedValues) {
-    if (v->id == columnID) {
-      *out = *v;
-      return true;
-    }
+  const long i = columnID < 0 ? -1 : mFetchedFields.Find(static_cast<uint32_t>(columnID));
+  if (i < 0) {
+    out->SetNull();
+    return true;
   }
-  out->SetNull();
+  const auto place = static_cast<size_t>(i);
+  if (!mFetchedColumnRead[place]) {
+    mFetchedFields.ReadValue(place, &mFetchedColumns[place]);
+    mFetchedColumnRead[place] = 1;
+  }
+  *out = mFetchedColumns[place];
   return true;
 }
 
@@ -293,9 +309,9 @@ RowID ParvexTrans::AddRow(ParvexValueList& values, bool takeOwnership) {
     DeleteAll(owned);
     return kInvalidRowID;
   }
-  auto* change = new PTChangedRow(row, false);
-  change->AddValues(owned, true);
-  mChanges.AddItem(row, change);
+  ForgetPendingRow();
+  mChanges.Put(row, false, owned);
+  DeleteAll(owned);
   AddRowToIndices(row);
   if (row > mLastRowID) mLastRowID = row;
   lastRowID = row;
@@ -322,22 +338,24 @@ void ParvexTrans::UpdateRow(RowID row, ParvexValueList& values, bool takeOwnersh
       touched.push_back(i);
     }
   }
-  PTChangedRow* change = mChanges.Find(row);
-  if (!change) {
-    change = new PTChangedRow(row, true);
-    change->AddValues(owned, true);
-    mChanges.AddItem(row, change);
+  ForgetPendingRow();
+  if (!mChanges.Contains(row)) {
+    mChanges.Put(row, true, owned);
   } else {
-    change->UpdateValues(owned, true);
+    PTChangedRow change(row, mChanges.IsStored(row));
+    RecordFields fields;
+    mChanges.Read(row, &fields);
+    fields.ReadValues(change.values);
+    change.UpdateValues(owned, true);
+    mChanges.Put(row, change.exists, change.values);
   }
+  DeleteAll(owned);
   for (size_t i : touched) AddRowToIndex(row, i);
 }
 
 void ParvexTrans::DeleteChange(RowID row) {
-  PTChangedRow* change = mChanges.Find(row);
-  if (!change) return;
-  mChanges.RemoveItem(row);
-  delete change;
+  ForgetPendingRow();
+  mChanges.Remove(row);
 }
 
 void ParvexTrans::DeleteRow(RowID row) {
@@ -488,22 +506,27 @@ bool ParvexTrans::Commit() {
   if (!Usable()) return false;
   bool ok = true;
   ForgetFetchedRow();
-  mChanges.ForEach([this, &ok](RowID id, PTChangedRow* change) {
-    if (!change->exists) {
+  ForgetPendingRow();
+  RecordFields fields;
+  OwnedValueList values;
+  mChanges.ForEach([&](RowID id, bool stored, const uint8_t* body, uint32_t length) {
+    if (!stored) {
       // A stored row deleted and added again under its ID: the old record
       // goes first so that the new one is the row's only record.
       if (mDeletions.Contains(id)) {
         mStorage->RemoveRow(id);
         mDeletions.RemoveItem(id);
       }
-      ok = mStorage->AddNewRecord(id, change->values) && ok;
+      // The pending body is already in the record format.
+      ok = mStorage->AddNewRecordBody(id, body, length) && ok;
     } else if (mStorage->GoToRowID(id, false) && mStorage->CurrentRowID() == id &&
                !mStorage->IsCurrentDeleted()) {
-      ok = mStorage->UpdateRecord(change->values) && ok;
+      mChanges.Read(id, &fields);
+      fields.ReadValues(values.list);
+      ok = mStorage->UpdateRecord(values.list) && ok;
     }
-    delete change;
   });
-  mChanges.RemoveAll();
+  mChanges.Clear();
   mDeletions.ForEach([this](RowID id, uint8_t) { mStorage->RemoveRow(id); });
   mDeletions.RemoveAll();
   for (const auto& index : mDroppedIndexes) mFileAccess->DeleteFile(IndexFileName(*index));
@@ -521,8 +544,8 @@ void ParvexTrans::Rollback() {
   if (!mStorage) return;
   // Nothing pending can be read back through a damaged table.
   if (IsDamaged()) {
-    mChanges.ForEach([](RowID, PTChangedRow* change) { delete change; });
-    mChanges.RemoveAll();
+    mChanges.Clear();
+    ForgetPendingRow();
     mDeletions.RemoveAll();
     mDroppedIndexes.clear();
     mAddedIndexNames.clear();
@@ -542,15 +565,15 @@ void ParvexTrans::Rollback() {
   }
   mAddedIndexNames.clear();
   SimpleVector<RowID> restore;
-  mChanges.ForEach([this, &restore](RowID id, PTChangedRow* change) {
-    if (change->exists) {
+  mChanges.ForEach([this, &restore](RowID id, bool stored, const uint8_t*, uint32_t) {
+    if (stored) {
       restore.push_back(id);
     } else {
       for (size_t i = 0; i < mIndexes.size(); ++i) RemoveRowFromIndex(id, i);
     }
-    delete change;
   });
-  mChanges.RemoveAll();
+  mChanges.Clear();
+  ForgetPendingRow();
   mDeletions.ForEach([&restore](RowID id, uint8_t) { restore.push_back(id); });
   mDeletions.RemoveAll();
   ForgetFetchedRow();

@@ -45,6 +45,8 @@
 #include "platform/parvex_string.h"
 #include "platform/random_access.h"
 #include "platform/simple_vector.h"
+#include "storage/pending_rows.h"
+#include "storage/record_fields.h"
 #include "storage/row_map.h"
 
 namespace parvex {
@@ -68,9 +70,10 @@ constexpr const char* kIndexNameSeparator = ".";
 constexpr const char* kRowIDColumnName = "_rowid";
 constexpr long kRowIDColumnID = 0;
 
-// One pending change of a row: its ID, whether the row is already stored
-// (true) or was added in this transaction (false), and the changed values
-// (owned, identified by column ID).
+// One pending change of a row, decoded: its ID, whether the row is already
+// stored (true) or was added in this transaction (false), and the changed
+// values (owned, identified by column ID). The table holds its changes
+// encoded (PendingRows) and decodes one to merge more values into it.
 class PTChangedRow {
  public:
   PTChangedRow(RowID id, bool existsInStorage) : rowID(id), exists(existsInStorage) {}
@@ -216,7 +219,12 @@ class ParvexTrans : public ParvexTable {
   std::unique_ptr<ParvexStorage> mStorage;
   mutable bool mUsable = false;  // sound, with a proven map: the fast path
   std::vector<std::unique_ptr<ParvexColumnInfo>> mColumns;
-  RowMap<PTChangedRow*> mChanges;   // owned values, in order of first change
+  // Reads a pending row's fields through a one-row cache; false when the
+  // row has no pending change.
+  bool FetchPendingRow(RowID row) const;
+  void ForgetPendingRow() const { mPendingRowID = kInvalidRowID; }
+
+  PendingRows mChanges;             // in order of first change
   RowMap<uint8_t> mDeletions;       // in order of deletion
   std::vector<std::unique_ptr<ParvexIndex>> mIndexes;
   std::vector<std::unique_ptr<ParvexIndex>> mDroppedIndexes;
@@ -228,8 +236,15 @@ class ParvexTrans : public ParvexTable {
   uint32_t mSavedLastColumnID = 0;
   bool mColumnCounterFromFile = false;  // the metadata area held a column counter
 
+  // The stored row last read: its record's fields, and the values read from
+  // them so far (kept from row to row, so their text buffers are reused).
   mutable RowID mFetchedRowID = kInvalidRowID;
-  mutable ParvexValueList mFetchedValues;
+  mutable RecordFields mFetchedFields;
+  mutable std::vector<ParvexValue> mFetchedColumns;
+  mutable std::vector<uint8_t> mFetchedColumnRead;
+  // The pending row last read, decoded.
+  mutable RowID mPendingRowID = kInvalidRowID;
+  mutable RecordFields mPendingFields;
 };
 
 }  // namespace parvex

@@ -13,7 +13,7 @@
 namespace parvex {
 
 ParvexTrans::ParvexTrans(ParvexFileAccess* fileAccess, const string& tableName)
-    : mFileAccess(fileAccess), mChanges(RowMap<PTChangedRow*>::kDefaultSize, nullptr) {
+    : mFileAccess(fileAccess) {
   name = tableName;
   mColumns.push_back(std::make_unique<ParvexColumnInfo>(string(kRowIDColumnName), kTypeInteger, 0,
                                                         kRowIDColumnID));
@@ -24,6 +24,7 @@ bool ParvexTrans::OpenStorage() {
   if (!mFileAccess) return false;
   std::unique_ptr<RandomAccessMechanism> data, map;
   if (!OpenFiles(&data, &map)) return false;
+  mChanges.SetByteOrder(data->IsBigEndian(), data->IsDoubleSwap());
   mStorage = std::make_unique<ParvexStorage>(std::move(data), std::move(map));
   if (TakeStorageFault()) return false;
   LoadIndexes();
@@ -109,8 +110,7 @@ void ParvexTrans::CheckCounters() {
 
 void ParvexTrans::CloseStorage() {
   Rollback();
-  mChanges.ForEach([](RowID, PTChangedRow* change) { delete change; });
-  mChanges.RemoveAll();
+  mChanges.Clear();
   mDeletions.RemoveAll();
   ForgetFetchedRow();
   mIndexes.clear();
@@ -125,10 +125,7 @@ bool ParvexTrans::ReopenStorage() {
   return OpenStorage();
 }
 
-ParvexTrans::~ParvexTrans() {
-  mChanges.ForEach([](RowID, PTChangedRow* change) { delete change; });
-  DeleteAll(mFetchedValues);
-}
+ParvexTrans::~ParvexTrans() = default;
 
 string ParvexTrans::FileName(const char* suffix) const { return name + suffix; }
 

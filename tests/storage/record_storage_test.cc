@@ -65,6 +65,43 @@ TEST(RecordStorageTest, DeletedRowsNeverComeBack) {
   EXPECT_EQ(RowIDs(*storage), (std::vector<RowID>{1, 3}));
 }
 
+// Records are read through a block of the file kept in memory: reads in
+// either direction and after in-place writes, moves and deletions must see
+// what the file holds.
+TEST(RecordStorageTest, ReadsSeeEveryWriteInBothDirections) {
+  Files files;
+  auto storage = files.Storage();
+  constexpr RowID kRows = 3000;  // several blocks of the read window
+  for (RowID id = 1; id <= kRows; ++id) {
+    ASSERT_TRUE(storage->AddNewRecord(id, List().Int(1, static_cast<int32_t>(id)).Str(2, "row")));
+  }
+  const auto expect = [&](RowID id, int32_t n, const char* text) {
+    OwnedValueList values;
+    ASSERT_TRUE(storage->ReadRowValues(id, values.list)) << id;
+    ASSERT_EQ(values.list.size(), 2u);
+    EXPECT_EQ(values.list[0]->GetInteger(), n) << id;
+    EXPECT_EQ(values.list[1]->GetString().str(), text) << id;
+  };
+  for (RowID id = kRows; id >= 1; --id) expect(id, static_cast<int32_t>(id), "row");
+  // In place (same size), moved (longer) and deleted, between reads.
+  for (RowID id = 1; id <= kRows; id += 3) {
+    ASSERT_TRUE(storage->GoToRowID(id, false));
+    ASSERT_TRUE(storage->UpdateRecord(List().Int(1, -static_cast<int32_t>(id))));
+    ASSERT_TRUE(storage->GoToRowID(id + 1, false));
+    ASSERT_TRUE(storage->UpdateRecord(List().Str(2, "a longer text")));
+    ASSERT_TRUE(storage->RemoveRow(id + 2));
+  }
+  for (int pass = 0; pass < 2; ++pass) {
+    for (RowID k = 1; k <= kRows; ++k) {
+      const RowID id = pass == 0 ? k : kRows + 1 - k;
+      if (id % 3 == 1) expect(id, -static_cast<int32_t>(id), "row");
+      if (id % 3 == 2) expect(id, static_cast<int32_t>(id), "a longer text");
+      if (id % 3 == 0) EXPECT_FALSE(storage->ContainsRow(id));
+    }
+  }
+  EXPECT_FALSE(storage->HasFault());
+}
+
 TEST(RecordStorageTest, WriteRecordAtRefusesOverflowAndReportsShortWrites) {
   Files files;
   auto storage = files.Storage();

@@ -1,0 +1,95 @@
+// PendingRows: a transaction's changed rows as encoded bodies in an arena.
+#include "storage/pending_rows.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace parvex {
+
+namespace {
+
+constexpr uint32_t kChunkSize = 256 << 10;
+// Garbage below this is never worth a compaction.
+constexpr uint64_t kCompactFloor = 4 << 20;
+
+}  // namespace
+
+PendingRows::PendingRows() : mRows(RowMap<Slot>::kDefaultSize, Slot{}) {}
+
+void PendingRows::SetByteOrder(bool bigEndian, bool doubleSwap) {
+  mBigEndian = bigEndian;
+  mDoubleSwap = doubleSwap;
+}
+
+bool PendingRows::IsStored(RowID row) const {
+  const auto* node = mRows.FindNode(row);
+  return node && node->value.stored != 0;
+}
+
+PendingRows::Slot PendingRows::Store(const uint8_t* bytes, uint32_t length) {
+  if (mChunks.empty() || mChunks.back().size - mChunks.back().used < length) {
+    Chunk chunk;
+    chunk.size = std::max(kChunkSize, length);
+    chunk.bytes = std::make_unique<uint8_t[]>(chunk.size);
+    mChunks.push_back(std::move(chunk));
+  }
+  Chunk& chunk = mChunks.back();
+  Slot slot;
+  slot.chunk = static_cast<uint32_t>(mChunks.size() - 1);
+  slot.at = chunk.used;
+  slot.length = length;
+  if (length > 0) std::memcpy(chunk.bytes.get() + chunk.used, bytes, length);
+  chunk.used += length;
+  mUsedBytes += length;
+  mLiveBytes += length;
+  return slot;
+}
+
+void PendingRows::Put(RowID row, bool stored, const ParvexValueList& values) {
+  mEncoded.clear();
+  EncodeBody(values, mBigEndian, mDoubleSwap, stored, &mEncoded);
+  if (const auto* old = mRows.FindNode(row)) mLiveBytes -= old->value.length;
+  Slot slot = Store(mEncoded.data(), static_cast<uint32_t>(mEncoded.size()));
+  slot.stored = stored ? 1 : 0;
+  mRows.AddItem(row, slot);
+  if (mUsedBytes - mLiveBytes > kCompactFloor && mUsedBytes > 2 * mLiveBytes) Compact();
+}
+
+bool PendingRows::Read(RowID row, RecordFields* fields) const {
+  const auto* node = mRows.FindNode(row);
+  if (!node) {
+    fields->Clear();
+    return false;
+  }
+  const Slot& slot = node->value;
+  return fields->Decode(Bytes(slot), slot.length, mBigEndian, mDoubleSwap, true);
+}
+
+void PendingRows::Remove(RowID row) {
+  if (const auto* old = mRows.FindNode(row)) mLiveBytes -= old->value.length;
+  mRows.RemoveItem(row);
+}
+
+void PendingRows::Clear() {
+  mRows.RemoveAll();
+  mChunks.clear();
+  mLiveBytes = 0;
+  mUsedBytes = 0;
+}
+
+void PendingRows::Compact() {
+  std::vector<Chunk> old;
+  old.swap(mChunks);
+  mUsedBytes = 0;
+  mLiveBytes = 0;
+  std::vector<std::pair<RowID, Slot>> moved;
+  moved.reserve(mRows.QtyItems());
+  mRows.ForEach([&](RowID row, const Slot& slot) {
+    Slot copy = Store(old[slot.chunk].bytes.get() + slot.at, slot.length);
+    copy.stored = slot.stored;
+    moved.emplace_back(row, copy);
+  });
+  for (const auto& [row, slot] : moved) mRows.AddItem(row, slot);  // keeps each row's place
+}
+
+}  // namespace parvex

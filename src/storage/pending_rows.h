@@ -1,0 +1,81 @@
+// PendingRows: the changed rows of a table's transaction, held compactly.
+//
+// Each pending row is its values encoded as a record body (the data file's
+// format and byte order, so a new row is written at Commit as it stands) in
+// large arena chunks, reached through a RowMap that keeps the rows in the
+// order they were first changed. A transaction therefore costs about the
+// size of its encoded rows plus a small fixed amount per row, not a heap
+// object per value.
+//
+// Contract:
+// - A row is either new (added in this transaction) or stored (a change of a
+//   row the data file holds). A stored row's NULLs are kept as removal marks
+//   (kTypeNone entries, see RecordFields); a new row's NULLs are left out.
+// - Put replaces a row's values and keeps its place; the old encoding
+//   becomes garbage, and the arena is compacted (in row order) once garbage
+//   outweighs the live bytes.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "core/table.h"
+#include "storage/record_fields.h"
+#include "storage/row_map.h"
+
+namespace parvex {
+
+class PendingRows {
+ public:
+  PendingRows();
+
+  // The byte order of the encodings (the data file's); set before any Put.
+  void SetByteOrder(bool bigEndian, bool doubleSwap);
+
+  size_t size() const { return mRows.QtyItems(); }
+  bool empty() const { return mRows.empty(); }
+  bool Contains(RowID row) const { return mRows.Contains(row); }
+  // True for a change of a stored row, false for a new row (or none).
+  bool IsStored(RowID row) const;
+
+  // Sets the row's values (see the contract for NULLs).
+  void Put(RowID row, bool stored, const ParvexValueList& values);
+  // Decodes the row's values; false when the row has no pending change.
+  bool Read(RowID row, RecordFields* fields) const;
+  void Remove(RowID row);
+  void Clear();
+
+  // Calls f(row, stored, body, length) for every row, in order.
+  template <typename F>
+  void ForEach(F&& f) const {
+    mRows.ForEach([&](RowID row, const Slot& slot) { f(row, slot.stored != 0, Bytes(slot), slot.length); });
+  }
+
+ private:
+  struct Slot {
+    uint32_t chunk = 0;
+    uint32_t at = 0;
+    uint32_t length = 0;
+    uint32_t stored = 0;
+  };
+  struct Chunk {
+    std::unique_ptr<uint8_t[]> bytes;
+    uint32_t size = 0;
+    uint32_t used = 0;
+  };
+  const uint8_t* Bytes(const Slot& slot) const { return mChunks[slot.chunk].bytes.get() + slot.at; }
+  // Copies bytes into the arena and says where they went.
+  Slot Store(const uint8_t* bytes, uint32_t length);
+  void Compact();
+
+  RowMap<Slot> mRows;
+  std::vector<Chunk> mChunks;
+  uint64_t mLiveBytes = 0;
+  uint64_t mUsedBytes = 0;
+  bool mBigEndian = true;
+  bool mDoubleSwap = true;
+  std::vector<uint8_t> mEncoded;  // the body being encoded
+};
+
+}  // namespace parvex

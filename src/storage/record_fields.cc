@@ -1,0 +1,241 @@
+// RecordFields: decoding a record body without a stream and without a heap
+// object per value.
+#include "storage/record_fields.h"
+
+#include <cstring>
+#include <limits>
+
+namespace parvex {
+
+namespace {
+
+constexpr uint8_t kCountedRunByte = 0xFF;
+constexpr uint32_t kCountedStep = 254;
+// A value needs at least a one-byte column ID, its type byte and a one-byte
+// encoding (Boolean); a count above body / kMinValueSize cannot be right.
+constexpr uint32_t kMinValueSize = 3;
+
+// Reads a body front to back; every read checks the bytes that are left.
+class BodyReader {
+ public:
+  BodyReader(const uint8_t* bytes, uint32_t size, bool bigEndian) : mBytes(bytes), mSize(size), mBig(bigEndian) {}
+
+  uint32_t Position() const { return mAt; }
+  uint32_t Left() const { return mSize - mAt; }
+  bool Byte(uint8_t* b) {
+    if (mAt >= mSize) return false;
+    *b = mBytes[mAt++];
+    return true;
+  }
+  bool U32(uint32_t* v) {
+    uint64_t raw = 0;
+    if (!Raw(4, mBig, &raw)) return false;
+    *v = static_cast<uint32_t>(raw);
+    return true;
+  }
+  bool Raw(uint32_t n, bool bigEndian, uint64_t* v) {
+    if (Left() < n) return false;
+    uint64_t value = 0;
+    for (uint32_t i = 0; i < n; ++i) {
+      const uint64_t b = mBytes[mAt + (bigEndian ? i : n - 1 - i)];
+      value = (value << 8) | b;
+    }
+    mAt += n;
+    *v = value;
+    return true;
+  }
+  // A counted integer; false at the end or when it passes 32 bits.
+  bool Counted(uint32_t* v) {
+    uint64_t sum = 0;
+    uint8_t b = 0;
+    for (;;) {
+      if (!Byte(&b)) return false;
+      if (b != kCountedRunByte) break;
+      sum += kCountedStep;
+      if (sum > std::numeric_limits<uint32_t>::max()) return false;
+    }
+    sum += b;
+    if (sum > std::numeric_limits<uint32_t>::max()) return false;
+    *v = static_cast<uint32_t>(sum);
+    return true;
+  }
+  bool Skip(uint32_t n) {
+    if (Left() < n) return false;
+    mAt += n;
+    return true;
+  }
+
+ private:
+  const uint8_t* mBytes;
+  uint32_t mSize;
+  uint32_t mAt = 0;
+  bool mBig;
+};
+
+}  // namespace
+
+bool IsStoredType(ParvexDataType type) {
+  return type == kTypeInteger || type == kTypeString || type == kTypeBoolean || type == kTypeDouble ||
+         type == kTypeDate || type == kTypeTime || type == kTypeTimestamp || type == kTypeBinary;
+}
+
+bool RecordFields::Decode(const uint8_t* body, uint32_t size, bool bigEndian, bool doubleSwap, bool removals) {
+  mFields.clear();
+  mBody.assign(body, body + size);
+  BodyReader in(mBody.data(), size, bigEndian);
+  uint32_t count = 0;
+  // (A removal mark has no payload: a column ID and a type byte.)
+  const uint32_t smallest = removals ? kMinValueSize - 1 : kMinValueSize;
+  if (!in.Counted(&count) || count > in.Left() / smallest) return false;
+  mFields.resize(count);
+  for (StoredField& field : mFields) {
+    uint8_t type = 0;
+    if (!in.Counted(&field.columnID) || !in.Byte(&type) || !(IsStoredType(type) || (removals && type == kTypeNone))) {
+      mFields.clear();
+      return false;
+    }
+    field.type = type;
+  }
+  bool ok = true;
+  for (StoredField& field : mFields) {
+    uint64_t raw = 0;
+    switch (field.type) {
+      case kTypeNone:
+        break;
+      case kTypeInteger:
+        ok = in.Raw(4, bigEndian, &raw);
+        field.integer = static_cast<int32_t>(static_cast<uint32_t>(raw));
+        break;
+      case kTypeBoolean: {
+        uint8_t b = 0;
+        ok = in.Byte(&b);
+        field.integer = b != 0 ? 1 : 0;
+        break;
+      }
+      case kTypeDouble:
+        ok = in.Raw(8, bigEndian && doubleSwap, &raw);
+        std::memcpy(&field.number, &raw, sizeof raw);
+        break;
+      default: {  // String (which also stores its encoding) and the text forms
+        uint32_t room = 0;
+        ok = in.U32(&room) && in.U32(&field.textLength) &&
+             (field.type != kTypeString || in.U32(&field.encoding)) && field.textLength <= room;
+        field.textOffset = in.Position();
+        ok = ok && in.Skip(room);
+        break;
+      }
+    }
+    if (!ok) {
+      mFields.clear();
+      return false;
+    }
+  }
+  return true;
+}
+
+long RecordFields::Find(uint32_t columnID) const {
+  for (size_t i = 0; i < mFields.size(); ++i) {
+    if (mFields[i].columnID == columnID) return static_cast<long>(i);
+  }
+  return -1;
+}
+
+void RecordFields::ReadValue(size_t i, ParvexValue* out) const {
+  const StoredField& field = mFields[i];
+  switch (field.type) {
+    case kTypeNone:
+      out->SetNull();
+      break;
+    case kTypeInteger:
+      out->SetInteger(field.integer);
+      break;
+    case kTypeBoolean:
+      out->SetBoolean(field.integer != 0);
+      break;
+    case kTypeDouble:
+      out->SetDouble(field.number);
+      break;
+    default:
+      out->AssignText(field.type, Text(field), field.encoding);
+      break;
+  }
+}
+
+void RecordFields::ReadValues(ParvexValueList& values) const {
+  while (values.size() > mFields.size()) {
+    delete values.back();
+    values.RemoveAt(values.size() - 1);
+  }
+  values.reserve(mFields.size());
+  while (values.size() < mFields.size()) values.push_back(new ParvexValueWithID());
+  for (size_t i = 0; i < mFields.size(); ++i) {
+    ReadValue(i, values[i]);
+    values[i]->id = static_cast<long>(mFields[i].columnID);
+  }
+}
+
+namespace {
+
+void PutNumber(uint64_t value, uint32_t n, bool bigEndian, std::vector<uint8_t>* out) {
+  for (uint32_t i = 0; i < n; ++i) {
+    const uint32_t shift = 8 * (bigEndian ? n - 1 - i : i);
+    out->push_back(static_cast<uint8_t>(value >> shift));
+  }
+}
+
+void PutCounted(uint32_t v, std::vector<uint8_t>* out) {
+  while (v > kCountedStep) {
+    out->push_back(kCountedRunByte);
+    v -= kCountedStep;
+  }
+  out->push_back(static_cast<uint8_t>(v));
+}
+
+void PutText(ParvexDataType type, const string& text, bool bigEndian, std::vector<uint8_t>* out) {
+  const auto length = static_cast<uint32_t>(text.length());
+  PutNumber(length, 4, bigEndian, out);  // room: no more than the text
+  PutNumber(length, 4, bigEndian, out);
+  if (type == kTypeString) PutNumber(text.Encoding(), 4, bigEndian, out);
+  out->insert(out->end(), text.data(), text.data() + length);
+}
+
+}  // namespace
+
+void EncodeBody(const ParvexValueList& values, bool bigEndian, bool doubleSwap, bool removals,
+                std::vector<uint8_t>* out) {
+  const auto kept = [removals](const ParvexValueWithID& v) { return removals || !v.IsNull(); };
+  uint32_t count = 0;
+  for (const ParvexValueWithID* v : values) count += kept(*v) ? 1 : 0;
+  PutCounted(count, out);
+  for (const ParvexValueWithID* v : values) {
+    if (!kept(*v)) continue;
+    PutCounted(static_cast<uint32_t>(v->id), out);
+    out->push_back(v->IsNull() ? kTypeNone : v->Type());
+  }
+  for (const ParvexValueWithID* v : values) {
+    if (v->IsNull()) continue;
+    switch (v->Type()) {
+      case kTypeInteger:
+        PutNumber(static_cast<uint32_t>(v->RawInteger()), 4, bigEndian, out);
+        break;
+      case kTypeBoolean:
+        out->push_back(v->RawInteger() != 0 ? 1 : 0);
+        break;
+      case kTypeDouble: {
+        uint64_t raw = 0;
+        const double d = v->RawDouble();
+        std::memcpy(&raw, &d, sizeof raw);
+        PutNumber(raw, 8, bigEndian && doubleSwap, out);
+        break;
+      }
+      case kTypeString:
+        PutText(kTypeString, v->RawText(), bigEndian, out);
+        break;
+      default:  // Date, Time, Timestamp, Binary: their saved text form
+        PutText(v->Type(), v->GetSaveString(), bigEndian, out);
+        break;
+    }
+  }
+}
+
+}  // namespace parvex
