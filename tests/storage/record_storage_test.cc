@@ -96,7 +96,9 @@ TEST(RecordStorageTest, ReadsSeeEveryWriteInBothDirections) {
       const RowID id = pass == 0 ? k : kRows + 1 - k;
       if (id % 3 == 1) expect(id, -static_cast<int32_t>(id), "row");
       if (id % 3 == 2) expect(id, static_cast<int32_t>(id), "a longer text");
-      if (id % 3 == 0) EXPECT_FALSE(storage->ContainsRow(id));
+      if (id % 3 == 0) {
+        EXPECT_FALSE(storage->ContainsRow(id));
+      }
     }
   }
   EXPECT_FALSE(storage->HasFault());
