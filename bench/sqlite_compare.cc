@@ -7,8 +7,8 @@
 // Data: t(id Integer, name String, grp Integer, val Integer, ref Integer)
 // with N rows (id 1..N, name 8 pseudo-random lowercase letters, grp = id %
 // 100, val = id % 1000, ref = id % (N/10) + 1) and an index on t.id;
-// u(id Integer, label String) with N/10 rows. Workloads, through Parvex's
-// C++ API and SQLite's C API, with the same SQL text:
+// u(id Integer, label String) with N/10 rows. Workloads, through the C APIs
+// of both engines (<parvex/parvex.h>, <sqlite3.h>), with the same SQL text:
 //   load    create both tables and the index, insert every row, one transaction
 //   like    5 LIKE scans with COUNT(*)
 //   lookup  200 point lookups on t.id, every column read
@@ -35,11 +35,7 @@
 #include <string>
 #include <vector>
 
-#include "core/status.h"
-#include "core/table.h"
-#include "core/value.h"
-#include "db/database.h"
-#include "sql/execute.h"
+#include <parvex/parvex.h>
 
 namespace {
 
@@ -109,47 +105,41 @@ uint64_t Fold(uint64_t sum, std::string_view text) {
 
 class ParvexEngine : public Engine {
  public:
+  ~ParvexEngine() override { parvex_close(mDb); }
   bool Open(const std::string& path, bool create) override {
-    parvex::ParvexStatus status;
-    mDb.reset(parvex::ParvexOpenDatabase(parvex::string(path), create, &status));
-    return mDb != nullptr;
+    return parvex_open(path.c_str(), create ? PARVEX_OPEN_CREATE : 0, 0, &mDb) == PARVEX_OK;
   }
   void Execute(const std::string& sql) override {
-    parvex::ParvexStatus status;
-    parvex::ParvexSQLExecute(parvex::string(sql), *mDb, &status);
-    if (parvex::IsErrorState(status.State())) Fail(sql, status.Description().str());
+    if (parvex_exec(mDb, sql.c_str()) != PARVEX_OK) Fail(sql);
   }
   uint64_t Query(const std::string& sql, long* rows) override {
-    parvex::ParvexStatus status;
-    std::unique_ptr<parvex::ParvexTable> result(
-        parvex::ParvexSQLQuery(parvex::string(sql), *mDb, &status, nullptr, nullptr, nullptr));
-    if (!result) Fail(sql, status.Description().str());
-    parvex::SimpleVector<parvex::RowID> ids;
-    result->GetRowIDs(&ids);
+    parvex_stmt* statement = nullptr;
+    if (parvex_prepare(mDb, sql.c_str(), &statement) != PARVEX_OK) Fail(sql);
     uint64_t sum = 0;
-    parvex::ParvexValue value;
-    for (parvex::RowID id : ids) {
-      for (long c = 0; c < result->QtyColumns(); ++c) {
-        result->GetValue(id, c, &value);
-        sum = Fold(sum, value.GetString().view());
+    *rows = 0;
+    int step;
+    while ((step = parvex_step(statement)) == PARVEX_ROW) {
+      ++*rows;
+      for (int c = 0; c < parvex_column_count(statement); ++c) {
+        const char* text = parvex_column_text(statement, c);
+        sum = Fold(sum, text ? std::string_view(text) : std::string_view("NULL"));
       }
     }
-    *rows = static_cast<long>(ids.size());
+    parvex_finalize(statement);
+    if (step != PARVEX_DONE) Fail(sql);
     return sum;
   }
   void Begin() override {}
   void Commit() override {
-    parvex::ParvexStatus status;
-    mDb->Commit(&status);
-    if (parvex::IsErrorState(status.State())) Fail("COMMIT", status.Description().str());
+    if (parvex_commit(mDb) != PARVEX_OK) Fail("COMMIT");
   }
 
  private:
-  static void Fail(const std::string& sql, const std::string& message) {
-    std::fprintf(stderr, "parvex: %s: %s\n", sql.c_str(), message.c_str());
+  void Fail(const std::string& sql) {
+    std::fprintf(stderr, "parvex: %s: %s\n", sql.c_str(), parvex_errmsg(mDb));
     std::exit(2);
   }
-  std::unique_ptr<parvex::ParvexDatabase> mDb;
+  parvex_db* mDb = nullptr;
 };
 
 class SqliteEngine : public Engine {

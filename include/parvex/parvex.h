@@ -83,6 +83,9 @@ typedef struct parvex_report parvex_report;
 #define PARVEX_OPEN_CREATE 1   /* a missing (or empty) file becomes a new database */
 #define PARVEX_OPEN_READONLY 2 /* shared lock; statements that change something fail with 25006 */
 #define PARVEX_OPEN_NOSYNC 4   /* commits skip fsync: atomic against a kill, not a power loss */
+#define PARVEX_OPEN_MEMORY 8   /* a new, transient database in memory: `path` only names it, no file is
+                                  touched, everything is gone at parvex_close (CREATE is implied, READONLY
+                                  and NOSYNC are ignored) */
 
 /* Opens the database file at `path` with PARVEX_OPEN_* `flags`, waiting up to
  * `lock_timeout_ms` milliseconds for another process to let go of it (0:
@@ -104,6 +107,12 @@ const char* parvex_sqlstate(parvex_db* db);
 /* The message of the last call ("" after a success). */
 const char* parvex_errmsg(parvex_db* db);
 
+/* After parvex_exec or parvex_prepare failed with 07000 because the text
+ * does not parse: the byte offset, in that text, of the token where the
+ * parser stopped making sense of it (the text's length when it ended too
+ * soon), for pointing at it. -1 when the last statement parsed. */
+int64_t parvex_error_offset(parvex_db* db);
+
 /* Asks the statement running on the database to stop at its next check: it
  * then fails with "Error: Interrupted.". Safe from another thread or a
  * signal handler. A request made while nothing runs is dropped when the next
@@ -112,7 +121,8 @@ void parvex_interrupt(parvex_db* db);
 
 /* ---- Statements ---------------------------------------------------------- */
 
-/* Runs one statement (a SELECT's rows are read and dropped). */
+/* Runs one statement (a SELECT's rows are read and dropped). A `;` ends the
+ * statement: text after it is not read (the shell splits scripts). */
 int parvex_exec(parvex_db* db, const char* sql);
 
 /* Parses one statement into *stmt (NULL on failure). The text may hold
@@ -195,7 +205,9 @@ int64_t parvex_column_int(parvex_stmt* stmt, int column);
 double parvex_column_double(parvex_stmt* stmt, int column);
 /* The value as UTF-8 text, NUL-terminated: a String or Binary as its bytes,
  * a Date, Time or Timestamp as "YYYY-MM-DD", "HH:MM:SS", "YYYY-MM-DD
- * HH:MM:SS", a number in decimal, a Boolean as 1 or 0. NULL for SQL NULL. */
+ * HH:MM:SS", an Integer in decimal, a Double as the shortest text that
+ * reads back as the same number ("1.5", "2", "1e+20", "nan", "-inf"), a
+ * Boolean as TRUE or FALSE. NULL for SQL NULL. */
 const char* parvex_column_text(parvex_stmt* stmt, int column);
 /* The bytes of a String or Binary (zero bytes included), the text of any
  * other value; NULL for SQL NULL. parvex_column_bytes is their count. */
@@ -204,6 +216,12 @@ size_t parvex_column_bytes(parvex_stmt* stmt, int column);
 /* The value as an SQL literal that reads back as the same value ("NULL",
  * "42", "'it''s'", "DATE '2001-02-03'"...). */
 const char* parvex_column_literal(parvex_stmt* stmt, int column);
+
+/* The escape character that `SET ESCAPE` put in force for string literals
+ * (a byte: a quote behind it stays inside the literal), or 0 when none is.
+ * Programs that cut SQL text into statements need it to see where literals
+ * end. */
+int parvex_escape_char(parvex_db* db);
 
 /* ---- Transactions and counters ------------------------------------------- */
 

@@ -23,6 +23,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -63,8 +64,10 @@ class Statement {
 
   // Placeholders count from 1. Each bind records its outcome in status().
   Statement& Bind(int index, std::nullptr_t) { return Record(parvex_bind_null(mStmt, index)); }
-  Statement& Bind(int index, int value) { return Record(parvex_bind_int(mStmt, index, value)); }
-  Statement& Bind(int index, int64_t value) { return Record(parvex_bind_int(mStmt, index, value)); }
+  template <typename Integer, std::enable_if_t<std::is_integral_v<Integer> && !std::is_same_v<Integer, bool>, int> = 0>
+  Statement& Bind(int index, Integer value) {
+    return Record(parvex_bind_int(mStmt, index, static_cast<int64_t>(value)));
+  }
   Statement& Bind(int index, double value) { return Record(parvex_bind_double(mStmt, index, value)); }
   Statement& Bind(int index, bool value) { return Record(parvex_bind_bool(mStmt, index, value)); }
   Statement& Bind(int index, std::string_view text) {

@@ -115,6 +115,10 @@ class ParvexDatabase {
   // The rows the last statement inserted, updated or deleted (0 after any
   // other statement); set by statement execution.
   int64_t rowsChanged = 0;
+  // Where the last statement parsed stopped making sense: the byte offset in
+  // its text of the token the parser's first error was raised at; -1 when it
+  // parsed. Set by statement execution and preparation.
+  int64_t parseErrorOffset = -1;
   QueryExecutor queryExecutor = QueryExecutor::kFast;
   ParvexFileAccess* fileAccess = nullptr;  // owned; null when no data files are available
 

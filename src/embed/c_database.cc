@@ -66,6 +66,13 @@ int parvex_open(const char* path, int flags, int lock_timeout_ms, parvex_db** db
     options.readOnly = (flags & PARVEX_OPEN_READONLY) != 0;
     options.noSync = (flags & PARVEX_OPEN_NOSYNC) != 0;
     options.lockTimeoutMs = lock_timeout_ms > 0 ? lock_timeout_ms : 0;
+    if ((flags & PARVEX_OPEN_MEMORY) != 0) {
+      handle.memory = std::make_unique<MemoryFileSystem>();
+      options.fileSystem = handle.memory.get();
+      options.create = true;
+      options.readOnly = false;
+      options.noSync = false;
+    }
     ParvexStatus status;
     handle.database.reset(ParvexOpenDatabase(Utf8(path), options, &status));
     if (!handle.database && !IsErrorState(status.State())) status.Set(kPXIOError, string("Error: Can't open the database."));
@@ -105,6 +112,13 @@ int parvex_exec(parvex_db* db, const char* sql) {
   }
   parvex_finalize(stmt);
   return result == PARVEX_DONE ? PARVEX_OK : PARVEX_ERROR;
+}
+
+int64_t parvex_error_offset(parvex_db* db) { return db && db->database ? db->database->parseErrorOffset : -1; }
+
+int parvex_escape_char(parvex_db* db) {
+  if (!db || !db->database || db->database->escapeOption.empty()) return 0;
+  return static_cast<unsigned char>(db->database->escapeOption.data()[0]);
 }
 
 int64_t parvex_changes(parvex_db* db) { return db && db->database ? db->database->rowsChanged : 0; }

@@ -72,18 +72,9 @@ const ParvexValue& Cell(parvex_stmt* stmt, int column) {
   return stmt->row[static_cast<size_t>(column)];
 }
 
-std::string TextOf(const ParvexValue& value) {
-  switch (value.Type()) {
-    case kTypeInteger:
-      return std::to_string(value.RawInteger());
-    case kTypeBoolean:
-      return value.RawInteger() ? "1" : "0";
-    case kTypeDouble:
-      return value.GetString().str();
-    default:
-      return value.RawText().str();
-  }
-}
+// The engine's own text of a value (as a String column would store it),
+// without the keyword of a date or time.
+std::string TextOf(const ParvexValue& value) { return value.GetSaveString().str(); }
 
 // Ends the reading of a result.
 void EndRows(parvex_stmt* stmt) {

@@ -18,10 +18,14 @@
 #include "core/table.h"
 #include "core/value.h"
 #include "db/database.h"
+#include "platform/memory_file_system.h"
 #include "platform/simple_vector.h"
 #include "sql/prepared_statement.h"
 
 struct parvex_db {
+  // The files of a PARVEX_OPEN_MEMORY database; declared first, so it goes
+  // after the database that lives on it.
+  std::unique_ptr<parvex::MemoryFileSystem> memory;
   std::unique_ptr<parvex::ParvexDatabase> database;  // null after a failed open
   std::string path;                                  // as given to parvex_open
   std::string sqlstate = "00000";

@@ -224,10 +224,11 @@ std::string CycleSteps(parvex_db* db, const std::string& path) {
 }
 
 std::string TransactionCycle() {
-  const char* folder = std::getenv("TMPDIR");
-  std::string path = std::string(folder && *folder ? folder : "/tmp") + "/parvex-self-check-XXXXXX";
+  const char* tmpdir = std::getenv("TMPDIR");
+  const std::string folder = tmpdir && *tmpdir ? tmpdir : "/tmp";
+  std::string path = folder + "/parvex-self-check-XXXXXX";
   const int fd = mkstemp(path.data());
-  if (fd < 0) return "can't make a temporary file in " + path;
+  if (fd < 0) return "can't make a temporary file in " + folder;
   close(fd);  // an empty file: the open below makes it a database
   parvex_db* db = nullptr;
   std::string failure;

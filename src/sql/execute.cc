@@ -165,7 +165,9 @@ std::unique_ptr<SQLSyntaxNode> Parse(const string& sql, ParvexDatabase& db, Parv
   if (!db.escapeOption.empty()) parser->SetEscape(static_cast<char>(db.escapeOption[0]));
   std::unique_ptr<SQLSyntaxNode> node = parser->Evaluate(sql);
   StatusFromParseError(*parser, status);
-  if (parser->LastError() != ParvexSQLParser::kNoError) node.reset();
+  const bool parsed = parser->LastError() == ParvexSQLParser::kNoError;
+  db.parseErrorOffset = parsed ? -1 : static_cast<int64_t>(parser->ErrorOffset());
+  if (!parsed) node.reset();
   return node;
 }
 

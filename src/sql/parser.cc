@@ -49,6 +49,15 @@ string ParvexSQLParser::ErrorMessage(long code) {
 
 void ParvexSQLParser::serror(ErrorType code) {
   if (mAborted) return;
+  if (!mErrorPlaced) {
+    // The token being read began at its length before the position (or, for
+    // the end and for an unknown byte, at the position itself).
+    const char* begin = mStatement.c_str();
+    const size_t position = static_cast<size_t>(mPos - begin);
+    const size_t length = mTokenClass == kTokenEnd ? 0 : mToken.length();
+    mErrorOffset = position >= length ? position - length : 0;
+    mErrorPlaced = true;
+  }
   if (mListener) mListener->ParserError(code);
   mLastError = code;
 }
@@ -72,6 +81,8 @@ void ParvexSQLParser::Start(const string& statement) {
   mInPosition = false;
   mAborted = false;
   mDepth = 0;
+  mErrorPlaced = false;
+  mErrorOffset = 0;
   mParameterCount = 0;
 }
 

@@ -95,6 +95,10 @@ class ParvexSQLParser {
   std::unique_ptr<SQLSyntaxNode> Evaluate(const string& statement);
 
   ErrorType LastError() const { return mLastError; }
+  // Where the first error of the last Evaluate was raised: the byte offset,
+  // in the statement, of the token being read then (the statement's length
+  // when it was its end). Meaningful only when LastError is not kNoError.
+  size_t ErrorOffset() const { return mErrorOffset; }
   // The values the placeholders of the next statements convert to (not
   // owned; it must outlive the trees). Null: placeholders have no value.
   void SetParameterValues(const std::vector<ParvexValue>* values) { mParameterValues = values; }
@@ -215,6 +219,8 @@ class ParvexSQLParser {
 
   ErrorListener* mListener = nullptr;
   ErrorType mLastError = kNoError;
+  size_t mErrorOffset = 0;
+  bool mErrorPlaced = false;  // mErrorOffset holds the first error's place
   char mEscape = 0;
   const char* mPos = nullptr;
   const char* mEnd = nullptr;  // the statement's terminating (first) NUL byte

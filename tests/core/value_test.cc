@@ -11,15 +11,6 @@
 namespace parvex {
 namespace {
 
-TEST(ValueTest, DefaultIsNullReadingAsZeroAndNULL) {
-  ParvexValue v;
-  EXPECT_TRUE(v.IsNull());
-  EXPECT_EQ(v.Type(), kTypeNone);
-  EXPECT_EQ(v.GetString().view(), "NULL");
-  EXPECT_EQ(v.GetSaveString().view(), "NULL");
-  EXPECT_EQ(v.GetInteger(), 0);
-}
-
 // Readings SQL can't produce (texts and decimal forms are in the scripts).
 TEST(ValueTest, ReadingsOfDoublesOutOfRange) {
   EXPECT_EQ(ParvexValue::Double(1e300).GetInteger(), std::numeric_limits<int32_t>::max());

@@ -109,6 +109,15 @@ TEST(CApiTest, ErrorsCarryTheirStates) {
   ASSERT_TRUE(db.Commit());
   }
 
+  // Where a statement stopped parsing, and the escape character in force.
+  EXPECT_EQ(db.Exec("SELECT a FRM t").sqlstate, "07000");
+  EXPECT_EQ(parvex_error_offset(db.handle()), 13);  // FRM is an alias: at t
+  EXPECT_FALSE(db.Prepare("SELECT a FROM t WHERE").valid());
+  EXPECT_EQ(parvex_error_offset(db.handle()), 21);  // the end
+  ASSERT_TRUE(db.Exec("SET ESCAPE \\"));
+  EXPECT_EQ(parvex_escape_char(db.handle()), '\\');
+  EXPECT_EQ(parvex_error_offset(db.handle()), -1);
+
   // A second opener is refused while a writer holds the file; a reader
   // refuses changes.
   Database second;
@@ -117,6 +126,13 @@ TEST(CApiTest, ErrorsCarryTheirStates) {
   ASSERT_TRUE(second.Open(path, PARVEX_OPEN_READONLY));
   EXPECT_EQ(second.Exec("DELETE FROM t").sqlstate, "25006");
   EXPECT_EQ(Database().Exec("COMMIT").sqlstate, "HY009");
+
+  // An in-memory database touches no file and is gone when closed.
+  Database memory = OpenOrFail(path, PARVEX_OPEN_MEMORY | PARVEX_OPEN_READONLY);
+  ASSERT_TRUE(memory.Exec("CREATE TABLE m (a Integer)") && memory.Exec("INSERT INTO m VALUES (1)") && memory.Commit());
+  EXPECT_EQ(parvex_table_count(memory.handle()), 1);
+  EXPECT_EQ(parvex_table_count(OpenOrFail(folder.File("m.pvx"), PARVEX_OPEN_MEMORY).handle()), 0);
+  EXPECT_EQ(parvex_table_count(second.handle()), 1);  // the file beside it is untouched
 }
 
 TEST(CApiTest, IntrospectionSchemaDataAndChecks) {

@@ -1,19 +1,15 @@
-// The one in-memory source table of the query engine tests (expressions,
-// aggregates, queries, updates).
+// The one in-memory source table of the query engine tests (aggregates,
+// queries).
 //
 // It behaves like a stored table: column 0 is the hidden `_rowid` (its value
 // is the row ID), the user columns follow with column IDs of the test's
-// choosing, row IDs are handed out from 1, and UpdateRow merges values by
-// column ID. The order GetRowIDs reports can be set, and it may list "ghost"
-// IDs that have no row (GetValue fails for them), which lets a test make
-// expressions unknown on complete record sets.
+// choosing, row IDs are handed out from 1. The order GetRowIDs reports can be
+// set, and it may list "ghost" IDs that have no row (GetValue fails for them),
+// which lets a test make expressions unknown on complete record sets.
 #pragma once
-
-#include <gtest/gtest.h>
 
 #include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "core/table.h"
@@ -47,13 +43,6 @@ class RowsTable : public ParvexTable {
     return id;
   }
 
-  // The value of a user column (1 = first user column) of a row.
-  ParvexValue At(RowID row, long column) const {
-    ParvexValue v;
-    if (!GetValue(row, column, &v)) ADD_FAILURE() << "no row " << row << " or column " << column;
-    return v;
-  }
-
   long QtyColumns() const override { return static_cast<long>(mColumns.size()); }
   const ParvexColumnInfo* Column(long index) const override {
     if (index < 0 || index >= QtyColumns()) return nullptr;
@@ -61,7 +50,6 @@ class RowsTable : public ParvexTable {
   }
   long QtyRows() const override { return static_cast<long>(mRows.size()); }
   void GetRowIDs(SimpleVector<RowID>* ids) const override {
-    ++getRowIDsCalls;
     ids->clear();
     for (RowID id : order) ids->push_back(id);
   }
@@ -75,23 +63,9 @@ class RowsTable : public ParvexTable {
     }
     return true;
   }
-  void UpdateRow(RowID row, ParvexValueList& values, bool takeOwnership) override {
-    updatedRows.push_back(row);
-    const auto found = mRows.find(row);
-    if (found != mRows.end()) {
-      for (const ParvexValueWithID* value : values) {
-        for (size_t c = 1; c < mColumns.size(); ++c) {
-          if (mColumns[c].columnID == value->id) found->second[c - 1] = *value;
-        }
-      }
-    }
-    if (takeOwnership) DeleteValues(values);
-  }
   void DeleteRow(RowID row) override { mRows.erase(row); }
 
   std::vector<RowID> order;  // what GetRowIDs reports
-  std::vector<RowID> updatedRows;  // the row of every UpdateRow call, in call order
-  mutable int getRowIDsCalls = 0;
 
  private:
   std::vector<ParvexColumnInfo> mColumns;

@@ -1,6 +1,7 @@
-// The grammar where .parse can't show it: the trees errors discard, and the
-// nesting limit. The statements' printed forms and
-// error codes are checked by tests/tools/scripts/parsing.sql.
+// The grammar where .parse can't show it: the trees errors discard, the
+// nesting limit and the printed text's encoding. The statements' printed
+// forms (which read back as themselves) and error codes are checked by
+// tests/tools/scripts/parsing.sql.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -23,12 +24,6 @@ const Node* As(const test::ParseResult& result) {
 // Every error code a rule raises, with its message, is checked through the
 // shell's .parse (tests/tools/scripts/parsing.sql); here the empty statement.
 TEST(ParserTest, EmptyStatementWantsAKeyword) { EXPECT_EQ(ErrorOf(""), Parser::kErrKeywordExpected); }
-
-TEST(ParserTest, CodesOutsideTheTableHaveNoMessage) {
-  EXPECT_EQ(Parser::ErrorMessage(Parser::kNoError).str(), "");
-  EXPECT_EQ(Parser::ErrorMessage(20).str(), "");
-  EXPECT_EQ(Parser::ErrorMessage(-1).str(), "");
-}
 
 TEST(ParserTest, ErrorsThatDiscardTheTree) {
   for (const char* sql : {
@@ -106,6 +101,11 @@ TEST(ParserTest, WideStatementsAreFine) {
   auto values = Parse("INSERT INTO t VALUES (1" + Repeat(", 1", 20000) + ")");
   EXPECT_EQ(values.error, Parser::kNoError);
   EXPECT_EQ(As<SQLInsertNode>(values)->values.size(), 20001u);
+}
+
+TEST(ParserTest, DescriptionKeepsTheStatementEncoding) {
+  Parser parser;
+  EXPECT_EQ(parser.Evaluate(string("SELECT a FROM t", kEncodingUTF8))->Description().Encoding(), kEncodingUTF8);
 }
 
 }  // namespace

@@ -1,17 +1,14 @@
-// The file access layer through real database files: exact names and
-// listing by prefix, files that replace folders, volumes it can't read,
-// streams that outlive it, files recreated in reused blocks. Creating,
+// The file access layer through real database files: volumes it can't read,
+// streams that outlive it (and the volume under them), files recreated in
+// reused blocks. Creating,
 // writing and reopening are covered by every engine script; the files that
 // are not databases by the shell and host scripts.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
+#include "harness/files.h"
 #include "storage/file_access.h"
 #include "storage/record_storage.h"
 
@@ -20,27 +17,8 @@ namespace {
 
 class FileAccessTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/parvex-access-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    mDir = pattern;
-    mPath = mDir + "/db.pvx";
-  }
-  void TearDown() override {
-    ::unlink(mPath.c_str());
-    ::rmdir(mDir.c_str());
-  }
-  std::vector<uint8_t> DiskBytes() const {
-    std::ifstream in(mPath, std::ios::binary);
-    return std::vector<uint8_t>((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  }
-  void WriteDisk(const std::string& bytes) const {
-    std::ofstream out(mPath, std::ios::binary);
-    out << bytes;
-  }
-
-  std::string mDir;
-  std::string mPath;
+  TempFolder folder;
+  const std::string mPath = folder.File("db.pvx");
 };
 
 // What the shell and host scripts don't try: a volume of a later version and
@@ -48,12 +26,12 @@ class FileAccessTest : public ::testing::Test {
 TEST_F(FileAccessTest, RefusesVolumesItCannotReadAndLeavesThemAlone) {
   ParvexFileAccess access;
   ParvexStatus status;
-  WriteDisk(std::string("VFSv\0\0\0\4", 8) + std::string(40, '\0'));
-  EXPECT_FALSE(access.CreateOrOpenDataFolder(mPath.c_str(), true, &status));
-  EXPECT_EQ(DiskBytes().size(), 48u);
-  WriteDisk(std::string("VFSv\0\0\0\3BlkS", 12));
-  EXPECT_FALSE(access.CreateOrOpenDataFolder(mPath.c_str(), true, &status));
-  EXPECT_EQ(DiskBytes().size(), 12u);
+  for (const std::string& bytes : {std::string("VFSv\0\0\0\4", 8) + std::string(40, '\0'),
+                                   std::string("VFSv\0\0\0\3BlkS", 12)}) {
+    ASSERT_TRUE(testing::WriteFile(mPath, bytes));
+    EXPECT_FALSE(access.CreateOrOpenDataFolder(mPath.c_str(), true, &status));
+    EXPECT_EQ(testing::ReadFile(mPath), bytes);
+  }
   EXPECT_FALSE(access.IsOpen());
   EXPECT_EQ(access.OpenFile("a", true, false), nullptr);
 }

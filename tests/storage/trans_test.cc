@@ -1,8 +1,8 @@
 // ParvexTrans where SQL can't look: NULL left out of stored records, the
-// counters' bytes, damaged counters, indexes following every pending change
-// (indexes don't change query results yet) and the files a table keeps.
-// Pending changes, commit, rollback and deletions are covered by
-// tests/sql/scripts/transactions.sql.
+// counters' bytes and damaged counters. Pending changes, commit, rollback,
+// deletions and the files a table keeps are covered by
+// tests/sql/scripts/transactions.sql; indexes following every change by
+// indexes.sql and the differential test (index lookups against scans).
 #include "storage/trans.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +14,6 @@
 
 #include "harness/engine.h"
 #include "storage/file_access.h"
-#include "storage/index.h"
 #include "storage/record_storage.h"
 
 namespace parvex {
@@ -35,14 +34,6 @@ class TransTest : public ::testing::Test {
   bool Commit() {
     HostFileFailure failure;
     return table->Commit() && access->Commit(&failure);
-  }
-
-  // Closes everything and opens the volume and the table again.
-  void Reopen() {
-    table.reset();
-    access.reset();
-    OpenVolume();
-    table = OpenTable();
   }
 
   std::unique_ptr<ParvexTrans> OpenTable() {
@@ -72,12 +63,6 @@ class TransTest : public ::testing::Test {
 
   void Update(RowID row, std::optional<int> a, std::optional<std::string> b) {
     ParvexValueList values = Values(a, b);
-    table->UpdateRow(row, values, true);
-  }
-
-  void UpdateB(RowID row, std::optional<std::string> b) {
-    ParvexValueList values;
-    values.push_back(new ParvexValueWithID(b ? ParvexValue::String(string(*b)) : ParvexValue(), 2));
     table->UpdateRow(row, values, true);
   }
 
@@ -190,58 +175,6 @@ TEST_F(TransTest, RowIDsNeverCollideOrWrapAround) {
   EXPECT_EQ(Add(6, "z"), kInvalidRowID);
   EXPECT_EQ(AddWithID(-1, 7), kInvalidRowID);
   EXPECT_EQ(IDs().size(), 1u);
-}
-
-TEST_F(TransTest, IndexesFollowEveryPendingChange) {
-  table = OpenTable();
-  const RowID one = Add(1, "one");
-  SimpleVector<uint32_t> columns;
-  columns.push_back(2);
-  ASSERT_TRUE(table->AddIndex(string("byB"), columns));
-  auto lookup = [this](const char* text) {
-    ParvexValue key = ParvexValue::String(string(text));
-    const ParvexValue* keys[] = {&key};
-    return table->FindIndex(string("byb"))->Lookup(keys);
-  };
-  EXPECT_EQ(lookup("one"), one);
-  ASSERT_TRUE(Commit());
-  const RowID added = Add(2, "two");
-  EXPECT_EQ(lookup("two"), added);
-  UpdateB(1, "uno");
-  EXPECT_EQ(lookup("one"), kInvalidRowID);
-  EXPECT_EQ(lookup("uno"), 1u);
-  table->Rollback();
-  EXPECT_EQ(lookup("two"), kInvalidRowID);
-  EXPECT_EQ(lookup("one"), 1u);
-  table->DeleteRow(1);
-  EXPECT_EQ(lookup("one"), kInvalidRowID);
-  table->Rollback();
-  EXPECT_EQ(lookup("one"), 1u);
-
-}
-
-TEST_F(TransTest, IndexesAreLoadedWithTheTableAndDeleteStorageRemovesEveryFile) {
-  table = OpenTable();
-  Add(1, "one");
-  Add(2, "two");
-  SimpleVector<uint32_t> columns;
-  columns.push_back(1);
-  columns.push_back(2);
-  ASSERT_TRUE(table->AddIndex(string("ab"), columns));
-  ASSERT_TRUE(Commit());
-  Reopen();
-  SimpleVector<string> names;
-  table->GetIndexNames(&names);
-  ASSERT_EQ(names.size(), 1u);
-  EXPECT_EQ(names[0].view(), "ab");
-  ParvexValue a = ParvexValue::Integer(2), b = ParvexValue::String(string("two"));
-  const ParvexValue* key[] = {&a, &b};
-  EXPECT_EQ(table->FindIndex(string("ab"))->Lookup(key), 2u);
-
-  table->DeleteStorage();
-  EXPECT_FALSE(access->ContainsFile(string("T.dat")));
-  EXPECT_FALSE(access->ContainsFile(string("T.map")));
-  EXPECT_FALSE(access->ContainsFile(string("T.ab.idx")));
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // The flat layer: file IDs and block reuse, stale and rebuilt maps,
-// positioning and transfers across block chains, and the open-file limit.
+// positioning and transfers across block chains.
 // The block map's image is in the golden images, damaged maps in
 // volume_hostile_test.
 #include <gtest/gtest.h>
@@ -194,26 +194,6 @@ TEST_F(FlatVolumeTest, TwoHandlesOnOneFileSeeEachOthersBlocks) {
   mVolume->CloseFile(second);
   ASSERT_TRUE(mVolume->DeleteFile(fileID));
   EXPECT_EQ(mVolume->GetBlockMap().QtyFreeEntries(), 4u);
-}
-
-TEST_F(FlatVolumeTest, OpenFileTableStopsGrowingAt32767Slots) {
-  const uint32_t fileID = mVolume->CreateFile();
-  std::vector<int16_t> handles;
-  for (int i = 0; i < kMaxOpenFileSlots; ++i) {
-    const int16_t handle = mVolume->OpenFile(fileID);
-    ASSERT_EQ(handle, i);
-    handles.push_back(handle);
-  }
-  EXPECT_EQ(mVolume->OpenFile(fileID), -1);
-  // Closed slots are taken highest first while the table can still grow...
-  // but once full, every open fails, even with free slots.
-  for (int16_t handle : handles) ASSERT_TRUE(mVolume->CloseFile(handle));
-  EXPECT_EQ(mVolume->OpenFile(fileID), -1);
-  // The block map is still saved.
-  EXPECT_EQ(mVolume->CreateFile(), 3u);
-  Reopen();
-  EXPECT_EQ(mVolume->GetBlockMap().QtyEntries(), 2u);
-  EXPECT_GE(mVolume->OpenFile(3), 0);
 }
 
 // After a crash the stored map may call a block free that a file took since.

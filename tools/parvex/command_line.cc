@@ -45,16 +45,19 @@ bool ParseCommandLine(int argc, const char* const* argv, CommandLine* commandLin
     } else if (arg == "--help" || arg == "-h") {
       commandLine->help = true;
       return true;
+    } else if (arg == "--version") {
+      commandLine->version = true;
+      return true;
     } else {
       *error = "unknown option " + std::string(arg);
       return false;
     }
   }
-  if (i >= argc) {
+  if (i >= argc && (commandLine->check || commandLine->recover)) {
     *error = "no database file given";
     return false;
   }
-  commandLine->databasePath = argv[i++];
+  if (i < argc) commandLine->databasePath = argv[i++];
   for (; i < argc; ++i) commandLine->sql.emplace_back(argv[i]);
   if (commandLine->check && commandLine->recover) {
     *error = "--check and --recover can't be combined";
@@ -72,16 +75,18 @@ bool ParseCommandLine(int argc, const char* const* argv, CommandLine* commandLin
 }
 
 std::string UsageText() {
-  return "Usage: parvex [OPTIONS] FILE [SQL ...]\n"
+  return "Usage: parvex [OPTIONS] [FILE [SQL ...]]\n"
          "       parvex --check FILE\n"
          "       parvex --recover FILE NEWFILE\n"
-         "Opens the database FILE (a missing or empty file becomes a new database) and runs\n"
-         "each SQL argument in order; without SQL arguments, reads statements and\n"
-         "dot-commands from standard input (with line editing on a terminal; .help lists\n"
-         "the commands).\n"
+         "Opens the database FILE (a missing or empty file becomes a new database; no FILE,\n"
+         "or :memory:, a transient database in memory) and runs each SQL argument in order;\n"
+         "without SQL arguments, reads statements and dot-commands from standard input (with\n"
+         "line editing and completion on a terminal; .help lists the commands).\n"
          "\n"
          "Options:\n"
          "  --box          aligned columns inside borders (the default on a terminal)\n"
+         "  --table        aligned columns inside +-| borders\n"
+         "  --markdown     a Markdown table\n"
          "  --list         values separated by | (the default otherwise)\n"
          "  --csv          comma-separated values with a header line (RFC 4180)\n"
          "  --json         one JSON array of objects per query\n"
@@ -98,6 +103,7 @@ std::string UsageText() {
          "  --recover      copy every readable row of FILE (and its indexes) into the new\n"
          "                 database NEWFILE, saying what could not be copied\n"
          "  --help         show this text\n"
+         "  --version      show the version of parvex\n"
          "\n"
          "Exit status: 0 when every statement succeeded, 1 when one failed, 2 for a usage\n"
          "error or a database that cannot be opened.\n";

@@ -1,11 +1,12 @@
-// The shell's command line: parvex [OPTIONS] FILE [SQL ...], or
+// The shell's command line: parvex [OPTIONS] [FILE [SQL ...]], or
 // parvex --check FILE, or parvex --recover FILE NEWFILE.
 //
 // Options come before FILE (`--` ends them, for a FILE that starts with '-');
-// every argument after FILE is SQL, run in order. --check takes FILE alone,
-// --recover FILE and NEWFILE. A usage error (an unknown option, no FILE, a
-// wrong argument count for --check or --recover) makes the shell print the
-// usage and exit with code 2.
+// every argument after FILE is SQL, run in order. Without FILE (or with
+// ":memory:") the database is a transient one in memory. --check takes FILE
+// alone, --recover FILE and NEWFILE. A usage error (an unknown option, a wrong
+// argument count for --check or --recover) makes the shell print the usage
+// and exit with code 2.
 #pragma once
 
 #include <cstdint>
@@ -24,6 +25,7 @@ struct CommandLine {
   std::optional<bool> headers;
   bool bail = false;
   bool help = false;
+  bool version = false;
   bool readOnly = false;
   bool noSync = false;
   int32_t timeoutMs = 0;

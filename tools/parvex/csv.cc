@@ -3,8 +3,8 @@
 
 namespace parvex::shell {
 
-void AppendCsvField(std::string_view field, std::string* out) {
-  if (field.find_first_of(",\"\r\n") == std::string_view::npos) {
+void AppendCsvField(std::string_view field, std::string* out, bool quote) {
+  if (!quote && field.find_first_of(",\"\r\n") == std::string_view::npos) {
     out->append(field);
     return;
   }

@@ -18,8 +18,8 @@
 
 namespace parvex::shell {
 
-// Appends `field` to `out`, quoted when it needs to be.
-void AppendCsvField(std::string_view field, std::string* out);
+// Appends `field` to `out`, quoted when it needs to be or `quote` asks for it.
+void AppendCsvField(std::string_view field, std::string* out, bool quote = false);
 
 struct CsvField {
   std::string text;

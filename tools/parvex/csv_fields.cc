@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 #include <unordered_set>
+#include <utility>
 
 #include "text_width.h"
 
@@ -37,7 +38,94 @@ bool ParseInteger(std::string_view text, int32_t* value) {
 
 bool SameText(std::string_view a, const char* b) { return CompareNoCase(a, b) == 0; }
 
+bool ParseDouble(std::string_view text, double* value) {
+  if (!text.empty() && text.front() == '+') text.remove_prefix(1);
+  const auto result = std::from_chars(text.data(), text.data() + text.size(), *value);
+  return !text.empty() && result.ec == std::errc() && result.ptr == text.data() + text.size();
+}
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+// `text` matches `pattern`, where '9' stands for a digit and every other byte for itself.
+bool Matches(std::string_view text, std::string_view pattern) {
+  if (text.size() != pattern.size()) return false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (pattern[i] == '9' ? !IsDigit(text[i]) : text[i] != pattern[i]) return false;
+  }
+  return true;
+}
+
+int TwoDigits(std::string_view text, size_t at) { return (text[at] - '0') * 10 + (text[at + 1] - '0'); }
+
+bool IsDateText(std::string_view text) {
+  if (!Matches(text, "9999-99-99")) return false;
+  const int month = TwoDigits(text, 5), day = TwoDigits(text, 8);
+  return month >= 1 && month <= 12 && day >= 1 && day <= 31;
+}
+
+// HH:MM:SS with an optional fraction.
+bool IsTimeText(std::string_view text) {
+  const size_t dot = text.find('.');
+  if (dot != std::string_view::npos) {
+    const std::string_view fraction = text.substr(dot + 1);
+    if (fraction.empty() || fraction.find_first_not_of("0123456789") != std::string_view::npos) return false;
+    text = text.substr(0, dot);
+  }
+  return Matches(text, "99:99:99") && TwoDigits(text, 0) < 24 && TwoDigits(text, 3) < 60 && TwoDigits(text, 6) < 60;
+}
+
+bool IsTimestampText(std::string_view text) {
+  return text.size() > 11 && text[10] == ' ' && IsDateText(text.substr(0, 10)) && IsTimeText(text.substr(11));
+}
+
+// A number that reads as one and keeps its text: digits, no leading zero
+// before another digit.
+bool IsPlainNumber(std::string_view text) {
+  if (!text.empty() && (text.front() == '-' || text.front() == '+')) text.remove_prefix(1);
+  if (text.empty() || !IsDigit(text.front())) return false;
+  return !(text.size() > 1 && text[0] == '0' && IsDigit(text[1]));
+}
+
+enum Candidate : unsigned {
+  kMaybeInteger = 1,
+  kMaybeDouble = 2,
+  kMaybeBoolean = 4,
+  kMaybeDate = 8,
+  kMaybeTime = 16,
+  kMaybeTimestamp = 32,
+};
+
 }  // namespace
+
+void ColumnTypeGuess::Add(const CsvField& field, std::string_view nullText) {
+  if (IsNullField(field, nullText)) return;
+  mSeen = true;
+  const std::string_view text = TrimBlanks(field.text);
+  int32_t n = 0;
+  double d = 0;
+  const bool number = IsPlainNumber(text);
+  if (!number || !ParseInteger(text, &n)) mCandidates &= ~kMaybeInteger;
+  if (!number || !ParseDouble(text, &d)) mCandidates &= ~kMaybeDouble;
+  if (!SameText(text, "true") && !SameText(text, "false")) mCandidates &= ~kMaybeBoolean;
+  if (!IsDateText(text)) mCandidates &= ~kMaybeDate;
+  if (!IsTimeText(text)) mCandidates &= ~kMaybeTime;
+  if (!IsTimestampText(text)) mCandidates &= ~kMaybeTimestamp;
+}
+
+ParvexDataType ColumnTypeGuess::Type() const {
+  if (!mSeen) return kTypeString;
+  constexpr std::pair<Candidate, ParvexDataType> kOrder[] = {
+      {kMaybeInteger, kTypeInteger}, {kMaybeDouble, kTypeDouble}, {kMaybeBoolean, kTypeBoolean},
+      {kMaybeDate, kTypeDate},       {kMaybeTime, kTypeTime},     {kMaybeTimestamp, kTypeTimestamp}};
+  for (const auto& [candidate, type] : kOrder) {
+    if (mCandidates & candidate) return type;
+  }
+  return kTypeString;
+}
+
+bool IsNullField(const CsvField& field, std::string_view nullText) {
+  return !field.quoted && (field.text.empty() || field.text == nullText);
+}
 
 std::vector<std::string> ColumnNamesFromHeader(const std::vector<std::string>& header) {
   std::vector<std::string> names;
@@ -64,8 +152,9 @@ std::vector<std::string> ColumnNamesFromHeader(const std::vector<std::string>& h
   return names;
 }
 
-bool ConvertCsvField(const CsvField& field, ParvexDataType type, ParvexValue* value, std::string* problem) {
-  if (field.text.empty() && !field.quoted) {
+bool ConvertCsvField(const CsvField& field, ParvexDataType type, std::string_view nullText, ParvexValue* value,
+                     std::string* problem) {
+  if (IsNullField(field, nullText)) {
     value->SetNull(type);
     return true;
   }
@@ -81,11 +170,8 @@ bool ConvertCsvField(const CsvField& field, ParvexDataType type, ParvexValue* va
       return true;
     }
     case kTypeDouble: {
-      std::string_view digits = text;
-      if (!digits.empty() && digits.front() == '+') digits.remove_prefix(1);
       double d = 0;
-      const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), d);
-      if (digits.empty() || result.ec != std::errc() || result.ptr != digits.data() + digits.size()) {
+      if (!ParseDouble(text, &d)) {
         *problem = Quote(field.text) + " is not a number";
         return false;
       }

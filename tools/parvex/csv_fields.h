@@ -1,7 +1,8 @@
 // What CSV text means to the importer: typed values and column names.
 //
-// An empty unquoted field is NULL (of the column's type, so that storing it
-// converts nothing); a quoted empty field "" is an empty text. Integers,
+// An empty unquoted field, and an unquoted field equal to the null text (set
+// by .nullvalue), is NULL (of the column's type, so that storing it converts
+// nothing); a quoted empty field "" is an empty text. Integers,
 // doubles and booleans are checked: surrounding blanks are allowed, anything
 // else that is not a value of the type is refused with a message saying why.
 // Booleans are true/false, t/f, yes/no, y/n or 1/0 in any case. Dates, times,
@@ -9,6 +10,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/value.h"
@@ -16,9 +18,28 @@
 
 namespace parvex::shell {
 
+bool IsNullField(const CsvField& field, std::string_view nullText);
+
 // Converts a field to a value of `type`; false with `problem` set when the
 // text is not a value of that type.
-bool ConvertCsvField(const CsvField& field, ParvexDataType type, ParvexValue* value, std::string* problem);
+bool ConvertCsvField(const CsvField& field, ParvexDataType type, std::string_view nullText, ParvexValue* value,
+                     std::string* problem);
+
+// The type of a new column, from the fields of its CSV column: the first of
+// Integer, Double, Boolean (true/false), Date (2001-02-03), Time (04:05:06,
+// fractions allowed), Timestamp (a date, a blank, a time) that every field
+// that is not NULL is a value of, else String (also for a column of NULLs).
+// A number written with a leading zero (007, an identifier or a postal code)
+// stays text.
+class ColumnTypeGuess {
+ public:
+  void Add(const CsvField& field, std::string_view nullText);
+  ParvexDataType Type() const;
+
+ private:
+  unsigned mCandidates = ~0u;  // bits of the types still possible
+  bool mSeen = false;
+};
 
 // Makes header names usable as column names of a new table: characters other
 // than letters, digits, '_' and '#' become '_', a leading digit gets a '_'

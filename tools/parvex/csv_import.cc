@@ -54,12 +54,22 @@ bool ReadWholeFile(const std::string& path, std::string* text, std::string* erro
 
 bool SameText(std::string_view a, const char* b) { return CompareNoCase(a, b) == 0; }
 
-// Maps the header onto the columns of an existing table.
+std::vector<std::string> PlainNames(const std::vector<CsvField>& header) {
+  std::vector<std::string> names;
+  for (const CsvField& field : header) names.push_back(field.text);
+  return ColumnNamesFromHeader(names);
+}
+
+// Maps the header onto the columns of an existing table: a name as written,
+// else as an import that created the table made it.
 bool TargetsOfTable(const ParvexTable& table, const std::vector<CsvField>& header,
                     std::vector<Target>* targets, std::string* error) {
   std::unordered_set<long> used;
-  for (const CsvField& field : header) {
-    const long found = BindColumn(table, field.text);
+  const std::vector<std::string> plain = PlainNames(header);
+  for (size_t i = 0; i < header.size(); ++i) {
+    const CsvField& field = header[i];
+    long found = BindColumn(table, field.text);
+    if (found < 0) found = BindColumn(table, plain[i]);
     if (found < 0) {
       *error = "table " + table.name.str() + " has no column " + field.text;
       return false;
@@ -75,23 +85,37 @@ bool TargetsOfTable(const ParvexTable& table, const std::vector<CsvField>& heade
   return true;
 }
 
-// The columns of a table the import creates: a String column per header
-// name, made into a plain word (noted in the report when it changes).
+// The types of a new table's columns, from every record after the header
+// (read by a reader of its own; the caller's is not moved).
+std::vector<ParvexDataType> GuessColumnTypes(std::string_view text, size_t columns, std::string_view nullText) {
+  std::vector<ColumnTypeGuess> guesses(columns);
+  CsvReader reader(text);
+  std::vector<CsvField> fields;
+  reader.Next(&fields);  // the header
+  while (reader.Next(&fields)) {
+    for (size_t i = 0; i < fields.size() && i < columns; ++i) guesses[i].Add(fields[i], nullText);
+  }
+  std::vector<ParvexDataType> types;
+  for (const ColumnTypeGuess& guess : guesses) types.push_back(guess.Type());
+  return types;
+}
+
+// The columns of a table the import creates: one per header name, made into
+// a plain word (noted in the report when it changes), of the guessed type.
 bool TargetsOfNewTable(const std::string& tableName, const std::vector<CsvField>& header,
-                       std::vector<Target>* targets, ImportReport* report, std::string* error) {
+                       const std::vector<ParvexDataType>& types, std::vector<Target>* targets, ImportReport* report,
+                       std::string* error) {
   if (!IsPlainName(tableName)) {
     *error = "can't create a table named " + tableName + " (letters, digits, _ and # only)";
     return false;
   }
-  std::vector<std::string> names;
-  for (const CsvField& field : header) names.push_back(field.text);
-  names = ColumnNamesFromHeader(names);
+  const std::vector<std::string> names = PlainNames(header);
   for (size_t i = 0; i < names.size(); ++i) {
     const bool rowID = SameText(header[i].text, "_rowid");
     if (!rowID && names[i] != header[i].text) {
       report->notes.push_back("column \"" + header[i].text + "\" is named " + names[i]);
     }
-    targets->push_back({names[i], rowID ? kTypeInteger : kTypeString, 0, rowID});
+    targets->push_back({names[i], rowID ? kTypeInteger : types[i], 0, rowID});
   }
   return true;
 }
@@ -118,13 +142,13 @@ bool CheckRowID(const ParvexValue& value, const ParvexTable* table, std::unorder
 }
 
 bool ReadRecords(CsvReader& reader, const std::string& path, size_t size, const std::vector<Target>& targets,
-                 const ParvexTable* table, Records* records, std::string* error) {
+                 std::string_view nullText, const ParvexTable* table, Records* records, std::string* error) {
   std::unordered_set<int32_t> rowIDs;
   std::vector<CsvField> fields;
   ProgressBar progress("Reading " + path, size);
   while (reader.Next(&fields)) {
     if (InterruptRequested()) {
-      *error = "Interrupted.";
+      *error = "interrupted; nothing was imported";
       return false;
     }
     const std::string where = path + ":" + std::to_string(reader.RecordLine()) + ": ";
@@ -138,7 +162,7 @@ bool ReadRecords(CsvReader& reader, const std::string& path, size_t size, const 
     for (size_t i = 0; i < fields.size(); ++i) {
       ParvexValue value;
       std::string problem;
-      if (!ConvertCsvField(fields[i], targets[i].type, &value, &problem) ||
+      if (!ConvertCsvField(fields[i], targets[i].type, nullText, &value, &problem) ||
           (targets[i].rowID && !CheckRowID(value, table, &rowIDs, &problem))) {
         *error = where + "column " + targets[i].name + ": " + problem;
         return false;
@@ -155,31 +179,45 @@ bool ReadRecords(CsvReader& reader, const std::string& path, size_t size, const 
   return true;
 }
 
-// Creates the table for `targets` and gives each its column ID; `changed`
-// is set once the statement ran.
-ParvexTable* CreateTable(ParvexDatabase& db, const std::string& tableName, std::vector<Target>* targets,
-                         std::string* error, bool* changed) {
-  std::string sql = "CREATE TABLE " + tableName + " (";
-  bool first = true;
-  for (const Target& target : *targets) {
-    if (target.rowID) continue;
-    sql += (first ? "" : ", ") + target.name + " String";
-    first = false;
+const char* TypeName(ParvexDataType type) {
+  switch (type) {
+    case kTypeInteger: return "Integer";
+    case kTypeDouble: return "Double";
+    case kTypeBoolean: return "Boolean";
+    case kTypeDate: return "Date";
+    case kTypeTime: return "Time";
+    case kTypeTimestamp: return "Timestamp";
+    default: return "String";
   }
-  sql += ")";
-  if (first) {
-    *error = "the header names no column but _rowid";
-    return nullptr;
-  }
+}
+
+// Runs one statement the import needs; false with `error` set when it failed.
+bool Run(ParvexDatabase& db, const std::string& sql, std::string* error) {
   ParvexStatus status;
   db.UpdateClock();
   ParvexSQLExecute(string(sql, kEncodingUTF8), db, &status);
-  *changed = true;
-  ParvexTable* table = db.FindTable(string(tableName));
-  if (IsErrorState(status.State()) || table == nullptr) {
-    *error = StatusLine(status);
+  if (!IsErrorState(status.State())) return true;
+  *error = StatusLine(status);
+  return false;
+}
+
+// Creates the table for `targets` and gives each its column ID; `changed`
+// is set once the statement ran.
+ParvexTable* CreateTable(ParvexDatabase& db, const std::string& tableName, std::vector<Target>* targets,
+                         ImportReport* report, std::string* error, bool* changed) {
+  std::string& columns = report->columns;
+  for (const Target& target : *targets) {
+    if (target.rowID) continue;
+    columns += (columns.empty() ? "" : ", ") + target.name + " " + TypeName(target.type);
+  }
+  if (columns.empty()) {
+    *error = "the header names no column but _rowid";
     return nullptr;
   }
+  const bool created = Run(db, "CREATE TABLE " + tableName + " (" + columns + ")", error);
+  *changed = true;
+  ParvexTable* table = created ? db.FindTable(string(tableName)) : nullptr;
+  if (table == nullptr) return nullptr;
   for (Target& target : *targets) {
     const long column = target.rowID ? -1 : BindColumn(*table, target.name);
     if (column > 0) target.columnID = table->Column(column)->columnID;
@@ -188,17 +226,22 @@ ParvexTable* CreateTable(ParvexDatabase& db, const std::string& tableName, std::
 }
 
 bool AddRows(ParvexTable& table, const std::string& path, const std::string& tableName,
-             const std::vector<Target>& targets, const Records& records, ImportReport* report, std::string* error) {
+             const std::vector<Target>& targets, const Records& records, std::vector<RowID>* added,
+             std::string* error) {
   const size_t width = targets.size();
   ProgressBar progress("Loading " + tableName, records.lines.size());
   for (size_t r = 0; r < records.lines.size(); ++r) {
+    if (InterruptRequested()) {
+      *error = "interrupted; nothing was imported";
+      return false;
+    }
     ParvexValueList row;
     for (size_t i = 0; i < width; ++i) {
       row.push_back(new ParvexValueWithID(records.values[r * width + i], targets[i].columnID));
     }
-    const RowID added = table.AddRow(row, true);
+    const RowID id = table.AddRow(row, true);
     DeleteValues(row);  // the table took the values; this frees any it left behind
-    if (added == kInvalidRowID) {
+    if (id == kInvalidRowID) {
       if (table.IsDamaged()) {
         *error = StatusLine(table.DamageStatus());
       } else {
@@ -206,16 +249,23 @@ bool AddRows(ParvexTable& table, const std::string& path, const std::string& tab
       }
       return false;
     }
-    report->rows = r + 1;
+    added->push_back(id);
     progress.Update(r + 1);
   }
   return true;
 }
 
+// Takes back the rows a failed AddRows added. (A table the import created
+// can't be dropped while it has changes pending: outside BEGIN the caller's
+// rollback removes it, inside BEGIN it stays, empty.)
+void UndoImport(ParvexTable& table, const std::vector<RowID>& added) {
+  for (RowID id : added) table.DeleteRow(id);
+}
+
 }  // namespace
 
 bool ImportCsv(ParvexDatabase& db, const std::string& path, const std::string& tableName,
-               ImportReport* report, std::string* error, bool* changed) {
+               std::string_view nullText, ImportReport* report, std::string* error, bool* changed) {
   *changed = false;
   std::string text;
   if (!ReadWholeFile(path, &text, error)) return false;
@@ -232,18 +282,27 @@ bool ImportCsv(ParvexDatabase& db, const std::string& path, const std::string& t
     return false;
   }
   std::vector<Target> targets;
-  const bool planned = table != nullptr ? TargetsOfTable(*table, header, &targets, error)
-                                        : TargetsOfNewTable(tableName, header, &targets, report, error);
+  const bool planned =
+      table != nullptr
+          ? TargetsOfTable(*table, header, &targets, error)
+          : TargetsOfNewTable(tableName, header, GuessColumnTypes(text, header.size(), nullText), &targets, report,
+                              error);
   Records records;
-  if (!planned || !ReadRecords(reader, path, text.size(), targets, table, &records, error)) return false;
+  if (!planned || !ReadRecords(reader, path, text.size(), targets, nullText, table, &records, error)) return false;
 
   if (table == nullptr) {
-    table = CreateTable(db, tableName, &targets, error, changed);
+    table = CreateTable(db, tableName, &targets, report, error, changed);
     if (table == nullptr) return false;
     report->createdTable = true;
   }
   *changed = *changed || !records.lines.empty();
-  return AddRows(*table, path, tableName, targets, records, report, error);
+  std::vector<RowID> added;
+  if (AddRows(*table, path, tableName, targets, records, &added, error)) {
+    report->rows = added.size();
+    return true;
+  }
+  UndoImport(*table, added);
+  return false;
 }
 
 }  // namespace parvex::shell

@@ -32,26 +32,51 @@ FilePtr OpenFile(const std::string& path, const char* mode) { return FilePtr(std
 }  // namespace
 
 const DotCommands::Command DotCommands::kCommands[] = {
-    {".bail", "on|off", "stop at the first failed statement", 1, 1, &DotCommands::Bail},
+    {".bail", "on|off", "stop a script at its first failed statement", 1, 1, &DotCommands::Bail,
+     "With bail on, the first failure ends the script it happened in (standard input, a\n"
+     "file given to .read); at the terminal the session goes on."},
+    {".changes", "on|off", "show how many rows each statement changed", 1, 1, &DotCommands::Changes,
+     "After each statement: \"changes: N   total_changes: M\", the rows the statement inserted,\n"
+     "updated or deleted, and those of every statement of the session (.import included)."},
     {".check", "", "check the database file for damage (reading it only)", 0, 0, &DotCommands::Check},
     {".dump", "[TABLE]", "SQL that recreates the database (or TABLE): schema, rows, indexes", 0, 1,
      &DotCommands::Dump},
+    {".echo", "on|off", "print each statement and command before it runs", 1, 1, &DotCommands::Echo},
     {".exit", "", "leave the shell (as .quit)", 0, 0, &DotCommands::Quit},
     {".headers", "on|off", "show column names above results", 1, 1, &DotCommands::Headers},
-    {".help", "", "show this list", 0, 0, &DotCommands::Help},
+    {".help", "[COMMAND]", "show this list, or what COMMAND does", 0, 1, &DotCommands::Help},
     {".import", "FILE TABLE", "load CSV (first line names the columns) into TABLE, creating it if needed", 2, 2,
-     &DotCommands::Import},
+     &DotCommands::Import,
+     "The whole file is loaded in one transaction: an error or Ctrl-C leaves the table as it was.\n"
+     "A new table gets one column per header name, typed from the values below it: Integer,\n"
+     "Double, Boolean (true/false), Date (2001-02-03), Time (04:05:06), Timestamp\n"
+     "(2001-02-03 04:05:06), else String. An unquoted field equal to the .nullvalue text\n"
+     "(by default the empty field) is NULL; \"\" is an empty text."},
     {".indexes", "[TABLE]", "list the indexes (as TABLE.INDEX, or those of TABLE)", 0, 1, &DotCommands::Indexes},
     {".lastrowid", "TABLE", "the ID of the last row added to TABLE", 1, 1, &DotCommands::LastRowID},
-    {".mode", "[MODE]", "show or set the output mode: box, list, csv, json or line", 0, 1, &DotCommands::Mode},
+    {".mode", "[MODE]", "show or set the output mode: box, table, markdown, list, csv, json or line", 0, 1,
+     &DotCommands::Mode,
+     "  box       aligned columns inside line-drawing borders (the default on a terminal)\n"
+     "  table     aligned columns inside +-| borders\n"
+     "  markdown  a Markdown table\n"
+     "  list      values separated by .separator (| by default)\n"
+     "  csv       comma-separated values (RFC 4180)\n"
+     "  json      one JSON array of objects per query\n"
+     "  line      one \"column = value\" line per value"},
+    {".nullvalue", "TEXT", "show NULL as TEXT (and read TEXT in CSV as NULL)", 1, 1, &DotCommands::NullValue},
+    {".once", "FILE", "send the output of the next statement or command to FILE", 1, 1, &DotCommands::Once},
+    {".open", "[FILE]", "close the database and open FILE (none: a new one in memory)", 0, 1, &DotCommands::Open},
+    {".output", "[FILE]", "send output to FILE (none: back to standard output)", 0, 1, &DotCommands::Output},
     {".parse", "STATEMENT", "show how the engine reads STATEMENT, as canonical SQL", 1, 1, &DotCommands::Parse,
-     true},
+     nullptr, true},
     {".quit", "", "leave the shell", 0, 0, &DotCommands::Quit},
     {".read", "FILE", "run the statements and commands in FILE", 1, 1, &DotCommands::Read},
     {".schema", "[TABLE]", "the CREATE TABLE and CREATE INDEX statements of the tables (or TABLE)", 0, 1,
      &DotCommands::Schema},
     {".schema-export", "PATH", "write the database's schema data to PATH", 1, 1, &DotCommands::SchemaExport},
     {".schema-import", "PATH", "replace the schema with the schema data in PATH", 1, 1, &DotCommands::SchemaImport},
+    {".separator", "COLUMN [ROW]", "the separators of list mode (\\t, \\n and \\\\ allowed)", 1, 2,
+     &DotCommands::Separator},
     {".tables", "", "list the tables", 0, 0, &DotCommands::Tables},
     {".timer", "on|off", "show how long each statement takes", 1, 1, &DotCommands::Timer},
 };
@@ -93,15 +118,33 @@ bool DotCommands::SplitWords(const std::string& line, std::vector<std::string>* 
 
 std::string DotCommands::HelpText() {
   std::string text =
-      "Statements end with ';' and may span lines. Each statement is committed on its own\n"
-      "unless BEGIN (or BEGIN TRANSACTION) starts a transaction that COMMIT or ROLLBACK ends.\n"
-      "Lines that start with '.' are commands of the shell:\n\n";
+      "Statements end with ';' and may span lines; -- and /* */ comments are left out. Each\n"
+      "statement is committed on its own unless BEGIN (or BEGIN TRANSACTION) starts a\n"
+      "transaction that COMMIT or ROLLBACK ends. Lines that start with '.' are commands of\n"
+      "the shell (.help COMMAND tells more about one):\n\n";
   for (const Command& command : kCommands) {
-    std::string usage = std::string(command.name) + (*command.arguments ? " " : "") + command.arguments;
+    std::string usage = UsageOf(command);
     usage.resize(std::max<size_t>(usage.size() + 2, 26), ' ');
     text += "  " + usage + command.help + "\n";
   }
   return text;
+}
+
+std::string DotCommands::UsageOf(const Command& command) {
+  return std::string(command.name) + (*command.arguments ? " " : "") + command.arguments;
+}
+
+const DotCommands::Command* DotCommands::Find(std::string_view name) {
+  for (const Command& command : kCommands) {
+    if (CompareNoCase(name, command.name) == 0) return &command;
+  }
+  return nullptr;
+}
+
+std::vector<std::string> DotCommands::Names() {
+  std::vector<std::string> names;
+  for (const Command& command : kCommands) names.emplace_back(command.name);
+  return names;
 }
 
 void DotCommands::Run(const std::string& line) {
@@ -110,23 +153,22 @@ void DotCommands::Run(const std::string& line) {
   const size_t nameEnd = std::min(line.find_first_of(" \t"), line.size());
   const std::string name = line.substr(0, nameEnd);
   mRest = line.substr(std::min(line.find_first_not_of(" \t", nameEnd), line.size()));
-  for (const Command& command : kCommands) {
-    if (CompareNoCase(name, command.name) != 0) continue;
-    if (command.raw) {
-      if (!mRest.empty()) words.push_back(mRest);
-    } else if (!SplitWords(mRest, &words, &error)) {
-      mShell.ReportError(error);
-      return;
-    }
-    if (words.size() < command.minArgs || words.size() > command.maxArgs) {
-      mShell.ReportError(std::string("Usage: ") + command.name + (*command.arguments ? " " : "") +
-                         command.arguments);
-      return;
-    }
-    (this->*command.run)(words);
+  const Command* command = Find(name);
+  if (command == nullptr) {
+    mShell.ReportError("Error: unknown command " + name + " (.help lists the commands)");
     return;
   }
-  mShell.ReportError("Error: unknown command " + name + " (.help lists the commands)");
+  if (command->raw) {
+    if (!mRest.empty()) words.push_back(mRest);
+  } else if (!SplitWords(mRest, &words, &error)) {
+    mShell.ReportError(error);
+    return;
+  }
+  if (words.size() < command->minArgs || words.size() > command->maxArgs) {
+    mShell.ReportError("Usage: " + UsageOf(*command));
+    return;
+  }
+  (this->*command->run)(words);
 }
 
 bool DotCommands::ParseSwitch(const std::string& word, bool* flag) {
@@ -166,7 +208,72 @@ void DotCommands::Headers(const Args& args) {
   if (ParseSwitch(args[0], &headers)) mShell.mOutput.headers = headers;
 }
 
-void DotCommands::Help(const Args&) { std::cout << HelpText(); }
+void DotCommands::Help(const Args& args) {
+  if (args.empty()) {
+    std::cout << HelpText();
+    return;
+  }
+  // ".help mode" and ".help .mode" both work.
+  const Command* command = Find(args[0].starts_with('.') ? args[0] : "." + args[0]);
+  if (command == nullptr) {
+    mShell.ReportError("Error: unknown command " + args[0] + " (.help lists the commands)");
+    return;
+  }
+  std::cout << UsageOf(*command) << "\n  " << command->help << '\n';
+  if (command->details != nullptr) std::cout << command->details << '\n';
+}
+
+void DotCommands::Echo(const Args& args) { ParseSwitch(args[0], &mShell.mEcho); }
+
+void DotCommands::Changes(const Args& args) { ParseSwitch(args[0], &mShell.mShowChanges); }
+
+void DotCommands::NullValue(const Args& args) { mShell.mOutput.nullText = args[0]; }
+
+void DotCommands::Separator(const Args& args) {
+  std::string separators[2];
+  for (size_t i = 0; i < args.size(); ++i) {
+    if (!ResolveEscapes(args[i], &separators[i])) {
+      mShell.ReportError("Error: unknown escape in " + args[i] + " (\\t, \\n, \\r and \\\\ are known)");
+      return;
+    }
+  }
+  mShell.mOutput.separator = separators[0];
+  if (args.size() > 1) mShell.mOutput.rowSeparator = separators[1];
+}
+
+bool DotCommands::ResolveEscapes(const std::string& text, std::string* out) {
+  out->clear();
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\\') {
+      out->push_back(text[i]);
+      continue;
+    }
+    const char next = i + 1 < text.size() ? text[++i] : '\0';
+    switch (next) {
+      case 't': out->push_back('\t'); break;
+      case 'n': out->push_back('\n'); break;
+      case 'r': out->push_back('\r'); break;
+      case '\\': out->push_back('\\'); break;
+      default: return false;
+    }
+  }
+  return true;
+}
+
+void DotCommands::Output(const Args& args) {
+  std::string error;
+  if (!mShell.RedirectOutput(args.empty() ? "" : args[0], false, &error)) mShell.ReportError(error);
+}
+
+void DotCommands::Once(const Args& args) {
+  std::string error;
+  if (!mShell.RedirectOutput(args[0], true, &error)) mShell.ReportError(error);
+}
+
+void DotCommands::Open(const Args& args) {
+  std::string error;
+  if (!mShell.Open(args.empty() ? "" : args[0], &error)) mShell.ReportError(error);
+}
 
 void DotCommands::Quit(const Args&) { mShell.mStopped = true; }
 
@@ -176,7 +283,7 @@ void DotCommands::Mode(const Args& args) {
     return;
   }
   if (!ParseOutputMode(args[0], &mShell.mOutput.mode)) {
-    mShell.ReportError("Error: unknown mode " + args[0] + " (box, list, csv, json or line)");
+    mShell.ReportError("Error: unknown mode " + args[0] + " (box, table, markdown, list, csv, json or line)");
   }
 }
 
@@ -220,7 +327,7 @@ void DotCommands::Dump(const Args& args) {
   if (!TablesNamed(args, &tables)) return;
   DumpReport report;
   // Written to the terminal, the dump is its own progress.
-  WriteDump(tables, std::cout, [] { return InterruptRequested(); }, isatty(STDOUT_FILENO) == 0, &report);
+  WriteDump(tables, std::cout, [] { return InterruptRequested(); }, !mShell.OutputIsTerminal(), &report);
   std::cout << std::flush;
   if (report.damaged) {
     mShell.ReportStatus(report.damaged->DamageStatus());
@@ -313,7 +420,7 @@ void DotCommands::Read(const Args& args) {
     mShell.ReportError("Error: cannot open " + args[0] + ": " + std::strerror(errno));
     return;
   }
-  StreamLineSource source(file.get());
+  StreamLineSource source(file.get(), args[0]);
   ++mShell.mReadDepth;
   mShell.Run(source);
   --mShell.mReadDepth;
@@ -323,17 +430,22 @@ void DotCommands::Import(const Args& args) {
   ImportReport report;
   std::string error;
   bool changed = false;
-  const bool loaded = ImportCsv(*mShell.mDatabase, args[0], args[1], &report, &error, &changed);
+  const std::string nullText = mShell.mOutput.nullText.value_or("");
+  const bool loaded = ImportCsv(*mShell.mDatabase, args[0], args[1], nullText, &report, &error, &changed);
   for (const std::string& note : report.notes) std::cerr << "note: " << note << '\n';
   if (!loaded) {
     mShell.ReportError("Error: .import: " + error);
     if (changed) mShell.FinishChange(true, false);
+    if (report.createdTable && mShell.mExplicitTransaction) {
+      std::cerr << "note: the new table " << args[1] << " stays, empty, until the transaction ends\n";
+    }
     return;
   }
   mShell.FinishChange(false, false);
+  mShell.mTotalChanges += static_cast<int64_t>(report.rows);
   if (mShell.mInteractive) {
     std::cout << "Imported " << report.rows << (report.rows == 1 ? " row" : " rows") << " into " << args[1]
-              << (report.createdTable ? " (new table)." : ".") << '\n';
+              << (report.createdTable ? " (new table: " + report.columns + ")." : ".") << '\n';
   }
 }
 

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace parvex {
@@ -28,6 +29,10 @@ class DotCommands {
   static bool SplitWords(const std::string& line, std::vector<std::string>* words, std::string* error);
   // The text of .help.
   static std::string HelpText();
+  // The names of the commands, with their dots (for completion).
+  static std::vector<std::string> Names();
+  // Replaces \t, \n, \r and \\ in `text`; false for another escape.
+  static bool ResolveEscapes(const std::string& text, std::string* out);
 
  private:
   using Args = std::vector<std::string>;
@@ -39,25 +44,35 @@ class DotCommands {
     size_t minArgs;
     size_t maxArgs;
     void (DotCommands::*run)(const Args& args);
-    bool raw = false;  // takes the rest of the line as it stands (in mRest)
+    const char* details = nullptr;  // more for .help COMMAND
+    bool raw = false;               // takes the rest of the line as it stands (in mRest)
   };
   static const Command kCommands[];
+  static const Command* Find(std::string_view name);
+  static std::string UsageOf(const Command& command);
 
   void Bail(const Args& args);
+  void Changes(const Args& args);
   void Check(const Args& args);
   void Dump(const Args& args);
+  void Echo(const Args& args);
   void Headers(const Args& args);
   void Help(const Args& args);
   void Import(const Args& args);
   void Indexes(const Args& args);
   void LastRowID(const Args& args);
   void Mode(const Args& args);
+  void NullValue(const Args& args);
+  void Once(const Args& args);
+  void Open(const Args& args);
+  void Output(const Args& args);
   void Parse(const Args& args);
   void Quit(const Args& args);
   void Read(const Args& args);
   void Schema(const Args& args);
   void SchemaExport(const Args& args);
   void SchemaImport(const Args& args);
+  void Separator(const Args& args);
   void Tables(const Args& args);
   void Timer(const Args& args);
 

@@ -26,12 +26,16 @@ bool IsBlankLine(const std::string& line) {
   return line.find_first_not_of(" \t\r\n") == std::string::npos;
 }
 
-// libedit asks for the prompt through a plain function; the source is its client data.
-char* PromptOf(EditLine* el) {
+// libedit calls plain functions; the source is its client data.
+EditLineSource* SourceOf(EditLine* el) {
   void* data = nullptr;
   el_get(el, EL_CLIENTDATA, &data);
-  return const_cast<char*>(static_cast<EditLineSource*>(data)->Prompt());
+  return static_cast<EditLineSource*>(data);
 }
+
+char* PromptOf(EditLine* el) { return const_cast<char*>(SourceOf(el)->Prompt()); }
+
+unsigned char CompleteOf(EditLine* el, int) { return SourceOf(el)->CompleteWord(); }
 
 // Waits until standard input has a byte to read; false when Ctrl-C came
 // first. SIGINT is let through only inside ppoll, so a Ctrl-C that arrives
@@ -140,6 +144,7 @@ EditLineSource::EditLineSource(std::string historyPath)
   // The editor writes its prompt and echo to the terminal; when standard
   // output is redirected, to standard error, so results stay clean.
   std::FILE* out = isatty(STDOUT_FILENO) ? stdout : stderr;
+  mOut = out;
   UseUtf8Terminal();
   mEditor->el = el_init("parvex", stdin, out, stderr);
   mEditor->history = history_init();
@@ -151,12 +156,40 @@ EditLineSource::EditLineSource(std::string historyPath)
   el_set(mEditor->el, EL_EDITOR, "emacs");
   el_set(mEditor->el, EL_GETCFN, ReadTerminalChar);
   el_set(mEditor->el, EL_HIST, history, mEditor->history);
+  // The wide form: the narrow one copies the two texts and never frees them.
+  el_wset(mEditor->el, EL_ADDFN, L"parvex-complete", L"Complete the word before the cursor", CompleteOf);
+  el_wset(mEditor->el, EL_BIND, L"^I", L"parvex-complete", nullptr);
   el_source(mEditor->el, nullptr);  // the user's ~/.editrc, when there is one
 }
 
-EditLineSource::~EditLineSource() = default;
+EditLineSource::~EditLineSource() { EnterHistory(); }
+
+void EditLineSource::EnterHistory() {
+  if (mEntry.empty()) return;
+  history(mEditor->history, &mEditor->event, H_ENTER, mEntry.c_str());
+  if (!mHistoryPath.empty()) history(mEditor->history, &mEditor->event, H_SAVE, mHistoryPath.c_str());
+  mEntry.clear();
+}
+
+unsigned char EditLineSource::CompleteWord() {
+  const LineInfo* info = el_line(mEditor->el);
+  const std::string_view line(info->buffer, static_cast<size_t>(info->lastchar - info->buffer));
+  const Completion completion =
+      Complete(line, static_cast<size_t>(info->cursor - info->buffer), mNames ? mNames() : CompletionNames());
+  if (!completion.insert.empty()) {
+    el_insertstr(mEditor->el, completion.insert.c_str());
+    return CC_REFRESH;
+  }
+  if (completion.choices.empty()) return CC_REFRESH_BEEP;
+  std::string list = "\n";
+  for (const std::string& choice : completion.choices) list += choice + "  ";
+  list += "\n";
+  std::fputs(list.c_str(), mOut);
+  return CC_REDISPLAY;
+}
 
 LineSource::Status EditLineSource::ReadLine(bool continuation, std::string* line) {
+  if (!continuation) EnterHistory();
   mPrompt = continuation ? kContinuationPrompt : kPrompt;
   if (TakeWindowResized()) el_resize(mEditor->el);
   int count = 0;
@@ -170,8 +203,8 @@ LineSource::Status EditLineSource::ReadLine(bool continuation, std::string* line
   line->assign(text, static_cast<size_t>(count));
   if (!line->empty() && line->back() == '\n') line->pop_back();
   if (!IsBlankLine(*line)) {
-    history(mEditor->history, &mEditor->event, H_ENTER, line->c_str());
-    if (!mHistoryPath.empty()) history(mEditor->history, &mEditor->event, H_SAVE, mHistoryPath.c_str());
+    if (!mEntry.empty()) mEntry += ' ';
+    mEntry += *line;
   }
   return Status::kLine;
 }

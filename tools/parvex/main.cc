@@ -1,11 +1,12 @@
 // parvex: the command-line shell over a Parvex database.
 //
-// parvex [OPTIONS] FILE [SQL ...] opens (or creates) the database FILE, runs
-// the SQL arguments or the statements of standard input, and exits with 0 when
-// everything succeeded, 1 when a statement failed and 2 for a usage error or a
-// database that cannot be opened. --check and --recover work on the file
-// without opening it as a database (see maintenance.h); --self-check runs
-// the linked library's built-in self-check cases and reports each.
+// parvex [OPTIONS] [FILE [SQL ...]] opens (or creates) the database FILE, or
+// one in memory, runs the SQL arguments or the statements of standard input,
+// and exits with 0 when everything succeeded, 1 when a statement failed and 2
+// for a usage error or a database that cannot be opened. --check and
+// --recover work on the file without opening it as a database (see
+// maintenance.h); --self-check runs the linked library's built-in self-check
+// cases and reports each.
 #include <unistd.h>
 
 #include <iostream>
@@ -13,8 +14,6 @@
 #include <string_view>
 
 #include "command_line.h"
-#include "core/status.h"
-#include "db/database.h"
 #include "interrupt.h"
 #include "line_source.h"
 #include "maintenance.h"
@@ -59,32 +58,29 @@ int RunShell(int argc, char** argv) {
     std::cout << UsageText();
     return 0;
   }
+  if (commandLine.version) {
+    std::cout << "parvex " PARVEX_VERSION "\n";
+    return 0;
+  }
   if (commandLine.check) return RunCheck(commandLine.databasePath, std::cout, std::cerr);
   if (commandLine.recover) return RunRecover(commandLine.databasePath, commandLine.sql[0], std::cout, std::cerr);
 
-  ParvexStatus status;
   ParvexOpenOptions options;
-  options.create = true;
   options.readOnly = commandLine.readOnly;
   options.noSync = commandLine.noSync;
   options.lockTimeoutMs = commandLine.timeoutMs;
-  std::unique_ptr<ParvexDatabase> database(
-      ParvexOpenDatabase(string(commandLine.databasePath, kEncodingUTF8), options, &status));
-  if (!database) {
-    std::cerr << "parvex: cannot open " << commandLine.databasePath << ": "
-              << OneLine(status.Description().view()) << '\n';
-    return kExitUsage;
-  }
-
   const bool terminalIn = isatty(STDIN_FILENO) == 1;
   const bool terminalOut = isatty(STDOUT_FILENO) == 1;
   OutputSettings output;
   output.mode = commandLine.mode.value_or(terminalOut ? OutputMode::kBox : OutputMode::kList);
   output.headers = commandLine.headers;
 
+  Shell shell(options, output, commandLine.bail);
+  if (!shell.Open(commandLine.databasePath, &error)) {
+    std::cerr << "parvex: " << error << '\n';
+    return kExitUsage;
+  }
   InstallSignalHandlers();
-  SetInterruptTarget(database.get());
-  Shell shell(std::move(database), output, commandLine.bail, commandLine.databasePath);
   if (!commandLine.sql.empty()) {
     for (const std::string& sql : commandLine.sql) {
       shell.RunText(sql);
@@ -92,14 +88,17 @@ int RunShell(int argc, char** argv) {
     }
   } else if (terminalIn) {
     if (terminalOut) {
-      std::cout << "parvex shell on " << commandLine.databasePath
+      std::cout << "parvex " PARVEX_VERSION " on "
+                << (shell.InMemory() ? "a transient in-memory database (.open FILE to keep your work)"
+                                     : commandLine.databasePath)
                 << ". Enter .help for the commands, .quit or Ctrl-D to leave.\n";
     }
     EditLineSource input(DefaultHistoryPath());
+    input.SetCompletionNames([&shell] { return shell.NamesForCompletion(); });
     shell.Run(input);
     if (!shell.Stopped()) std::cout << '\n';  // Ctrl-D leaves the cursor behind the prompt
   } else {
-    StreamLineSource input(stdin);
+    StreamLineSource input(stdin, "stdin");
     shell.Run(input);
   }
   shell.Close();

@@ -17,9 +17,31 @@ struct ModeName {
   const char* name;
 };
 constexpr ModeName kModeNames[] = {
-    {OutputMode::kBox, "box"},   {OutputMode::kList, "list"}, {OutputMode::kCsv, "csv"},
-    {OutputMode::kJson, "json"}, {OutputMode::kLine, "line"},
+    {OutputMode::kBox, "box"},   {OutputMode::kTable, "table"}, {OutputMode::kMarkdown, "markdown"},
+    {OutputMode::kList, "list"}, {OutputMode::kCsv, "csv"},     {OutputMode::kJson, "json"},
+    {OutputMode::kLine, "line"},
 };
+
+// The borders of a framed mode: corners and joints of the top rule, the rule
+// under the header and the bottom rule (left, middle, right each), the
+// horizontal line and the vertical bar. An empty top or bottom is not drawn.
+struct Frame {
+  const char* top[3];
+  const char* header[3];
+  const char* bottom[3];
+  const char* horizontal;
+  const char* vertical;
+  bool rowCount;
+};
+constexpr Frame kBoxFrame = {{"┌", "┬", "┐"}, {"├", "┼", "┤"}, {"└", "┴", "┘"}, "─", "│", true};
+constexpr Frame kTableFrame = {{"+", "+", "+"}, {"+", "+", "+"}, {"+", "+", "+"}, "-", "|", true};
+constexpr Frame kMarkdownFrame = {{"", "", ""}, {"|", "|", "|"}, {"", "", ""}, "-", "|", false};
+
+// A Markdown cell can't hold a bare '|'.
+std::string EscapeMarkdown(std::string text) {
+  for (size_t i = text.find('|'); i != std::string::npos; i = text.find('|', i + 2)) text.insert(i, 1, '\\');
+  return text;
+}
 
 bool IsNumericType(ParvexDataType type) { return type == kTypeInteger || type == kTypeDouble; }
 
@@ -139,7 +161,9 @@ bool ResultPrinter::Print(const ParvexTable& table) {
   SimpleVector<RowID> rows;
   table.GetRowIDs(&rows);
   switch (mSettings.mode) {
-    case OutputMode::kBox: return PrintBox(table, rows);
+    case OutputMode::kBox:
+    case OutputMode::kTable:
+    case OutputMode::kMarkdown: return PrintFramed(table, rows);
     case OutputMode::kList: return PrintDelimited(table, rows, false);
     case OutputMode::kCsv: return PrintDelimited(table, rows, true);
     case OutputMode::kJson: return PrintJson(table, rows);
@@ -148,7 +172,13 @@ bool ResultPrinter::Print(const ParvexTable& table) {
   return true;
 }
 
-bool ResultPrinter::PrintBox(const ParvexTable& table, const SimpleVector<RowID>& rows) {
+bool ResultPrinter::PrintFramed(const ParvexTable& table, const SimpleVector<RowID>& rows) {
+  const bool markdown = mSettings.mode == OutputMode::kMarkdown;
+  const Frame& frame = markdown ? kMarkdownFrame : mSettings.mode == OutputMode::kTable ? kTableFrame : kBoxFrame;
+  const auto cellText = [markdown](std::string_view text) {
+    std::string escaped = EscapeControlBytes(text);
+    return markdown ? EscapeMarkdown(std::move(escaped)) : escaped;
+  };
   struct Cell {
     std::string text;
     size_t width;
@@ -160,7 +190,7 @@ bool ResultPrinter::PrintBox(const ParvexTable& table, const SimpleVector<RowID>
   std::vector<Cell> header;
   for (long c = 0; c < columns; ++c) {
     numeric[c] = IsNumericType(ColumnType(table, c));
-    std::string text = EscapeControlBytes(ColumnName(table, c).view());
+    std::string text = cellText(ColumnName(table, c).view());
     const size_t width = DisplayWidth(text);
     header.push_back({std::move(text), width, numeric[c]});
     if (mSettings.ShowHeaders()) widths[c] = width;
@@ -172,64 +202,78 @@ bool ResultPrinter::PrintBox(const ParvexTable& table, const SimpleVector<RowID>
     if (Stopped()) return false;
     for (long c = 0; c < columns; ++c) {
       const ParvexValue value = CellValue(table, row, c);
-      std::string text = value.IsNull() ? "NULL" : EscapeControlBytes(value.GetSaveString().view());
+      std::string text = cellText(value.IsNull() ? mSettings.NullText() : value.GetSaveString().view());
       const size_t width = DisplayWidth(text);
       const bool right = value.IsNull() ? numeric[c] : IsNumericType(value.Type());
       if (width > widths[c]) widths[c] = width;
       cells.push_back({std::move(text), width, right});
     }
   }
-  const auto rule = [&](const char* left, const char* middle, const char* right) {
-    std::string line = left;
+  const auto rule = [&](const char* const (&joints)[3]) {
+    std::string line;
+    if (*joints[0] == '\0') return line;
+    line = joints[0];
     for (long c = 0; c < columns; ++c) {
-      if (c > 0) line += middle;
-      for (size_t k = 0; k < widths[c] + 2; ++k) line += "─";
+      if (c > 0) line += joints[1];
+      for (size_t k = 0; k < widths[c] + 2; ++k) line += frame.horizontal;
     }
-    line += right;
+    line += joints[2];
     line += '\n';
     return line;
   };
   const auto rowLine = [&](const Cell* row) {
-    std::string line = "│";
+    std::string line = frame.vertical;
     for (long c = 0; c < columns; ++c) {
       line += ' ';
       AppendPadded(row[c].text, row[c].width, widths[c], row[c].right, &line);
-      line += " │";
+      line += ' ';
+      line += frame.vertical;
     }
     line += '\n';
     return line;
   };
-  std::string out = rule("┌", "┬", "┐");
+  std::string out = rule(frame.top);
   if (mSettings.ShowHeaders()) {
     out += rowLine(header.data());
-    out += rule("├", "┼", "┤");
+    out += rule(frame.header);
   }
   mOut << out;
   for (size_t r = 0; r < rows.size(); ++r) {
     if (Stopped()) return false;
     mOut << rowLine(&cells[r * static_cast<size_t>(columns)]);
   }
-  mOut << rule("└", "┴", "┘") << rows.size() << (rows.size() == 1 ? " row\n" : " rows\n");
+  mOut << rule(frame.bottom);
+  if (frame.rowCount) mOut << rows.size() << (rows.size() == 1 ? " row\n" : " rows\n");
   return true;
 }
 
 bool ResultPrinter::PrintDelimited(const ParvexTable& table, const SimpleVector<RowID>& rows, bool csv) {
   const long columns = table.QtyColumns();
-  const char separator = csv ? ',' : '|';
-  const auto append = [csv](std::string_view field, std::string* line) {
+  const std::string_view separator = csv ? std::string_view(",") : std::string_view(mSettings.separator);
+  const std::string_view rowSeparator = csv ? std::string_view("\n") : std::string_view(mSettings.rowSeparator);
+  const std::string_view nullText = mSettings.NullText();
+  const auto appendText = [&](std::string_view text, std::string* line) {
     if (csv) {
-      AppendCsvField(field, line);
+      // Quoted also when it could be read back as NULL.
+      AppendCsvField(text, line, text.empty() || text == nullText);
     } else {
-      line->append(field);
+      line->append(text);
+    }
+  };
+  const auto append = [&](const ParvexValue& value, std::string* line) {
+    if (value.IsNull()) {
+      line->append(nullText);
+    } else {
+      appendText(value.GetSaveString().view(), line);
     }
   };
   std::string line;
   if (mSettings.ShowHeaders()) {
     for (long c = 0; c < columns; ++c) {
       if (c > 0) line += separator;
-      append(ColumnName(table, c).view(), &line);
+      appendText(ColumnName(table, c).view(), &line);
     }
-    line += '\n';
+    line += rowSeparator;
     mOut << line;
   }
   for (RowID row : rows) {
@@ -237,9 +281,9 @@ bool ResultPrinter::PrintDelimited(const ParvexTable& table, const SimpleVector<
     line.clear();
     for (long c = 0; c < columns; ++c) {
       if (c > 0) line += separator;
-      append(ValueText(CellValue(table, row, c), ""), &line);
+      append(CellValue(table, row, c), &line);
     }
-    line += '\n';
+    line += rowSeparator;
     mOut << line;
   }
   return true;
@@ -292,7 +336,7 @@ bool ResultPrinter::PrintLine(const ParvexTable& table, const SimpleVector<RowID
     for (long c = 0; c < columns; ++c) {
       AppendPadded(names[c], nameWidths[c], widest, true, &block);
       block += " = ";
-      block += EscapeControlBytes(ValueText(CellValue(table, rows[r], c), "NULL"));
+      block += EscapeControlBytes(ValueText(CellValue(table, rows[r], c), mSettings.NullText()));
       block += '\n';
     }
     mOut << block;

@@ -1,11 +1,18 @@
 // ResultPrinter: writes a query's result table in one of the shell's output modes.
 //
-//   box   aligned columns inside borders; numbers right-aligned, NULL shown as
-//         NULL, control bytes escaped; a row count below ("3 rows")
-//   list  one line per row, values separated by '|'; NULL is empty
-//   csv   RFC 4180: one line per row; NULL is an empty field
-//   json  one array of objects per result, one object per row
-//   line  one "column = value" line per value, a blank line between rows
+//   box       aligned columns inside line-drawing borders; numbers
+//             right-aligned, control bytes escaped; a row count below ("3 rows")
+//   table     the same inside +, - and | borders
+//   markdown  the same as a Markdown table ('|' in a value written "\|"), no count
+//   list      one line per row, values separated by the separator ('|')
+//   csv       RFC 4180: one line per row; an empty text is written "" so that
+//             it differs from NULL (an unquoted null text, empty by default),
+//             and a text equal to the null text is quoted too
+//   json      one array of objects per result, one object per row
+//   line      one "column = value" line per value, a blank line between rows
+//
+// NULL shows as the null text of .nullvalue; when none is set, as NULL in the
+// framed modes and line mode, as nothing in list and csv.
 //
 // Values print in their saved text form (GetSaveString: dates without their
 // keyword, booleans TRUE/FALSE, doubles in the shortest exact form). A header
@@ -18,23 +25,31 @@
 #include <functional>
 #include <optional>
 #include <ostream>
+#include <string>
 #include <string_view>
 
 #include "core/table.h"
 
 namespace parvex::shell {
 
-enum class OutputMode { kBox, kList, kCsv, kJson, kLine };
+enum class OutputMode { kBox, kTable, kMarkdown, kList, kCsv, kJson, kLine };
 
-// Accepts "box", "list", "csv", "json" and "line".
+// Accepts "box", "table", "markdown", "list", "csv", "json" and "line".
 bool ParseOutputMode(std::string_view name, OutputMode* mode);
 const char* OutputModeName(OutputMode mode);
 
 struct OutputSettings {
   OutputMode mode = OutputMode::kList;
   std::optional<bool> headers;  // unset: the mode's default
+  std::string separator = "|";  // between values in list mode
+  std::string rowSeparator = "\n";
+  std::optional<std::string> nullText;  // unset: the mode's default
 
   bool ShowHeaders() const { return headers.value_or(mode != OutputMode::kList); }
+  std::string_view NullText() const {
+    if (nullText) return *nullText;
+    return mode == OutputMode::kList || mode == OutputMode::kCsv ? "" : "NULL";
+  }
 };
 
 class ResultPrinter {
@@ -49,7 +64,8 @@ class ResultPrinter {
 
  private:
   bool Stopped() const { return mStop && mStop(); }
-  bool PrintBox(const ParvexTable& table, const SimpleVector<RowID>& rows);
+  // box, table and markdown.
+  bool PrintFramed(const ParvexTable& table, const SimpleVector<RowID>& rows);
   // list ('|' between raw values) or csv (',' between quoted fields).
   bool PrintDelimited(const ParvexTable& table, const SimpleVector<RowID>& rows, bool csv);
   bool PrintJson(const ParvexTable& table, const SimpleVector<RowID>& rows);

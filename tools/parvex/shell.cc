@@ -2,6 +2,7 @@
 #include "shell.h"
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -11,9 +12,11 @@
 #include "db/database.h"
 #include "dot_commands.h"
 #include "interrupt.h"
+#include "platform/memory_file_system.h"
 #include "progress.h"
 #include "sql/execute.h"
 #include "sql/sql_dialect.h"
+#include "text_width.h"
 
 namespace parvex::shell {
 namespace {
@@ -61,29 +64,70 @@ std::string OneLine(std::string_view text) {
   return line;
 }
 
-Shell::Shell(std::unique_ptr<ParvexDatabase> database, const OutputSettings& output, bool bail, std::string name)
-    : mDatabase(std::move(database)), mName(std::move(name)), mOutput(output), mBail(bail) {}
+Shell::Shell(const ParvexOpenOptions& options, const OutputSettings& output, bool bail)
+    : mOpenOptions(options), mOutput(output), mBail(bail) {}
 
-Shell::~Shell() { SetInterruptTarget(nullptr); }  // the database goes with the shell
+Shell::~Shell() {
+  SetInterruptTarget(nullptr);  // the database goes with the shell
+  RedirectOutput("", false, nullptr);
+}
+
+bool Shell::Open(const std::string& path, std::string* error) {
+  const bool memory = path.empty() || path == ":memory:";
+  auto files = memory ? std::make_unique<MemoryFileSystem>() : nullptr;
+  ParvexOpenOptions options = mOpenOptions;
+  options.create = true;
+  if (memory) {
+    options.fileSystem = files.get();
+    options.readOnly = false;  // there is nothing to protect
+  }
+  ParvexStatus status;
+  std::unique_ptr<ParvexDatabase> database(
+      ParvexOpenDatabase(string(memory ? "memory.pvx" : path, kEncodingUTF8), options, &status));
+  if (!database) {
+    *error = "cannot open " + path + ": " + OneLine(status.Description().view());
+    return false;
+  }
+  if (mDatabase) Close();
+  SetInterruptTarget(database.get());
+  mDatabase = std::move(database);  // before the files it lives on are replaced
+  mMemory = std::move(files);
+  mName = memory ? "the in-memory database" : path;
+  return true;
+}
+
+CompletionNames Shell::NamesForCompletion() const {
+  CompletionNames names;
+  const SimpleVector<ParvexTable*>& tables = mDatabase->tables;
+  for (size_t i = 1; i < tables.size(); ++i) {  // entry 0 is the schema table
+    const ParvexTable& table = *tables[i];
+    names.tables.push_back(table.name.str());
+    for (long c = 1; c < table.QtyColumns(); ++c) {  // column 0 is _rowid
+      if (const ParvexColumnInfo* column = table.Column(c)) names.columns.emplace_back(table.name.str(), column->name.str());
+    }
+  }
+  return names;
+}
 
 void Shell::Run(LineSource& input) {
   const bool interactive = input.IsInteractive();
   StatementSplitter splitter;
   std::string line;
   InputPiece piece;
-  while (!mStopped) {
+  const auto more = [this] { return !mStopped && !mBailed && !InterruptRequested(); };
+  while (!mStopped && !mBailed) {
     const LineSource::Status status = input.ReadLine(splitter.HasPendingText(), &line);
     if (status == LineSource::Status::kEnd) break;
     if (status == LineSource::Status::kLine) {
       splitter.AddLine(line);
-      while (!mStopped && !InterruptRequested() && NextPiece(splitter, false, &piece)) Execute(piece, interactive);
+      while (more() && NextPiece(splitter, false, &piece)) Execute(piece, input);
     }
     if (status == LineSource::Status::kInterrupted || InterruptRequested()) {
       if (!TakeInterrupt(interactive, status == LineSource::Status::kInterrupted)) return;
       splitter.Reset();
     }
   }
-  while (!mStopped && !InterruptRequested() && NextPiece(splitter, true, &piece)) Execute(piece, interactive);
+  while (more() && NextPiece(splitter, true, &piece)) Execute(piece, input);
   if (InterruptRequested()) TakeInterrupt(interactive, false);
 }
 
@@ -113,6 +157,7 @@ void Shell::RunText(const std::string& text) {
 }
 
 void Shell::Close() {
+  if (!mDatabase) return;
   // A BEGIN left open: whatever it holds is rolled back (new indexes included,
   // which the database's transaction test does not see).
   if (mExplicitTransaction) {
@@ -122,19 +167,51 @@ void Shell::Close() {
   mExplicitTransaction = false;
 }
 
-void Shell::Execute(const InputPiece& piece, bool interactive) {
+void Shell::Execute(const InputPiece& piece, const LineSource& input) {
   const bool wasInteractive = mInteractive;
-  mInteractive = interactive;
+  std::string place = input.Name().empty() ? "" : input.Name() + ":" + std::to_string(piece.line) + ": ";
+  mInteractive = input.IsInteractive();
+  mPlace.swap(place);
+  // A .once before this piece (not a .once or .output of the piece itself).
+  const bool once = mOnce;
+  const int redirections = mRedirections;
+  const bool command = piece.kind == InputPiece::Kind::kDotCommand;
+  if (mEcho) std::cout << piece.text << (command ? "\n" : ";\n");
   RunTimer timer;
-  if (piece.kind == InputPiece::Kind::kDotCommand) {
+  if (command) {
     DotCommands(*this).Run(piece.text);
   } else {
     RunStatement(piece.text);
   }
   std::cout << std::flush;
   if (mTimer) std::cerr << timer.Text() << '\n';
+  if (once && mOnce && redirections == mRedirections) RedirectOutput("", false, nullptr);
+  mPlace.swap(place);
   mInteractive = wasInteractive;
+  // A failure with bail set ends scripts only: the terminal reads on.
+  if (input.IsInteractive()) mBailed = false;
 }
+
+bool Shell::RedirectOutput(const std::string& path, bool once, std::string* error) {
+  std::cout << std::flush;
+  if (mStandardOutput != nullptr) {
+    std::cout.rdbuf(mStandardOutput);
+    mStandardOutput = nullptr;
+    mOutputFile.close();
+  }
+  mOnce = false;
+  ++mRedirections;
+  if (path.empty()) return true;
+  if (mOutputFile.open(path, std::ios::out | std::ios::binary | std::ios::trunc) == nullptr) {
+    *error = "Error: cannot write " + path;
+    return false;
+  }
+  mStandardOutput = std::cout.rdbuf(&mOutputFile);
+  mOnce = once;
+  return true;
+}
+
+bool Shell::OutputIsTerminal() const { return mStandardOutput == nullptr && isatty(STDOUT_FILENO) == 1; }
 
 bool Shell::RunBegin(const std::string& sql) {
   // BEGIN or BEGIN TRANSACTION, in any case; anything else is the engine's to judge.
@@ -167,6 +244,10 @@ void Shell::RunStatement(const std::string& sql) {
   }
   const bool failed = IsErrorState(status.State());
   if (failed || IsWarningState(status.State())) ReportStatus(status);
+  const int64_t changed = isQuery || failed ? 0 : mDatabase->rowsChanged;
+  mTotalChanges += changed;
+  if (mShowChanges) std::cout << "changes: " << changed << "   total_changes: " << mTotalChanges << '\n' << std::flush;
+  if (failed && mInteractive && status.State() == kPXDynamicSQLError) PointAtSyntaxError(sql);
 
   const bool endsTransaction = kind == StatementKind::kCommit || kind == StatementKind::kRollback;
   // A COMMIT that failed has rolled the transaction back: it is over too.
@@ -209,19 +290,27 @@ void Shell::RollbackNow() {
 
 void Shell::ReportStatus(const ParvexStatus& status) {
   std::cout << std::flush;
-  std::cerr << '[' << status.Code() << "] " << OneLine(status.Description().view()) << '\n';
+  std::cerr << mPlace << '[' << status.Code() << "] " << OneLine(status.Description().view()) << '\n';
   if (IsErrorState(status.State())) NoteFailure();
 }
 
 void Shell::ReportError(const std::string& message) {
   std::cout << std::flush;
-  std::cerr << OneLine(message) << '\n';
+  std::cerr << mPlace << OneLine(message) << '\n';
   NoteFailure();
 }
 
 void Shell::NoteFailure() {
   mFailed = true;
-  if (mBail) mStopped = true;
+  if (mBail) mBailed = true;
+}
+
+void Shell::PointAtSyntaxError(const std::string& sql) {
+  const int64_t offset = mDatabase->parseErrorOffset;
+  if (offset < 0) return;  // it parsed: the error came later
+  const std::string text = OneLine(sql);
+  const size_t at = std::min(static_cast<size_t>(offset), text.size());
+  std::cerr << "  " << text << "\n  " << std::string(DisplayWidth(text.substr(0, at)), ' ') << "^\n";
 }
 
 }  // namespace parvex::shell

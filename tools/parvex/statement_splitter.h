@@ -5,10 +5,13 @@
 // doubled quote stays inside the literal; when the database's escape byte is
 // set, that byte and the one behind it are stepped over together, as the
 // engine's tokenizer does). A line whose first non-blank byte is `.` where a
-// statement would begin is a dot-command; a line beginning with `--` there is a
-// comment and is dropped, as is a `--` comment where a statement would begin
-// (no statement of the dialect starts with `-`). Text after the last `;` is
-// handed out by Finish at the end of the input.
+// statement would begin is a dot-command. Comments outside literals, `--` to
+// the end of the line and `/* ... */` (which may span lines), are removed: each
+// becomes a blank, and a `;` inside one ends nothing. Text after the last `;`
+// is handed out by Finish at the end of the input.
+//
+// Every piece carries the number of the input line it starts on (1 for the
+// first line added), so errors can name where they happened.
 //
 // Line ends outside literals become blanks in the statement text: the engine's
 // tokenizer takes a line feed directly behind a word as part of the word, so a
@@ -19,15 +22,17 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace parvex::shell {
 
 struct InputPiece {
   enum class Kind { kStatement, kDotCommand };
   Kind kind = Kind::kStatement;
-  // A statement without its `;` and surrounding blanks, or a dot-command line
-  // without its leading blanks and line end.
+  // A statement without its `;`, comments and surrounding blanks, or a
+  // dot-command line without its leading blanks and line end.
   std::string text;
+  size_t line = 0;  // the input line the piece starts on
 };
 
 class StatementSplitter {
@@ -56,11 +61,17 @@ class StatementSplitter {
   bool TakeStatement(size_t end, InputPiece* piece);
   // Forgets the text before `position`.
   void Consume(size_t position);
+  // The input line of the byte at `position` of mText.
+  size_t LineAt(size_t position) const;
 
   std::string mText;           // input lines, each followed by '\n'
   size_t mHead = 0;            // start of the unconsumed text
   size_t mScan = 0;            // how far the pending statement has been scanned
   bool mInLiteral = false;     // the scan stopped inside a quoted literal
+  bool mInComment = false;     // the scan stopped inside a /* ... */ comment
+  std::vector<size_t> mLineStarts;  // offsets in mText of its lines' starts
+  size_t mFirstLine = 1;            // the input line of mLineStarts[0]
+  size_t mLinesAdded = 0;
   bool mHeadStartsLine = true;  // mHead is at the beginning of a line
   char mEscape = 0;
 };

@@ -11,7 +11,7 @@ CREATE TABLE t (id Integer, name String);
 SELECT COUNT(*) FROM t;
 $ parvex test.pvx
 .frobnicate
-.mode table
+.mode tabular
 .headers maybe
 .import onlyone
 .read 'open

@@ -11,7 +11,7 @@ SELECT * FROM t;
 DROP TABLE nope;
 CREATE TABLE v (a Integer);
 $ parvex test.pvx .tables
-$ parvex
+$ parvex --check
 $ parvex --tsv test.pvx
 $ parvex no/such/folder/db.pvx "SELECT 1"
 $ parvex --help

@@ -62,3 +62,25 @@ CREATE TABLE t (i Integer, j Integer, d Double, b Boolean, day Date);
 SELECT * FROM t;
 .import names.csv n
 .schema n
+-- A new table's column types come from the values: Integer, Double (an
+-- integer too big for Integer, exponents), Boolean only from true/false, Date,
+-- Time, Timestamp; a leading zero, a mix of types or only NULLs give String.
+-- Exported as CSV and imported again (into the table it created, despite the
+-- renamed column), '' stays '' and NULL stays NULL, also with .nullvalue.
+$ write kinds.csv "n,big,x,flag,day,at,stamp,zip,mixed,none,\"odd name\"\n1,2147483648,1e3,true,2001-02-03,04:05:06,2001-02-03 04:05:06.5,007,1,,plain\n-2,3,-0.5,FALSE,1999-12-31,23:59:59.25,1999-12-31 00:00:00,10,x,,\"\"\n"
+$ parvex kinds.pvx
+.import kinds.csv k
+.schema k
+.mode csv
+SELECT * FROM k;
+.once k.csv
+SELECT * FROM k;
+.import k.csv k
+SELECT COUNT(*) FROM k WHERE odd_name = '';
+.nullvalue NULL
+.once knull.csv
+SELECT n, none, odd_name FROM k WHERE _rowid <= 2;
+DELETE FROM k;
+.import knull.csv k
+SELECT n, none, odd_name FROM k;
+$ cat knull.csv
