@@ -335,15 +335,29 @@ bool ParvexIndex::AllValuesOfType(size_t place, ParvexDataType type) const {
   return mTypeCounts[place][type] == mNonNullCounts[place];
 }
 
-uint32_t ParvexIndex::AppendSlot(ParvexIndexKey values, RowID rowID) {
+uint32_t ParvexIndex::AppendSlot(ParvexIndexKey values, RowID rowID, bool file) {
   const auto slot = static_cast<uint32_t>(mSlotRow.size());
   mSlotRow.push_back(rowID);
   mSlotValues.push_back(EncodeValues(values));
   mSlotNext.push_back(kNoSlot);
   mSlotPrev.push_back(kNoSlot);
-  FileSlot(slot);
+  if (file) FileSlot(slot);
   CountValues(slot, 1);
   return slot;
+}
+
+void ParvexIndex::FileSlotsAhead(uint32_t from) {
+  constexpr uint32_t kAhead = 8;
+  const auto end = static_cast<uint32_t>(mSlotRow.size());
+  std::string kinds, key;
+  const auto prefetch = [&](uint32_t slot) {
+    if (slot < end && SlotKey(slot, &kinds, &key)) mKeyHeads.Prefetch(HashKey(key));
+  };
+  for (uint32_t slot = from; slot < from + kAhead; ++slot) prefetch(slot);
+  for (uint32_t slot = from; slot < end; ++slot) {
+    prefetch(slot + kAhead);
+    FileSlot(slot);
+  }
 }
 
 void ParvexIndex::ClearSlot(uint32_t slot) {
@@ -516,22 +530,29 @@ bool ParvexIndex::LoadEntries(ParvexStorage& storage) {
   bool ok = true;
   mKeyHeads.Reserve(static_cast<size_t>(storage.QtyRows()));
   std::vector<const ParvexValue*> placed(mColumnIDs.size());
+  // Records are decoded in place and their values read into the same value
+  // objects every time (no heap object per value).
+  std::vector<ParvexValue> values(mColumnIDs.size());
+  RecordFields fields;
   for (bool more = true; more; more = storage.NextRecord()) {
     const RowID rowID = storage.CurrentRowID();
     if (rowID == kInvalidRowID) continue;
-    if (!storage.ReadRecordValues(record.list)) {
+    if (!storage.ReadRecordFields(&fields)) {
       ok = false;
       continue;
     }
     // Values go to their column's place (the first one wins); columns the
     // record lacks are NULL.
     std::fill(placed.begin(), placed.end(), nullptr);
-    for (const ParvexValueWithID* v : record.list) {
-      const auto place = placeOf.find(v->id);
-      if (place != placeOf.end() && !placed[place->second]) placed[place->second] = v;
+    for (size_t i = 0; i < fields.size(); ++i) {
+      const auto place = placeOf.find(static_cast<long>(fields[i].columnID));
+      if (place == placeOf.end() || placed[place->second]) continue;
+      fields.ReadValue(i, &values[place->second]);
+      placed[place->second] = &values[place->second];
     }
-    AppendSlot(ParvexIndexKey(placed.data(), placed.size()), rowID);
+    AppendSlot(ParvexIndexKey(placed.data(), placed.size()), rowID, false);
   }
+  FileSlotsAhead(0);
   // A row listed twice keeps its first entry.
   std::vector<std::pair<RowID, uint32_t>> byRow;
   byRow.reserve(mSlotRow.size());

@@ -149,6 +149,10 @@ class ParvexIndex {
     }
     void Insert(uint32_t key, uint32_t value);  // the key must be absent
     void EraseAt(size_t cell);
+    // Asks the processor to fetch the first cell of `home`'s run.
+    void Prefetch(uint32_t home) const {
+      if (!mCells.empty()) __builtin_prefetch(&mCells[home & (mCells.size() - 1)]);
+    }
     void Reserve(size_t count);
     void Clear() {
       mCells.clear();
@@ -176,8 +180,13 @@ class ParvexIndex {
   // The key table's cell of the list filed under `key`, or npos.
   size_t FindKeyCell(const std::string& key, uint32_t hash) const;
   size_t FindRowCell(RowID row) const;
-  // Appends an entry (not yet in the row table) and files it.
-  uint32_t AppendSlot(ParvexIndexKey values, RowID rowID);
+  // Appends an entry (not yet in the row table) and files it under its key
+  // (with `file` false, filing is left to the caller).
+  uint32_t AppendSlot(ParvexIndexKey values, RowID rowID, bool file = true);
+  // Files the slots from `from` on in slot order, fetching the key cells of
+  // later slots ahead: a loaded index's key table is far larger than the
+  // caches, and filing its slots one at a time would wait for memory at each.
+  void FileSlotsAhead(uint32_t from);
   // Turns a slot into a hole (the row table is the caller's business).
   void ClearSlot(uint32_t slot);
   void FileSlot(uint32_t slot);

@@ -283,7 +283,7 @@ void ParvexTrans::CoerceToCorrectType(ParvexValueWithID* value) const {
 }
 
 RowID ParvexTrans::AddRow(ParvexValueList& values, bool takeOwnership) {
-  if (!Usable()) {
+  if (!IndexesReady()) {
     if (takeOwnership) DeleteValues(values);
     return kInvalidRowID;
   }
@@ -331,6 +331,11 @@ void ParvexTrans::UpdateRow(RowID row, ParvexValueList& values, bool takeOwnersh
     return false;
   });
   if (owned.empty()) return;
+  // Only an index over a changed column needs loading and upkeep.
+  if (MayIndexColumns(owned) && !IndexesReady()) {
+    DeleteAll(owned);
+    return;
+  }
   std::vector<size_t> touched;
   for (size_t i = 0; i < mIndexes.size(); ++i) {
     if (IndexUsesColumns(*mIndexes[i], owned)) {
@@ -359,7 +364,7 @@ void ParvexTrans::DeleteChange(RowID row) {
 }
 
 void ParvexTrans::DeleteRow(RowID row) {
-  if (!ContainsRow(row)) return;
+  if (!ContainsRow(row) || !IndexesReady()) return;
   for (size_t i = 0; i < mIndexes.size(); ++i) RemoveRowFromIndex(row, i);
   DeleteChange(row);
   // Only a stored row has something to delete at Commit.
@@ -399,6 +404,7 @@ void ParvexTrans::RemoveRowFromIndex(RowID row, size_t indexNumber) {
 }
 
 const ParvexIndex* ParvexTrans::FindIndex(const string& indexName) const {
+  if (!IndexesReady()) return nullptr;
   for (const auto& index : mIndexes) {
     if (index->Name().Compare(indexName) == 0) return index.get();
   }
@@ -406,7 +412,7 @@ const ParvexIndex* ParvexTrans::FindIndex(const string& indexName) const {
 }
 
 bool ParvexTrans::AddIndex(const string& indexName, const SimpleVector<uint32_t>& columnIDs) {
-  if (!Usable() || indexName.empty() || columnIDs.empty() || columnIDs.size() > ParvexIndex::kMaxColumns ||
+  if (!IndexesReady() || indexName.empty() || columnIDs.empty() || columnIDs.size() > ParvexIndex::kMaxColumns ||
       FindIndex(indexName)) {
     return false;
   }
@@ -423,11 +429,12 @@ bool ParvexTrans::AddIndex(const string& indexName, const SimpleVector<uint32_t>
 }
 
 void ParvexTrans::GetIndexNames(SimpleVector<string>* names) const {
+  if (!IndexesReady()) return;
   for (const auto& index : mIndexes) names->push_back(index->Name());
 }
 
 bool ParvexTrans::DropIndex(const string& indexName) {
-  if (!Usable()) return false;
+  if (!IndexesReady()) return false;
   for (size_t i = 0; i < mIndexes.size(); ++i) {
     if (mIndexes[i]->Name().Compare(indexName) != 0) continue;
     mDroppedIndexes.push_back(std::move(mIndexes[i]));
@@ -587,7 +594,8 @@ void ParvexTrans::DeleteStorage() {
   if (!mFileAccess) return;
   mFileAccess->DeleteFile(FileName(kDataFileSuffix));
   mFileAccess->DeleteFile(FileName(kMapFileSuffix));
-  for (const auto& index : mIndexes) mFileAccess->DeleteFile(IndexFileName(*index));
+  // Every index file, loaded or not (a damaged one too).
+  for (const string& file : IndexFiles()) mFileAccess->DeleteFile(file);
   for (const auto& index : mDroppedIndexes) mFileAccess->DeleteFile(IndexFileName(*index));
 }
 

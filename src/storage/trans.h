@@ -3,7 +3,9 @@
 // The rows live in a ParvexStorage (T.dat with its 256-byte metadata area and
 // the row-position map T.map); every change is held in memory until Commit
 // writes it or Rollback throws it away. The table also owns its indexes
-// (T.<index>.idx) and keeps them current with every pending change.
+// (T.<index>.idx), loads them when one is first needed (a lookup, a change
+// of the table's rows or indexes) and keeps them current with every pending
+// change.
 //
 // Contract:
 // - Column 0 is the hidden `_rowid` (Integer, column ID 0); it reads as the
@@ -26,7 +28,8 @@
 // - The stored record of the row last read is decoded once and kept, so a
 //   row visit decodes its record once, not once per column.
 // - Damage (see ParvexTable): a data file that is missing or can't be opened,
-//   an index file that doesn't parse, counters below the row IDs, and every
+//   an index file that doesn't parse or doesn't list the table's rows (found
+//   when the indexes load), counters below the row IDs, and every
 //   fault the storage meets while reading make the table damaged, with the
 //   state kPXDataCorrupted and "Error: Table T is damaged: ..." (or, for a
 //   read the operating system refused, kPXIOError and "Error: Cannot read
@@ -107,7 +110,7 @@ void CoerceToColumnType(ParvexValue* value, ParvexDataType type);
 class ParvexTrans : public ParvexTable {
  public:
   // Opens T.dat and T.map through the file access, creating them when
-  // missing, loads every index file of the table and the counters. The file
+  // missing, and loads the counters (index files load when first needed). The file
   // access is not owned. A table whose files can't be opened (or may be
   // among the items of a damaged folder) is not Valid(); it is also damaged
   // unless there is no file access at all.
@@ -192,7 +195,22 @@ class ParvexTrans : public ParvexTable {
   string IndexFileName(const ParvexIndex& index) const;
   // Opens T.dat and T.map; false (with the table damaged) when they can't be.
   bool OpenFiles(std::unique_ptr<RandomAccessMechanism>* data, std::unique_ptr<RandomAccessMechanism>* map);
-  void LoadIndexes();
+  // Index files are read when an index is first needed (a lookup through
+  // one, a change of the table, index management), not on opening: most
+  // statements never use them. False, with the table damaged, when the
+  // table is not usable or an index file can't be loaded or does not list
+  // the table's rows.
+  bool IndexesReady() const {
+    if (!mIndexesLoaded) LoadIndexes();
+    return Usable();
+  }
+  void LoadIndexes() const;
+  // The names of the table's index files in the data folder.
+  std::vector<string> IndexFiles() const;
+  // Whether an index may cover one of the values' columns. Before the
+  // indexes are loaded this reads only the first record of each index file
+  // (its column IDs), so an update of other columns loads no index.
+  bool MayIndexColumns(const ParvexValueList& values) const;
   // Takes over the storage's fault, if it has one; true when it had.
   bool TakeStorageFault() const;
   // True when rows may be read and changed: the table is sound and its
@@ -226,7 +244,10 @@ class ParvexTrans : public ParvexTable {
 
   PendingRows mChanges;             // in order of first change
   RowMap<uint8_t> mDeletions;       // in order of deletion
-  std::vector<std::unique_ptr<ParvexIndex>> mIndexes;
+  mutable std::vector<std::unique_ptr<ParvexIndex>> mIndexes;
+  mutable bool mIndexesLoaded = false;
+  mutable bool mIndexedColumnsKnown = false;
+  mutable std::vector<uint32_t> mIndexedColumns;  // of the index files, before loading
   std::vector<std::unique_ptr<ParvexIndex>> mDroppedIndexes;
   SimpleVector<string> mAddedIndexNames;  // created in this transaction (no file yet)
   RowID mLastRowID = 0;

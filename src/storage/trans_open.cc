@@ -27,7 +27,6 @@ bool ParvexTrans::OpenStorage() {
   mChanges.SetByteOrder(data->IsBigEndian(), data->IsDoubleSwap());
   mStorage = std::make_unique<ParvexStorage>(std::move(data), std::move(map));
   if (TakeStorageFault()) return false;
-  LoadIndexes();
   LoadMetadata();
   if (!TakeStorageFault() && !IsDamaged()) CheckCounters();
   return !IsDamaged();
@@ -78,21 +77,6 @@ bool ParvexTrans::BecomeUsable() const {
     TakeStorageFault();
     return false;
   }
-  // Queries look rows up through the indexes: each must list exactly the
-  // stored rows (a row ID damaged in its file would hide a row). Their
-  // values are compared with the rows by --check only (that reads them all).
-  for (const auto& index : mIndexes) {
-    size_t entries = 0;
-    bool stored = true;
-    index->ForEachRow([&](RowID row) {
-      ++entries;
-      stored = stored && mStorage->ContainsRow(row);
-    });
-    if (!stored || entries != static_cast<size_t>(mStorage->QtyRows())) {
-      ReportDamage(string("its index file ") + IndexFileName(*index) + " does not list the rows the table has");
-      return false;
-    }
-  }
   mUsable = true;
   return true;
 }
@@ -114,6 +98,8 @@ void ParvexTrans::CloseStorage() {
   mDeletions.RemoveAll();
   ForgetFetchedRow();
   mIndexes.clear();
+  mIndexesLoaded = false;
+  mIndexedColumnsKnown = false;
   mDroppedIndexes.clear();
   mAddedIndexNames.clear();
   mStorage.reset();
@@ -133,15 +119,63 @@ string ParvexTrans::IndexFileName(const ParvexIndex& index) const {
   return name + kIndexNameSeparator + index.Name() + kIndexFileSuffix;
 }
 
-void ParvexTrans::LoadIndexes() {
+std::vector<string> ParvexTrans::IndexFiles() const {
   const string prefix = name + kIndexNameSeparator;
   const std::string_view suffix(kIndexFileSuffix);
-  std::vector<string> files;
-  mFileAccess->FindFiles(prefix, &files);
+  std::vector<string> files, indexFiles;
+  if (mFileAccess) mFileAccess->FindFiles(prefix, &files);
   for (const string& file : files) {
     const std::string_view f = file.view();
-    if (f.size() <= prefix.length() + suffix.size()) continue;
-    if (f.substr(f.size() - suffix.size()) != suffix) continue;
+    if (f.size() > prefix.length() + suffix.size() && f.substr(f.size() - suffix.size()) == suffix) {
+      indexFiles.push_back(file);
+    }
+  }
+  return indexFiles;
+}
+
+bool ParvexTrans::MayIndexColumns(const ParvexValueList& values) const {
+  if (mIndexesLoaded) {
+    for (const auto& index : mIndexes) {
+      if (IndexUsesColumns(*index, values)) return true;
+    }
+    return false;
+  }
+  if (!mIndexedColumnsKnown) {
+    mIndexedColumnsKnown = true;
+    mIndexedColumns.clear();
+    for (const string& file : IndexFiles()) {
+      // Read without a map (no scan of the file): the first record only.
+      // Anything wrong is for loading the index to report.
+      auto stream = mFileAccess->OpenFile(file, false, true);
+      if (!stream) {
+        mIndexedColumnsKnown = false;
+        return true;
+      }
+      ParvexStorage index(std::move(stream), nullptr, StorageAccess::kInspect);
+      RecordFields fields;
+      if (!index.GoToPosition(kFirstRecordOffset) || !index.ReadRecordFields(&fields) || fields.size() == 0) {
+        mIndexedColumnsKnown = false;
+        return true;
+      }
+      for (size_t i = 0; i < fields.size(); ++i) mIndexedColumns.push_back(fields[i].columnID);
+    }
+  }
+  for (const ParvexValueWithID* v : values) {
+    if (std::find(mIndexedColumns.begin(), mIndexedColumns.end(), static_cast<uint32_t>(v->id)) !=
+        mIndexedColumns.end()) {
+      return true;
+    }
+  }
+  return false;
+}
+
+void ParvexTrans::LoadIndexes() const {
+  mIndexesLoaded = true;
+  if (!Usable()) return;
+  const string prefix = name + kIndexNameSeparator;
+  const std::string_view suffix(kIndexFileSuffix);
+  for (const string& file : IndexFiles()) {
+    const std::string_view f = file.view();
     auto stream = mFileAccess->OpenFile(file, false, true);
     if (!stream) {
       ReportDamage(string("its index file ") + file + " can't be opened");
@@ -156,6 +190,20 @@ void ParvexTrans::LoadIndexes() {
       } else {
         ReportDamage(string("its index file ") + file + " is not a valid index");
       }
+      return;
+    }
+    // Queries look rows up through the index: it must list exactly the
+    // stored rows (a row ID damaged in its file would hide a row). Its values
+    // are compared with the rows by --check only (that reads them all). No
+    // change is pending yet: every change loads the indexes first.
+    size_t entries = 0;
+    bool stored = true;
+    index->ForEachRow([&](RowID row) {
+      ++entries;
+      stored = stored && mStorage->ContainsRow(row);
+    });
+    if (!stored || entries != static_cast<size_t>(mStorage->QtyRows())) {
+      ReportDamage(string("its index file ") + file + " does not list the rows the table has");
       return;
     }
     mIndexes.push_back(std::move(index));

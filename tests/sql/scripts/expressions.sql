@@ -81,6 +81,16 @@ SELECT a / 0 = 1 AND 1 = 0, a / 0 = 1 AND 1 = 1, a / 0 = 1 OR 1 = 1, a / 0 = 1 O
 -- LIKE reads both sides as text; ESCAPE makes the next character literal.
 SELECT 'abcdef' LIKE 'a%f', 'abcdef' NOT LIKE 'a%f', '50%' LIKE '50^%' ESCAPE '^', '500' LIKE '50^%' ESCAPE '^', 123 LIKE '1_3';
 > 1 | 0 | 1 | 0 | 1
+-- The documented examples: '_' is one byte, '%' any run, only ASCII letters
+-- fold; a later candidate of a segment may match; a trailing escape is dropped.
+SELECT 'foo' LIKE 'f_o', 'foo' LIKE '___', 'foo' LIKE '%oo', 'foo' LIKE 'f%o', 'foo' LIKE 'foo%', 'foo' LIKE '%', 'foo' LIKE 'F%', 'foo' LIKE '_foo', 'foo' LIKE 'foo_', 'foo' LIKE 'fo', 'foo' LIKE '', 'foo' LIKE 'foo%%';
+> 1 | 1 | 1 | 1 | 1 | 1 | 1 | 0 | 0 | 0 | 0 | 0
+SELECT 'cool vanilla beans' LIKE '%vanilla%', 'cool vanilla beans' LIKE '_vanilla%', 'cool vanilla beans' LIKE '%vanilla_', 'foo.dim' LIKE '%.d__', 'foo.db' LIKE '%.d__', 'abef abccdef abcdef abcef' LIKE '%ab__ef%', 'abef abccdef abxef abcef' LIKE '%ab__ef%';
+> 1 | 0 | 0 | 1 | 0 | 1 | 0
+SELECT 'f%oo' LIKE 'f^%oo' ESCAPE '^', 'fxoo' LIKE 'f^%oo' ESCAPE '^', '_foo' LIKE '^_foo%' ESCAPE '^', 'xfoo' LIKE '^_foo%' ESCAPE '^', 'this^that' LIKE '%^^that' ESCAPE '^', 'this^that' LIKE '%^^that', 'this^^that' LIKE '%^^that', 'ab' LIKE 'ab^' ESCAPE '^';
+> 1 | 0 | 1 | 0 | 1 | 0 | 1 | 1
+SELECT '' LIKE '', '' LIKE '%', '' LIKE '%%', '' LIKE '_', 'ä' LIKE '__', 'ä' LIKE '_', 'Ä' LIKE 'ä';
+> 1 | 1 | 0 | 0 | 1 | 0 | 0
 -- An escape text of two characters, or of none, makes LIKE unknown.
 SELECT b FROM one WHERE b LIKE '%' ESCAPE '^^';
 SELECT b FROM one WHERE b LIKE '%' ESCAPE '';
