@@ -1,11 +1,12 @@
 // Fuzz target for the engine end to end, in two modes chosen by the input.
 //
-// Script mode: every line is a statement run against a new database file
-// (a query, by its first word, through ParvexSQLQuery, whose result is read
-// completely, the rest through ParvexSQLExecute); the lines "!c", "!r" and
-// "!o" commit, roll back and reopen. Queries whose joins would enumerate more
-// than a bounded number of combinations are skipped, so that no input runs
-// for long by being a big cross join.
+// Script mode: every line is a statement, looked at for warnings and then
+// run against a new database file (a query, by its first word, through
+// ParvexSQLQuery, whose result is read completely, the rest through
+// ParvexSQLExecute); the lines "!c", "!r" and "!o" commit, roll back and
+// reopen. Queries whose joins would enumerate more than a bounded number of
+// combinations are skipped, so that no input runs for long by being a big
+// cross join.
 //
 // File mode (input starting with "#file\n"): the rest of the input is written
 // as the database file, which is checked (the check must leave it as it was)
@@ -33,6 +34,7 @@
 #include "sql/execute.h"
 #include "sql/parser.h"
 #include "sql/sql_dialect.h"
+#include "sql/statement_warnings.h"
 
 namespace {
 
@@ -120,6 +122,7 @@ void RunScript(std::string_view text) {
     } else {
       const double cost = SelectCost(line, *db);
       if (cost > kMaxCombinations) continue;
+      FindStatementWarnings(string(line), *db);
       ParvexStatus status;
       db->UpdateClock();
       if (StatementKindOf(line) == StatementKind::kQuery) {

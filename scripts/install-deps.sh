@@ -4,7 +4,7 @@
 # run again (it installs nothing when everything is present).
 set -euo pipefail
 
-# package -> a file whose presence proves the package is installed
+# package -> a file (or a glob) whose presence proves the package is installed
 declare -A probe=(
   [cmake]=/usr/bin/cmake
   [g++]=/usr/bin/g++
@@ -19,6 +19,8 @@ declare -A probe=(
   [clang]=/usr/bin/clang++
   [libclang-rt-dev]=/usr/lib/llvm-14/lib/clang/14.0.6/lib/linux/libclang_rt.fuzzer-x86_64.a
   [unicode-data]=/usr/share/unicode/UnicodeData.txt
+  [postgresql]='/usr/lib/postgresql/*/bin/initdb'
+  [sqlite3]=/usr/bin/sqlite3
   [python3-pip]=/usr/lib/python3/dist-packages/pip
   [python3-setuptools]=/usr/lib/python3/dist-packages/setuptools
   [python3-wheel]=/usr/lib/python3/dist-packages/wheel
@@ -30,7 +32,7 @@ wanted=("$@")
 missing=()
 for pkg in "${wanted[@]}"; do
   file=${probe[$pkg]:-}
-  if [ -z "$file" ] || [ ! -e "$file" ]; then missing+=("$pkg"); fi
+  if [ -z "$file" ] || ! compgen -G "$file" > /dev/null; then missing+=("$pkg"); fi
 done
 [ ${#missing[@]} -eq 0 ] && exit 0
 

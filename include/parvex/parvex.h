@@ -275,6 +275,32 @@ const char* parvex_index_name(parvex_db* db, const char* table, int index);
 int parvex_index_column_count(parvex_db* db, const char* table, int index);
 const char* parvex_index_column_name(parvex_db* db, const char* table, int index, int column);
 
+/* ---- Warnings about the dialect's traps ----------------------------------- */
+
+/* Some statements run without an error yet do not do what they seem to say,
+ * because the dialect reads them its own way. parvex_warnings reads `sql` as
+ * parvex_exec would, without running it, and returns how many such places
+ * it has (0 for a statement that means what it says, and for one that does
+ * not parse: running it reports the error); -1 for a NULL or closed
+ * database. The warnings are read with the functions below, by index from
+ * 0, and stay until the next parvex_warnings call on the database or its
+ * close. Each has a kind, a message saying what the statement does instead,
+ * and a hint saying how to write what was probably meant. */
+#define PARVEX_WARNING_UNREAD_TEXT 1       /* text the parser left unread (`!=`, `LIMIT 2`, ...) */
+#define PARVEX_WARNING_DROPPED_NOT 2       /* a leading NOT, which the dialect discards */
+#define PARVEX_WARNING_ARITHMETIC 3        /* arithmetic that keeps its left operand or cuts a Double */
+#define PARVEX_WARNING_DOUBLE_COMPARISON 4 /* a comparison done on the whole parts of Doubles */
+#define PARVEX_WARNING_DOUBLE_ORDER 5      /* ORDER BY a Double, which sorts by text */
+#define PARVEX_WARNING_ORDER_SKIPPED 6     /* ORDER BY a name that is no result column */
+int parvex_warnings(parvex_db* db, const char* sql);
+/* The statement as it was read, as canonical SQL ("" when it did not parse). */
+const char* parvex_warnings_sql(parvex_db* db);
+/* A warning's PARVEX_WARNING_* kind; 0 for an index out of range. */
+int parvex_warning_kind(parvex_db* db, int warning);
+/* NULL for an index out of range. */
+const char* parvex_warning_message(parvex_db* db, int warning);
+const char* parvex_warning_hint(parvex_db* db, int warning);
+
 /* ---- Checking and recovering files --------------------------------------- */
 
 /* Checks the database file at `path` without writing to it (a shared lock;

@@ -129,6 +129,15 @@ class Statement {
   Status mStatus;
 };
 
+// A place where the dialect reads a statement otherwise than it looks
+// (parvex_warnings): its PARVEX_WARNING_* kind, what the statement does
+// instead, and how to write what was probably meant.
+struct Warning {
+  int kind = 0;
+  std::string message;
+  std::string hint;
+};
+
 class Database {
  public:
   Database() = default;
@@ -167,6 +176,18 @@ class Database {
   int64_t Changes() const { return parvex_changes(mDb); }
   int64_t LastRowID(const std::string& table) const { return parvex_last_row_id(mDb, table.c_str()); }
   void Interrupt() { parvex_interrupt(mDb); }
+
+  // The warnings for `sql`, which is not run; `ran` (when given) receives
+  // the statement as it was read, as canonical SQL.
+  std::vector<Warning> Warnings(const std::string& sql, std::string* ran = nullptr) {
+    std::vector<Warning> warnings;
+    const int count = parvex_warnings(mDb, sql.c_str());
+    for (int i = 0; i < count; ++i) {
+      warnings.push_back({parvex_warning_kind(mDb, i), parvex_warning_message(mDb, i), parvex_warning_hint(mDb, i)});
+    }
+    if (ran) *ran = count >= 0 ? parvex_warnings_sql(mDb) : "";
+    return warnings;
+  }
 
   std::vector<std::string> Tables() const {
     std::vector<std::string> names;

@@ -21,6 +21,7 @@
 #include "platform/memory_file_system.h"
 #include "platform/simple_vector.h"
 #include "sql/prepared_statement.h"
+#include "sql/statement_warnings.h"
 
 struct parvex_db {
   // The files of a PARVEX_OPEN_MEMORY database; declared first, so it goes
@@ -33,6 +34,7 @@ struct parvex_db {
   int liveStatements = 0;  // not yet finalized
   int64_t lastInsertRowID = 0;
   std::string scratch;     // answers handed out until the next call
+  parvex::StatementWarnings warnings;  // of the last parvex_warnings call
 
   // Records the outcome of a call; PARVEX_OK unless it is an error state.
   int Report(const parvex::ParvexStatus& status);

@@ -77,10 +77,13 @@ void ParvexSQLParser::Start(const string& statement) {
   mPos = begin;
   mEnd = nul ? static_cast<const char*>(nul) : begin + mStatement.length();
   mToken = string();
+  mTokenStart = mPos;
   mTokenClass = kTokenEnd;
   mInPosition = false;
   mAborted = false;
   mDepth = 0;
+  mStopOffset = 0;
+  mDiscardedNots.clear();
   mErrorPlaced = false;
   mErrorOffset = 0;
   mParameterCount = 0;
@@ -89,12 +92,14 @@ void ParvexSQLParser::Start(const string& statement) {
 void ParvexSQLParser::GetToken() {
   mTokenClass = kTokenUnknown;
   mToken = string();
+  mTokenStart = mPos;
   if (mAborted || mPos == mEnd) {
     mTokenClass = kTokenEnd;
     return;
   }
   while (mPos < mEnd && IsSqlBlank(*mPos)) ++mPos;
   const char* start = mPos;
+  mTokenStart = mPos;
   const char c = *mPos;
   if (c == ';') {
     mTokenClass = kTokenEnd;  // the ';' stays unread
@@ -174,6 +179,7 @@ void ParvexSQLParser::putback() {
 
 void ParvexSQLParser::Restore(const TokenState& state) {
   mPos = state.position;
+  mTokenStart = state.tokenStart;
   mToken = state.token;
   mTokenClass = state.tokenClass;
 }
@@ -214,6 +220,16 @@ std::unique_ptr<SQLSyntaxNode> ParvexSQLParser::Evaluate(const string& statement
   mLastError = kNoError;
   Start(statement);
   GetToken();
+  std::unique_ptr<SQLSyntaxNode> node = EvalStatement();
+  // COMMIT and ROLLBACK stop behind their word; every other rule leaves the
+  // first token it did not use current.
+  const bool usedCurrent = node && node->IsEndTransaction();
+  const char* stop = usedCurrent ? mPos : mTokenStart;
+  mStopOffset = static_cast<size_t>(stop - mStatement.c_str());
+  return node;
+}
+
+std::unique_ptr<SQLSyntaxNode> ParvexSQLParser::EvalStatement() {
   if (!IsWord()) {
     serror(kErrKeywordExpected);
     return nullptr;

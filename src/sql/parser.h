@@ -25,6 +25,7 @@
 // token in the place of ON.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -95,6 +96,17 @@ class ParvexSQLParser {
   std::unique_ptr<SQLSyntaxNode> Evaluate(const string& statement);
 
   ErrorType LastError() const { return mLastError; }
+  // Where the last Evaluate stopped reading: the byte offset of the first
+  // token it did not use (a ';' counts as such a token), or the statement's
+  // length when it used every token. A SELECT stops quietly at the first
+  // token behind its FROM list or WHERE condition that is not a word, and
+  // COMMIT and ROLLBACK read nothing behind their word, so text can be left
+  // over without an error.
+  size_t StopOffset() const { return mStopOffset; }
+  // The expressions whose leading NOT the last Evaluate discarded, in the
+  // order they were parsed. The pointers identify nodes of the returned tree
+  // and are only meaningful while it lives.
+  const std::vector<const SQLScalarExpNode*>& DiscardedNots() const { return mDiscardedNots; }
   // Where the first error of the last Evaluate was raised: the byte offset,
   // in the statement, of the token being read then (the statement's length
   // when it was its end). Meaningful only when LastError is not kNoError.
@@ -129,6 +141,7 @@ class ParvexSQLParser {
   // Saved tokenizer state for one token of lookahead.
   struct TokenState {
     const char* position;
+    const char* tokenStart;
     string token;
     TokenClass tokenClass;
   };
@@ -139,7 +152,7 @@ class ParvexSQLParser {
   bool IsDelimiter(const char* text) const;
   bool AtEnd() const;
   bool IsWord() const { return mTokenClass == kTokenWord; }
-  TokenState Save() const { return {mPos, mToken, mTokenClass}; }
+  TokenState Save() const { return {mPos, mTokenStart, mToken, mTokenClass}; }
   void Restore(const TokenState& state);
   // Stops the parse: raises `code`, after which every token reads as the
   // end and further errors are not recorded.
@@ -165,6 +178,9 @@ class ParvexSQLParser {
   // column word current; readItem consumes it. False after an error.
   template <typename ReadItem>
   bool EvalByList(ReadItem readItem);
+
+  // Dispatches on the statement's first word.
+  std::unique_ptr<SQLSyntaxNode> EvalStatement();
 
   // Statements.
   void EvalSelect(std::unique_ptr<SQLSelectNode>& node);
@@ -226,10 +242,13 @@ class ParvexSQLParser {
   const char* mEnd = nullptr;  // the statement's terminating (first) NUL byte
   uint32_t mEncoding = kEncodingDefault;
   string mToken;
+  const char* mTokenStart = nullptr;  // where the current token's text begins
   bool mInPosition = false;
   TokenClass mTokenClass = kTokenEnd;
   bool mAborted = false;
   int mDepth = 0;  // current nesting of EvalScalarExp
+  size_t mStopOffset = 0;
+  std::vector<const SQLScalarExpNode*> mDiscardedNots;
   const std::vector<ParvexValue>* mParameterValues = nullptr;
   int mParameterCount = 0;
   string mStatement;  // keeps the parsed text alive while positions point into it

@@ -57,8 +57,10 @@ void ParvexSQLParser::EvalOr(SQLScalarExpPtr& node) { EvalNary(node, "OR", &Parv
 void ParvexSQLParser::EvalAnd(SQLScalarExpPtr& node) { EvalNary(node, "AND", &ParvexSQLParser::EvalNot); }
 
 void ParvexSQLParser::EvalNot(SQLScalarExpPtr& node) {
-  if (IsWord("NOT")) GetToken();  // discarded: NOT x parses as x
+  const bool discarded = IsWord("NOT");
+  if (discarded) GetToken();  // NOT x parses as x
   EvalIn(node);
+  if (discarded && node) mDiscardedNots.push_back(node.get());
 }
 
 void ParvexSQLParser::EvalIn(SQLScalarExpPtr& node) {

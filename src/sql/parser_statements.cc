@@ -240,6 +240,7 @@ void ParvexSQLParser::EvalSet(std::unique_ptr<SQLSetOptionNode>& node) {
   }
   node->value = string(start, static_cast<size_t>(mEnd - start), mEncoding);
   mPos = mEnd;
+  mTokenStart = mEnd;
   mToken = string();
   mTokenClass = kTokenEnd;
 }

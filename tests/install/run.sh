@@ -57,7 +57,7 @@ done
 cp -r "$src/python" "$work/python-src"
 "$python" -m pip install --quiet --no-build-isolation --no-index --no-deps --target "$work/site" \
   "$work/python-src" > "$work/pip.log" 2>&1 || { cat "$work/pip.log"; exit 1; }
-export PYTHONPATH="$work/site" PARVEX_LIBRARY="$lib"
+export PYTHONPATH="$work/site" PARVEX_LIBRARY="$lib" PYTHONDONTWRITEBYTECODE=1
 check python "$python" "$src/examples/example.py"
 "$python" -m unittest discover -s "$src/tests/python" -t "$src/tests/python"
 echo "installed, examples and Python module: ok"

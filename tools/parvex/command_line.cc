@@ -22,6 +22,10 @@ bool ParseCommandLine(int argc, const char* const* argv, CommandLine* commandLin
       commandLine->headers = true;
     } else if (arg == "--no-headers") {
       commandLine->headers = false;
+    } else if (arg == "--warnings") {
+      commandLine->warnings = true;
+    } else if (arg == "--no-warnings") {
+      commandLine->warnings = false;
     } else if (arg == "--bail") {
       commandLine->bail = true;
     } else if (arg == "--readonly") {
@@ -94,6 +98,9 @@ std::string UsageText() {
          "  --headers      show column names (list mode hides them by default)\n"
          "  --no-headers   hide column names\n"
          "  --bail         stop at the first failed statement\n"
+         "  --warnings     warn about statements the dialect reads otherwise than they look\n"
+         "                 (the default for input from a terminal, except with --csv)\n"
+         "  --no-warnings  never warn\n"
          "  --readonly     open FILE read-only (other readers may share it; no writer)\n"
          "  --timeout MS   wait up to MS milliseconds for another process to let go of FILE\n"
          "  --no-sync      do not wait for the disk at commits: faster, but a power loss\n"

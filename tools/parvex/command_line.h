@@ -24,6 +24,7 @@ struct CommandLine {
   std::optional<OutputMode> mode;  // unset: box on a terminal, list otherwise
   std::optional<bool> headers;
   bool bail = false;
+  std::optional<bool> warnings;  // unset: on for a terminal's input, unless in CSV mode
   bool help = false;
   bool version = false;
   bool readOnly = false;

@@ -39,8 +39,14 @@ const DotCommands::Command DotCommands::kCommands[] = {
      "After each statement: \"changes: N   total_changes: M\", the rows the statement inserted,\n"
      "updated or deleted, and those of every statement of the session (.import included)."},
     {".check", "", "check the database file for damage (reading it only)", 0, 0, &DotCommands::Check},
-    {".dump", "[TABLE]", "SQL that recreates the database (or TABLE): schema, rows, indexes", 0, 1,
-     &DotCommands::Dump},
+    {".dump", "[--postgres|--sqlite] [--no-rowid] [TABLE]",
+     "SQL that recreates the database (or TABLE), also in PostgreSQL or sqlite3", 0, 3, &DotCommands::Dump,
+     "Schema, rows and indexes in one transaction, with each row's _rowid so that row IDs survive.\n"
+     "  --postgres  SQL that psql loads: PostgreSQL types, names quoted where needed, _rowid as\n"
+     "              a bigint primary key\n"
+     "  --sqlite    SQL that the sqlite3 shell loads (NaN becomes NULL, -0.0 becomes 0.0 there)\n"
+     "  --no-rowid  leave the row IDs out\n"
+     "Values the target can't hold exactly are counted on standard error."},
     {".echo", "on|off", "print each statement and command before it runs", 1, 1, &DotCommands::Echo},
     {".exit", "", "leave the shell (as .quit)", 0, 0, &DotCommands::Quit},
     {".headers", "on|off", "show column names above results", 1, 1, &DotCommands::Headers},
@@ -79,6 +85,8 @@ const DotCommands::Command DotCommands::kCommands[] = {
      &DotCommands::Separator},
     {".tables", "", "list the tables", 0, 0, &DotCommands::Tables},
     {".timer", "on|off", "show how long each statement takes", 1, 1, &DotCommands::Timer},
+    {".warnings", "on|off", "warn when the dialect reads a statement otherwise than it looks", 1, 1,
+     &DotCommands::Warnings},
 };
 
 bool DotCommands::SplitWords(const std::string& line, std::vector<std::string>* words, std::string* error) {
@@ -203,6 +211,11 @@ void DotCommands::Check(const Args&) {
 
 void DotCommands::Timer(const Args& args) { ParseSwitch(args[0], &mShell.mTimer); }
 
+void DotCommands::Warnings(const Args& args) {
+  bool on = false;
+  if (ParseSwitch(args[0], &on)) mShell.mWarnings = on;
+}
+
 void DotCommands::Headers(const Args& args) {
   bool headers = false;
   if (ParseSwitch(args[0], &headers)) mShell.mOutput.headers = headers;
@@ -323,22 +336,41 @@ void DotCommands::Indexes(const Args& args) {
 }
 
 void DotCommands::Dump(const Args& args) {
+  DumpOptions options;
+  Args names;
+  for (const std::string& arg : args) {
+    if (arg == "--postgres" || arg == "--sqlite") {
+      options.target = arg == "--postgres" ? SqlTarget::kPostgres : SqlTarget::kSqlite;
+    } else if (arg == "--no-rowid") {
+      options.rowIDs = false;
+    } else if (arg.rfind("--", 0) == 0 || !names.empty()) {
+      mShell.ReportError("Error: .dump: unknown option or extra word " + arg);
+      return;
+    } else {
+      names.push_back(arg);
+    }
+  }
   std::vector<const ParvexTable*> tables;
-  if (!TablesNamed(args, &tables)) return;
+  if (!TablesNamed(names, &tables)) return;
   DumpReport report;
   // Written to the terminal, the dump is its own progress.
-  WriteDump(tables, std::cout, [] { return InterruptRequested(); }, !mShell.OutputIsTerminal(), &report);
+  WriteDump(tables, options, std::cout, [] { return InterruptRequested(); }, !mShell.OutputIsTerminal(), &report);
   std::cout << std::flush;
   if (report.damaged) {
     mShell.ReportStatus(report.damaged->DamageStatus());
     return;
   }
+  for (const std::string& column : report.textColumns) std::cerr << "warning: .dump: " << column << '\n';
   if (report.inexactValues > 0) {
     std::string places;
-    for (const std::string& place : report.inexactPlaces) places += (places.empty() ? "" : ", ") + place;
-    std::cerr << "warning: .dump: " << report.inexactValues
-              << " value(s) have no exact form in SQL and were written as the closest text (" << places
-              << (report.inexactValues > report.inexactPlaces.size() ? ", ..." : "") << ")\n";
+    // Places for other engines carry a reason after a colon.
+    const char* separator = options.target == SqlTarget::kParvex ? ", " : "; ";
+    for (const std::string& place : report.inexactPlaces) places += (places.empty() ? "" : separator) + place;
+    const char* what = "have no exact form in SQL and were written as the closest text";
+    if (options.target == SqlTarget::kPostgres) what = "cannot be held exactly by PostgreSQL";
+    if (options.target == SqlTarget::kSqlite) what = "cannot be held exactly by sqlite3";
+    std::cerr << "warning: .dump: " << report.inexactValues << " value(s) " << what << " (" << places
+              << (report.inexactValues > report.inexactPlaces.size() ? separator + std::string("...") : "") << ")\n";
   }
 }
 

@@ -75,6 +75,7 @@ class DotCommands {
   void Separator(const Args& args);
   void Tables(const Args& args);
   void Timer(const Args& args);
+  void Warnings(const Args& args);
 
   // The user tables (args empty) or the one named in args[0]; reports a
   // missing table and returns false.

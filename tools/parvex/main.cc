@@ -80,6 +80,7 @@ int RunShell(int argc, char** argv) {
     std::cerr << "parvex: " << error << '\n';
     return kExitUsage;
   }
+  shell.SetWarnings(commandLine.warnings);
   InstallSignalHandlers();
   if (!commandLine.sql.empty()) {
     for (const std::string& sql : commandLine.sql) {

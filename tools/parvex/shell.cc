@@ -16,6 +16,7 @@
 #include "progress.h"
 #include "sql/execute.h"
 #include "sql/sql_dialect.h"
+#include "sql/statement_warnings.h"
 #include "text_width.h"
 
 namespace parvex::shell {
@@ -234,6 +235,8 @@ void Shell::RunStatement(const std::string& sql) {
   mDatabase->UpdateClock();
   mDatabase->ClearInterrupt();
   const string text(sql, kEncodingUTF8);
+  const bool warn = mWarnings.value_or(mInteractive && mOutput.mode != OutputMode::kCsv);
+  const StatementWarnings warnings = warn ? FindStatementWarnings(text, *mDatabase) : StatementWarnings();
   ParvexStatus status;
   const bool isQuery = kind == StatementKind::kQuery;
   if (isQuery) {
@@ -244,6 +247,7 @@ void Shell::RunStatement(const std::string& sql) {
   }
   const bool failed = IsErrorState(status.State());
   if (failed || IsWarningState(status.State())) ReportStatus(status);
+  if (!failed) PrintWarnings(warnings);
   const int64_t changed = isQuery || failed ? 0 : mDatabase->rowsChanged;
   mTotalChanges += changed;
   if (mShowChanges) std::cout << "changes: " << changed << "   total_changes: " << mTotalChanges << '\n' << std::flush;
@@ -286,6 +290,15 @@ void Shell::RollbackNow() {
   ParvexStatus status;
   mDatabase->Rollback(&status);
   if (IsErrorState(status.State())) ReportStatus(status);
+}
+
+void Shell::PrintWarnings(const StatementWarnings& warnings) {
+  if (warnings.list.empty()) return;
+  std::cout << std::flush;
+  for (const StatementWarning& warning : warnings.list) {
+    std::cerr << "warning: " << OneLine(warning.message) << "\n  ran:  " << OneLine(warnings.ran)
+              << "\n  hint: " << OneLine(warning.hint) << '\n';
+  }
 }
 
 void Shell::ReportStatus(const ParvexStatus& status) {

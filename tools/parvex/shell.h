@@ -17,6 +17,11 @@
 //   BEGIN [TRANSACTION] (handled here, not by the engine) suspends this until
 //   a COMMIT or ROLLBACK statement succeeds; changes still pending after BEGIN
 //   at the end of the session are rolled back with a warning.
+// - warnings: a statement that the dialect reads otherwise than it looks
+//   (text left unread, a dropped NOT, arithmetic or comparisons of Doubles,
+//   ...) prints what ran and how to write what was meant on standard error,
+//   after it ran without failing. By default for input from a terminal
+//   only, and not in CSV mode; .warnings and --warnings decide otherwise.
 // - with bail set, the first failure stops the script it came from (every
 //   input that is not the terminal, so standard input and .read files); at
 //   the terminal the session goes on.
@@ -30,6 +35,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -45,6 +51,7 @@
 namespace parvex {
 class MemoryFileSystem;
 class ParvexStatus;
+struct StatementWarnings;
 }  // namespace parvex
 
 namespace parvex::shell {
@@ -68,6 +75,8 @@ class Shell {
   void Run(LineSource& input);
   // Runs the text of one command-line argument as a complete input.
   void RunText(const std::string& text);
+  // Warnings on, off, or (unset) as the input and the output mode decide.
+  void SetWarnings(std::optional<bool> warnings) { mWarnings = warnings; }
   // Ends the session: rolls back what BEGIN left pending, with a warning.
   void Close();
 
@@ -98,6 +107,8 @@ class Shell {
   // Failure reporting: a status as "[SSSSS] DESCRIPTION", or a message
   // line, after the place of the piece in a script.
   void ReportStatus(const ParvexStatus& status);
+  // The dialect's warnings for a statement that ran, on standard error.
+  void PrintWarnings(const StatementWarnings& warnings);
   void ReportError(const std::string& message);
   void NoteFailure();
   // At the terminal: the statement, and a caret under where its syntax went wrong.
@@ -115,6 +126,7 @@ class Shell {
   OutputSettings mOutput;
   bool mBail;
   bool mTimer = false;
+  std::optional<bool> mWarnings;
   bool mEcho = false;
   bool mShowChanges = false;    // .changes: the rows each statement changed
   int64_t mTotalChanges = 0;    // rows changed in the session

@@ -22,6 +22,7 @@ $ parvex copy.pvx .dump > copy.out
 $ cat copy.out
 $ parvex test.pvx ".dump Events" > events.out
 $ cat events.out
+$ parvex test.pvx ".dump --sqlite --no-rowid Events" ".dump --mysql"
 $ write m.csv "x,s\n-1.5,a\n-0.0,b\n-inf,c\nnan,d\n2.25,e\n"
 $ write n.csv "s\n\"a\0b\"\nplain\n"
 $ parvex doubles.pvx
