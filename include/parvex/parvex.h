@@ -232,7 +232,7 @@ int64_t parvex_changes(parvex_db* db);
  * any). */
 int64_t parvex_last_insert_row_id(parvex_db* db);
 /* The row ID the last row added to `table` got in this session (0 when none
- * was added); -1 when there is no such table. */
+ * was added); -1 when there is no such table (the error, 42S02, says so). */
 int64_t parvex_last_row_id(parvex_db* db, const char* table);
 /* Writes every pending change as one atomic, durable unit. On PARVEX_ERROR
  * nothing was committed and the transaction has been rolled back: run it

@@ -6,6 +6,7 @@
 
 #include "embed/handles.h"
 #include "parvex/parvex.h"
+#include "sql/binder.h"
 
 using namespace parvex;
 
@@ -126,8 +127,10 @@ int64_t parvex_changes(parvex_db* db) { return db && db->database ? db->database
 int64_t parvex_last_insert_row_id(parvex_db* db) { return db ? db->lastInsertRowID : 0; }
 
 int64_t parvex_last_row_id(parvex_db* db, const char* table) {
-  if (!db || !db->database) return -1;
-  const ParvexTable* found = db->database->FindTable(Utf8(table));
+  if (!db || !db->Usable()) return -1;
+  ParvexStatus status;
+  const ParvexTable* found = BindTable(*db->database, Utf8(table), &status);
+  db->Report(status);
   return found ? static_cast<int64_t>(found->lastRowID) : -1;
 }
 

@@ -6,25 +6,23 @@
 
 #include <sstream>
 
-#include "db/temp_table.h"
-
 namespace parvex::shell {
 namespace {
 
 TEST(ResultPrinterTest, StopCheckEndsPrintingEarly) {
-  ParvexTempTable table;
-  table.AddColumn(string("n"), kTypeInteger);
-  for (int n : {7, 8}) {
-    ParvexValueList row;
-    row.push_back(new ParvexValueWithID(ParvexValue::Integer(n), 0));
-    table.AddRow(row, true, nullptr);
-  }
+  Database db;
+  ASSERT_TRUE(db.Open("printer.pvx", PARVEX_OPEN_MEMORY));
+  ASSERT_TRUE(db.Exec("CREATE TABLE t (n Integer)"));
+  ASSERT_TRUE(db.Exec("INSERT INTO t VALUES (7)"));
+  ASSERT_TRUE(db.Exec("INSERT INTO t VALUES (8)"));
+  Statement query = db.Prepare("SELECT n FROM t");
+  const bool rowReady = query.Step();
   OutputSettings settings;
   settings.mode = OutputMode::kList;
   std::ostringstream out;
   int calls = 0;
   ResultPrinter printer(settings, out, [&] { return ++calls > 1; });
-  EXPECT_FALSE(printer.Print(table));
+  EXPECT_FALSE(printer.Print(query, rowReady));
   EXPECT_EQ(out.str(), "7\n");
 }
 

@@ -7,6 +7,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "sql_words.h"
 #include "text_width.h"
 
 namespace parvex::shell {
@@ -36,7 +37,6 @@ bool ParseInteger(std::string_view text, int32_t* value) {
   return true;
 }
 
-bool SameText(std::string_view a, const char* b) { return CompareNoCase(a, b) == 0; }
 
 bool ParseDouble(std::string_view text, double* value) {
   if (!text.empty() && text.front() == '+') text.remove_prefix(1);
@@ -106,21 +106,21 @@ void ColumnTypeGuess::Add(const CsvField& field, std::string_view nullText) {
   const bool number = IsPlainNumber(text);
   if (!number || !ParseInteger(text, &n)) mCandidates &= ~kMaybeInteger;
   if (!number || !ParseDouble(text, &d)) mCandidates &= ~kMaybeDouble;
-  if (!SameText(text, "true") && !SameText(text, "false")) mCandidates &= ~kMaybeBoolean;
+  if (!SameNoCase(text, "true") && !SameNoCase(text, "false")) mCandidates &= ~kMaybeBoolean;
   if (!IsDateText(text)) mCandidates &= ~kMaybeDate;
   if (!IsTimeText(text)) mCandidates &= ~kMaybeTime;
   if (!IsTimestampText(text)) mCandidates &= ~kMaybeTimestamp;
 }
 
-ParvexDataType ColumnTypeGuess::Type() const {
-  if (!mSeen) return kTypeString;
-  constexpr std::pair<Candidate, ParvexDataType> kOrder[] = {
-      {kMaybeInteger, kTypeInteger}, {kMaybeDouble, kTypeDouble}, {kMaybeBoolean, kTypeBoolean},
-      {kMaybeDate, kTypeDate},       {kMaybeTime, kTypeTime},     {kMaybeTimestamp, kTypeTimestamp}};
+int ColumnTypeGuess::Type() const {
+  if (!mSeen) return PARVEX_TYPE_STRING;
+  constexpr std::pair<Candidate, int> kOrder[] = {
+      {kMaybeInteger, PARVEX_TYPE_INTEGER}, {kMaybeDouble, PARVEX_TYPE_DOUBLE}, {kMaybeBoolean, PARVEX_TYPE_BOOLEAN},
+      {kMaybeDate, PARVEX_TYPE_DATE},       {kMaybeTime, PARVEX_TYPE_TIME},     {kMaybeTimestamp, PARVEX_TYPE_TIMESTAMP}};
   for (const auto& [candidate, type] : kOrder) {
     if (mCandidates & candidate) return type;
   }
-  return kTypeString;
+  return PARVEX_TYPE_STRING;
 }
 
 bool IsNullField(const CsvField& field, std::string_view nullText) {
@@ -152,57 +152,50 @@ std::vector<std::string> ColumnNamesFromHeader(const std::vector<std::string>& h
   return names;
 }
 
-bool ConvertCsvField(const CsvField& field, ParvexDataType type, std::string_view nullText, ParvexValue* value,
+bool ConvertCsvField(const CsvField& field, int type, std::string_view nullText, CsvValue* value,
                      std::string* problem) {
-  if (IsNullField(field, nullText)) {
-    value->SetNull(type);
-    return true;
-  }
+  *value = CsvValue();
+  if (IsNullField(field, nullText)) return true;
   const std::string_view text = TrimBlanks(field.text);
+  value->type = type;
   switch (type) {
-    case kTypeInteger: {
+    case PARVEX_TYPE_INTEGER: {
       int32_t n = 0;
       if (!ParseInteger(text, &n)) {
         *problem = Quote(field.text) + " is not an integer (-2147483648 to 2147483647)";
         return false;
       }
-      value->SetInteger(n);
+      value->integer = n;
       return true;
     }
-    case kTypeDouble: {
-      double d = 0;
-      if (!ParseDouble(text, &d)) {
+    case PARVEX_TYPE_DOUBLE:
+      if (!ParseDouble(text, &value->number)) {
         *problem = Quote(field.text) + " is not a number";
         return false;
       }
-      value->SetDouble(d);
       return true;
-    }
-    case kTypeBoolean: {
+    case PARVEX_TYPE_BOOLEAN: {
       for (const char* yes : {"true", "t", "yes", "y", "1"}) {
-        if (SameText(text, yes)) {
-          value->SetBoolean(true);
+        if (SameNoCase(text, yes)) {
+          value->integer = 1;
           return true;
         }
       }
       for (const char* no : {"false", "f", "no", "n", "0"}) {
-        if (SameText(text, no)) {
-          value->SetBoolean(false);
-          return true;
-        }
+        if (SameNoCase(text, no)) return true;
       }
       *problem = Quote(field.text) + " is not a boolean (true or false)";
       return false;
     }
-    case kTypeString:
-    case kTypeDate:
-    case kTypeTime:
-    case kTypeTimestamp:
-    case kTypeBinary:
-      value->SetText(type, string(field.text, kEncodingUTF8));
+    case PARVEX_TYPE_DATE:
+    case PARVEX_TYPE_TIME:
+    case PARVEX_TYPE_TIMESTAMP:
+    case PARVEX_TYPE_BINARY:
+      value->text = field.text;
       return true;
     default:
-      value->SetText(kTypeString, string(field.text, kEncodingUTF8));
+      value->type = PARVEX_TYPE_STRING;
+      value->text = field.text;
       return true;
   }
 }

@@ -1,28 +1,37 @@
 // What CSV text means to the importer: typed values and column names.
 //
 // An empty unquoted field, and an unquoted field equal to the null text (set
-// by .nullvalue), is NULL (of the column's type, so that storing it converts
-// nothing); a quoted empty field "" is an empty text. Integers,
+// by .nullvalue), is NULL; a quoted empty field "" is an empty text. Integers,
 // doubles and booleans are checked: surrounding blanks are allowed, anything
 // else that is not a value of the type is refused with a message saying why.
 // Booleans are true/false, t/f, yes/no, y/n or 1/0 in any case. Dates, times,
 // timestamps, texts and binary data are taken as they stand.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "core/value.h"
 #include "csv.h"
+#include "parvex/parvex.h"
 
 namespace parvex::shell {
 
 bool IsNullField(const CsvField& field, std::string_view nullText);
 
+// A field converted to its column's type (a PARVEX_TYPE_*): Integer and
+// Boolean in `integer`, Double in `number`, the rest in `text`.
+struct CsvValue {
+  int type = PARVEX_TYPE_NULL;  // PARVEX_TYPE_NULL for NULL
+  int64_t integer = 0;
+  double number = 0;
+  std::string text;
+};
+
 // Converts a field to a value of `type`; false with `problem` set when the
 // text is not a value of that type.
-bool ConvertCsvField(const CsvField& field, ParvexDataType type, std::string_view nullText, ParvexValue* value,
+bool ConvertCsvField(const CsvField& field, int type, std::string_view nullText, CsvValue* value,
                      std::string* problem);
 
 // The type of a new column, from the fields of its CSV column: the first of
@@ -34,7 +43,7 @@ bool ConvertCsvField(const CsvField& field, ParvexDataType type, std::string_vie
 class ColumnTypeGuess {
  public:
   void Add(const CsvField& field, std::string_view nullText);
-  ParvexDataType Type() const;
+  int Type() const;  // a PARVEX_TYPE_*
 
  private:
   unsigned mCandidates = ~0u;  // bits of the types still possible

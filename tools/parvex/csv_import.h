@@ -20,12 +20,8 @@
 #include <string_view>
 #include <vector>
 
-#include "core/table.h"
 #include "csv_fields.h"
-
-namespace parvex {
-class ParvexDatabase;
-}
+#include "parvex/parvex.hpp"
 
 namespace parvex::shell {
 
@@ -38,7 +34,7 @@ struct ImportReport {
 
 // Loads `path` into `tableName`. False with `error` set when nothing could be
 // loaded; `changed` tells whether the database was touched before a failure.
-bool ImportCsv(ParvexDatabase& db, const std::string& path, const std::string& tableName,
+bool ImportCsv(Database& db, const std::string& path, const std::string& tableName,
                std::string_view nullText, ImportReport* report, std::string* error, bool* changed);
 
 }  // namespace parvex::shell

@@ -9,15 +9,12 @@
 #include <iostream>
 #include <memory>
 
-#include "core/status.h"
 #include "csv_import.h"
-#include "db/database.h"
 #include "interrupt.h"
 #include "maintenance.h"
 #include "schema_dump.h"
 #include "shell.h"
-#include "sql/binder.h"
-#include "sql/parser.h"
+#include "sql_words.h"
 
 namespace parvex::shell {
 namespace {
@@ -144,7 +141,7 @@ std::string DotCommands::UsageOf(const Command& command) {
 
 const DotCommands::Command* DotCommands::Find(std::string_view name) {
   for (const Command& command : kCommands) {
-    if (CompareNoCase(name, command.name) == 0) return &command;
+    if (SameNoCase(name, command.name)) return &command;
   }
   return nullptr;
 }
@@ -181,13 +178,13 @@ void DotCommands::Run(const std::string& line) {
 
 bool DotCommands::ParseSwitch(const std::string& word, bool* flag) {
   for (const char* on : {"on", "yes", "true", "1"}) {
-    if (CompareNoCase(word, on) == 0) {
+    if (SameNoCase(word, on)) {
       *flag = true;
       return true;
     }
   }
   for (const char* off : {"off", "no", "false", "0"}) {
-    if (CompareNoCase(word, off) == 0) {
+    if (SameNoCase(word, off)) {
       *flag = false;
       return true;
     }
@@ -200,12 +197,12 @@ void DotCommands::Bail(const Args& args) { ParseSwitch(args[0], &mShell.mBail); 
 
 void DotCommands::Check(const Args&) {
   // The file holds what was committed: a transaction still open is not in it.
-  if (mShell.mExplicitTransaction || mShell.mDatabase->TransactionInProgress()) {
+  if (mShell.mExplicitTransaction || mShell.mDb.InTransaction()) {
     mShell.ReportError("Error: .check reads the database as committed; COMMIT or ROLLBACK first");
     return;
   }
   std::cout << std::flush;
-  const int result = RunCheck(*mShell.mDatabase, mShell.mName, std::cout, std::cerr);
+  const int result = RunCheck(mShell.mDb.handle(), std::cout, std::cerr);
   if (result != kExitClean) mShell.NoteFailure();
 }
 
@@ -300,36 +297,61 @@ void DotCommands::Mode(const Args& args) {
   }
 }
 
-bool DotCommands::TablesNamed(const Args& args, std::vector<const ParvexTable*>* tables) {
-  ParvexStatus status;
-  *tables = TablesToDescribe(*mShell.mDatabase, args.empty() ? "" : args[0], &status);
-  if (!IsErrorState(status.State())) return true;
-  mShell.ReportStatus(status);
-  return false;
+bool DotCommands::TablesNamed(const Args& args, std::vector<std::string>* tables) {
+  const Database& db = mShell.mDb;
+  if (args.empty()) {
+    *tables = db.Tables();
+    return true;
+  }
+  if (parvex_table_column_count(db.handle(), args[0].c_str()) < 0) {
+    mShell.ReportStatus(db.LastStatus());
+    return false;
+  }
+  // The name as the database spells it.
+  tables->push_back(args[0]);
+  for (const std::string& table : db.Tables()) {
+    if (SameNoCase(table, args[0])) tables->back() = table;
+  }
+  return true;
 }
 
 void DotCommands::Schema(const Args& args) {
-  std::vector<const ParvexTable*> tables;
+  std::vector<std::string> tables;
   if (!TablesNamed(args, &tables)) return;
+  parvex_db* db = mShell.mDb.handle();
   std::string out;
-  for (const ParvexTable* table : tables) {
-    bool inexact = false;
-    out += CreateTableSql(*table, &inexact) + "\n";
-    for (const std::string& index : CreateIndexSql(*table)) out += index + "\n";
+  for (const std::string& table : tables) {
+    const char* name = table.c_str();
+    out += "CREATE TABLE " + table + " (";
+    for (int c = 0; c < parvex_table_column_count(db, name); ++c) {
+      const char* type = parvex_type_name(parvex_table_column_type(db, name, c));
+      out += (c > 0 ? ", " : "") + std::string(parvex_table_column_name(db, name, c)) + " " + (type ? type : "String");
+    }
+    out += ");\n";
+    for (int i = 0; i < parvex_index_count(db, name); ++i) {
+      std::string columns;
+      bool complete = parvex_index_column_count(db, name, i) > 0;
+      for (int c = 0; complete && c < parvex_index_column_count(db, name, i); ++c) {
+        // An index over a column that was dropped since can't be written.
+        const char* column = parvex_index_column_name(db, name, i, c);
+        complete = column != nullptr;
+        if (complete) columns += (c > 0 ? ", " : "") + std::string(column);
+      }
+      if (complete) out += "CREATE INDEX " + std::string(parvex_index_name(db, name, i)) + " ON " + table + " (" + columns + ");\n";
+    }
   }
   std::cout << out;
 }
 
 void DotCommands::Indexes(const Args& args) {
-  std::vector<const ParvexTable*> tables;
+  std::vector<std::string> tables;
   if (!TablesNamed(args, &tables)) return;
+  parvex_db* db = mShell.mDb.handle();
   std::string out;
-  for (const ParvexTable* table : tables) {
-    SimpleVector<string> names;
-    table->GetIndexNames(&names);
-    for (const string& name : names) {
-      if (args.empty()) out += table->name.str() + ".";
-      out += name.str() + "\n";
+  for (const std::string& table : tables) {
+    for (int i = 0; i < parvex_index_count(db, table.c_str()); ++i) {
+      if (args.empty()) out += table + ".";
+      out += std::string(parvex_index_name(db, table.c_str(), i)) + "\n";
     }
   }
   std::cout << out;
@@ -350,14 +372,15 @@ void DotCommands::Dump(const Args& args) {
       names.push_back(arg);
     }
   }
-  std::vector<const ParvexTable*> tables;
+  std::vector<std::string> tables;
   if (!TablesNamed(names, &tables)) return;
   DumpReport report;
   // Written to the terminal, the dump is its own progress.
-  WriteDump(tables, options, std::cout, [] { return InterruptRequested(); }, !mShell.OutputIsTerminal(), &report);
+  WriteDump(mShell.mDb, tables, options, std::cout, [] { return InterruptRequested(); }, !mShell.OutputIsTerminal(),
+            &report);
   std::cout << std::flush;
   if (report.damaged) {
-    mShell.ReportStatus(report.damaged->DamageStatus());
+    mShell.ReportStatus(*report.damaged);
     return;
   }
   for (const std::string& column : report.textColumns) std::cerr << "warning: .dump: " << column << '\n';
@@ -377,42 +400,33 @@ void DotCommands::Dump(const Args& args) {
 void DotCommands::Parse(const Args& args) {
   std::string_view text = args[0];
   while (!text.empty() && (text.back() == ';' || text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
-  ParvexSQLParser parser;
-  const string& escape = mShell.mDatabase->escapeOption;
-  parser.SetEscape(escape.empty() ? 0 : escape.data()[0]);
-  const auto node = parser.Evaluate(string(text, kEncodingUTF8));
-  if (parser.LastError() != ParvexSQLParser::kNoError || node == nullptr) {
-    mShell.ReportStatus(ParvexStatus(kPXDynamicSQLError, ParvexSQLParser::ErrorMessage(parser.LastError())));
+  const Statement statement = mShell.mDb.Prepare(std::string(text));
+  if (!statement.valid()) {
+    mShell.ReportStatus(statement.status());
     return;
   }
-  std::cout << node->Description().view() << '\n';
+  std::cout << statement.Sql() << '\n';
 }
 
 void DotCommands::Tables(const Args&) {
-  const SimpleVector<ParvexTable*>& tables = mShell.mDatabase->tables;
   std::string out;
-  // Entry 0 is the schema table.
-  for (size_t i = 1; i < tables.size(); ++i) {
-    out += tables[i]->name.view();
-    out += '\n';
-  }
+  for (const std::string& table : mShell.mDb.Tables()) out += table + '\n';
   std::cout << out;
 }
 
 void DotCommands::LastRowID(const Args& args) {
-  ParvexStatus status;
-  const ParvexTable* table = BindTable(*mShell.mDatabase, string(args[0], kEncodingUTF8), &status);
-  if (table == nullptr) {
-    mShell.ReportStatus(status);
+  const int64_t rowID = mShell.mDb.LastRowID(args[0]);
+  if (rowID < 0) {
+    mShell.ReportStatus(mShell.mDb.LastStatus());
     return;
   }
-  std::cout << table->lastRowID << '\n';
+  std::cout << rowID << '\n';
 }
 
 void DotCommands::SchemaExport(const Args& args) {
-  ParvexStatus status;
-  const string data = mShell.mDatabase->GetSchemaData(&status);
-  if (IsErrorState(status.State())) {
+  Status status;
+  const std::string data = mShell.mDb.ExportSchema(&status);
+  if (!status) {
     mShell.ReportStatus(status);
     return;
   }
@@ -437,9 +451,8 @@ void DotCommands::SchemaImport(const Args& args) {
     mShell.ReportError("Error: cannot read " + args[0] + ": " + std::strerror(errno));
     return;
   }
-  ParvexStatus status;
-  mShell.mDatabase->ReplaceSchemaData(string(bytes.data(), bytes.size(), kEncodingDefault), &status);
-  if (IsErrorState(status.State())) mShell.ReportStatus(status);
+  const Status status = mShell.mDb.ReplaceSchema(bytes);
+  if (!status) mShell.ReportStatus(status);
 }
 
 void DotCommands::Read(const Args& args) {
@@ -463,7 +476,7 @@ void DotCommands::Import(const Args& args) {
   std::string error;
   bool changed = false;
   const std::string nullText = mShell.mOutput.nullText.value_or("");
-  const bool loaded = ImportCsv(*mShell.mDatabase, args[0], args[1], nullText, &report, &error, &changed);
+  const bool loaded = ImportCsv(mShell.mDb, args[0], args[1], nullText, &report, &error, &changed);
   for (const std::string& note : report.notes) std::cerr << "note: " << note << '\n';
   if (!loaded) {
     mShell.ReportError("Error: .import: " + error);

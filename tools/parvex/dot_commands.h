@@ -11,10 +11,6 @@
 #include <string_view>
 #include <vector>
 
-namespace parvex {
-class ParvexTable;
-}
-
 namespace parvex::shell {
 
 class Shell;
@@ -79,7 +75,9 @@ class DotCommands {
 
   // The user tables (args empty) or the one named in args[0]; reports a
   // missing table and returns false.
-  bool TablesNamed(const Args& args, std::vector<const ParvexTable*>* tables);
+  // The tables a command describes: all, or the one named (as the database
+  // spells it); false, with the failure reported, when there is none.
+  bool TablesNamed(const Args& args, std::vector<std::string>* tables);
   // Reads on|off (also yes/no, true/false, 1/0) into `flag`; reports a bad word.
   bool ParseSwitch(const std::string& word, bool* flag);
 

@@ -32,10 +32,10 @@
 #include <string_view>
 
 #include "core/value.h"
+#include "schema_dump.h"  // SqlTarget
 
 namespace parvex::shell {
 
-enum class SqlTarget { kParvex, kPostgres, kSqlite };
 
 // The target's column type for a column of `type`; `temporalAsText` for a
 // Date, Time or Timestamp column holding a value not in ISO form.

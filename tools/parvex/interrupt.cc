@@ -4,7 +4,6 @@
 #include <atomic>
 #include <csignal>
 
-#include "db/database.h"
 
 namespace parvex::shell {
 namespace {
@@ -12,11 +11,11 @@ namespace {
 volatile std::sig_atomic_t gInterrupted = 0;
 volatile std::sig_atomic_t gResized = 0;
 
-std::atomic<ParvexDatabase*> gTarget{nullptr};
+std::atomic<parvex_db*> gTarget{nullptr};
 
 extern "C" void OnInterrupt(int) {
   gInterrupted = 1;
-  if (ParvexDatabase* database = gTarget.load()) database->Interrupt();  // an atomic store
+  if (parvex_db* database = gTarget.load()) parvex_interrupt(database);  // signal-safe
 }
 extern "C" void OnResize(int) { gResized = 1; }
 
@@ -33,7 +32,7 @@ void InstallSignalHandlers() {
   sigaction(SIGWINCH, &action, nullptr);
 }
 
-void SetInterruptTarget(ParvexDatabase* database) { gTarget.store(database); }
+void SetInterruptTarget(parvex_db* database) { gTarget.store(database); }
 
 bool InterruptRequested() { return gInterrupted != 0; }
 

@@ -65,17 +65,15 @@ int RunShell(int argc, char** argv) {
   if (commandLine.check) return RunCheck(commandLine.databasePath, std::cout, std::cerr);
   if (commandLine.recover) return RunRecover(commandLine.databasePath, commandLine.sql[0], std::cout, std::cerr);
 
-  ParvexOpenOptions options;
-  options.readOnly = commandLine.readOnly;
-  options.noSync = commandLine.noSync;
-  options.lockTimeoutMs = commandLine.timeoutMs;
+  const int openFlags =
+      (commandLine.readOnly ? PARVEX_OPEN_READONLY : 0) | (commandLine.noSync ? PARVEX_OPEN_NOSYNC : 0);
   const bool terminalIn = isatty(STDIN_FILENO) == 1;
   const bool terminalOut = isatty(STDOUT_FILENO) == 1;
   OutputSettings output;
   output.mode = commandLine.mode.value_or(terminalOut ? OutputMode::kBox : OutputMode::kList);
   output.headers = commandLine.headers;
 
-  Shell shell(options, output, commandLine.bail);
+  Shell shell(openFlags, commandLine.timeoutMs, output, commandLine.bail);
   if (!shell.Open(commandLine.databasePath, &error)) {
     std::cerr << "parvex: " << error << '\n';
     return kExitUsage;

@@ -1,56 +1,51 @@
-// --check, .check and --recover.
+// --check, .check and --recover, through the library's check and recovery.
 #include "maintenance.h"
 
-#include "core/check_report.h"
-#include "db/integrity_check.h"
-#include "db/recover.h"
+#include <memory>
 
 namespace parvex::shell {
 
 namespace {
 
-int Report(bool ran, const CheckReport& report, const ParvexStatus& status, const std::string& name,
-           std::ostream& out, std::ostream& err) {
-  if (!ran) {
-    err << '[' << status.Code() << "] " << status.Description().view() << '\n';
+using ReportPtr = std::unique_ptr<parvex_report, decltype(&parvex_report_free)>;
+
+// Prints the report's lines and summary, or the reason it could not run on
+// `err` (after what recovery did before it stopped).
+int Report(int result, parvex_report* raw, bool isRecovery, std::ostream& out, std::ostream& err) {
+  const ReportPtr report(raw, parvex_report_free);
+  if (!report) {
+    err << "Error: Out of memory.\n";
     return kExitCannotRun;
   }
-  for (const std::string& problem : report.problems) out << problem << '\n';
-  if (report.problemCount > report.problems.size()) {
-    out << "... and " << report.problemCount - report.problems.size() << " more problems\n";
+  if (result == PARVEX_OK || isRecovery) {
+    for (size_t i = 0; i < parvex_report_line_count(report.get()); ++i) out << parvex_report_line(report.get(), i) << '\n';
   }
-  for (const std::string& note : report.notes) out << "note: " << note << '\n';
-  out << report.Summary(name) << '\n';
-  return report.Clean() ? kExitClean : kExitDamaged;
+  if (result != PARVEX_OK) {
+    err << '[' << parvex_report_sqlstate(report.get()) << "] " << parvex_report_errmsg(report.get()) << '\n';
+    return kExitCannotRun;
+  }
+  out << parvex_report_summary(report.get()) << '\n';
+  return parvex_report_clean(report.get()) ? kExitClean : kExitDamaged;
 }
 
 }  // namespace
 
 int RunCheck(const std::string& path, std::ostream& out, std::ostream& err) {
-  CheckReport report;
-  ParvexStatus status;
-  const bool ran = ParvexCheckDatabase(string(path, kEncodingUTF8), &report, &status);
-  return Report(ran, report, status, path, out, err);
+  parvex_report* report = nullptr;
+  const int result = parvex_check_file(path.c_str(), &report);
+  return Report(result, report, false, out, err);
 }
 
-int RunCheck(ParvexDatabase& db, const std::string& name, std::ostream& out, std::ostream& err) {
-  CheckReport report;
-  ParvexStatus status;
-  const bool ran = ParvexCheckDatabase(db, &report, &status);
-  return Report(ran, report, status, name, out, err);
+int RunCheck(parvex_db* db, std::ostream& out, std::ostream& err) {
+  parvex_report* report = nullptr;
+  const int result = parvex_check_db(db, &report);
+  return Report(result, report, false, out, err);
 }
 
 int RunRecover(const std::string& from, const std::string& to, std::ostream& out, std::ostream& err) {
-  RecoverReport report;
-  ParvexStatus status;
-  if (!ParvexRecoverDatabase(string(from, kEncodingUTF8), string(to, kEncodingUTF8), &report, &status)) {
-    for (const std::string& line : report.lines) out << line << '\n';
-    err << '[' << status.Code() << "] " << status.Description().view() << '\n';
-    return kExitCannotRun;
-  }
-  for (const std::string& line : report.lines) out << line << '\n';
-  out << report.Summary(to) << '\n';
-  return report.Complete() ? kExitClean : kExitDamaged;
+  parvex_report* report = nullptr;
+  const int result = parvex_recover_file(from.c_str(), to.c_str(), &report);
+  return Report(result, report, true, out, err);
 }
 
 }  // namespace parvex::shell

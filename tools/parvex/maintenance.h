@@ -13,10 +13,7 @@
 #include <ostream>
 #include <string>
 
-namespace parvex {
-class ParvexDatabase;
-struct CheckReport;
-}  // namespace parvex
+#include "parvex/parvex.h"
 
 namespace parvex::shell {
 
@@ -26,8 +23,9 @@ constexpr int kExitCannotRun = 2;
 
 // Checks the file at `path`, never writing to it.
 int RunCheck(const std::string& path, std::ostream& out, std::ostream& err);
-// Checks the open database (which must have no transaction in progress).
-int RunCheck(ParvexDatabase& db, const std::string& name, std::ostream& out, std::ostream& err);
+// Checks the open database (which must have no transaction in progress); the
+// summary names it as it was opened.
+int RunCheck(parvex_db* db, std::ostream& out, std::ostream& err);
 int RunRecover(const std::string& from, const std::string& to, std::ostream& out, std::ostream& err);
 
 }  // namespace parvex::shell

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "csv.h"
-#include "platform/number_format.h"
 #include "text_width.h"
 
 namespace parvex::shell {
@@ -43,23 +42,11 @@ std::string EscapeMarkdown(std::string text) {
   return text;
 }
 
-bool IsNumericType(ParvexDataType type) { return type == kTypeInteger || type == kTypeDouble; }
+bool IsNumericType(int type) { return type == PARVEX_TYPE_INTEGER || type == PARVEX_TYPE_DOUBLE; }
 
-string ColumnName(const ParvexTable& table, long column) {
-  const ParvexColumnInfo* info = table.Column(column);
-  return info ? info->name : string();
-}
-
-ParvexDataType ColumnType(const ParvexTable& table, long column) {
-  const ParvexColumnInfo* info = table.Column(column);
-  return info ? info->Type() : kTypeNone;
-}
-
-// Reads a cell; a missing cell reads as NULL.
-ParvexValue CellValue(const ParvexTable& table, RowID row, long column) {
-  ParvexValue value;
-  if (!table.GetValue(row, column, &value)) value.SetNull();
-  return value;
+// The current row's value in `column` as text; NULL gives `nullText`.
+std::string ValueText(const Statement& result, int column, std::string_view nullText) {
+  return result.Text(column).value_or(std::string(nullText));
 }
 
 // Appends `text` as a JSON string. Bytes that are not valid UTF-8 are written
@@ -103,25 +90,24 @@ void AppendJsonString(std::string_view text, std::string* out) {
   out->push_back('"');
 }
 
-void AppendJsonValue(const ParvexValue& value, std::string* out) {
-  if (value.IsNull()) {
+void AppendJsonValue(const Statement& result, int column, std::string* out) {
+  const std::optional<std::string> text = result.Text(column);
+  if (!text) {
     *out += "null";
     return;
   }
-  switch (value.Type()) {
-    case kTypeInteger:
-      *out += FormatInteger(value.GetInteger());
+  switch (result.ColumnType(column)) {
+    case PARVEX_TYPE_INTEGER:
+      *out += *text;
       return;
-    case kTypeBoolean:
-      *out += value.GetInteger() ? "true" : "false";
+    case PARVEX_TYPE_BOOLEAN:
+      *out += result.Int(column) ? "true" : "false";
       return;
-    case kTypeDouble: {
-      const double d = value.GetDouble();
-      *out += std::isfinite(d) ? FormatDouble(d) : "null";
+    case PARVEX_TYPE_DOUBLE:
+      *out += std::isfinite(result.Double(column)) ? *text : "null";
       return;
-    }
     default:
-      AppendJsonString(value.GetSaveString().view(), out);
+      AppendJsonString(*text, out);
       return;
   }
 }
@@ -152,27 +138,20 @@ const char* OutputModeName(OutputMode mode) {
   return "?";
 }
 
-std::string ValueText(const ParvexValue& value, std::string_view nullText) {
-  if (value.IsNull()) return std::string(nullText);
-  return value.GetSaveString().str();
-}
-
-bool ResultPrinter::Print(const ParvexTable& table) {
-  SimpleVector<RowID> rows;
-  table.GetRowIDs(&rows);
+bool ResultPrinter::Print(Statement& result, bool rowReady) {
   switch (mSettings.mode) {
     case OutputMode::kBox:
     case OutputMode::kTable:
-    case OutputMode::kMarkdown: return PrintFramed(table, rows);
-    case OutputMode::kList: return PrintDelimited(table, rows, false);
-    case OutputMode::kCsv: return PrintDelimited(table, rows, true);
-    case OutputMode::kJson: return PrintJson(table, rows);
-    case OutputMode::kLine: return PrintLine(table, rows);
+    case OutputMode::kMarkdown: return PrintFramed(result, rowReady);
+    case OutputMode::kList: return PrintDelimited(result, rowReady, false);
+    case OutputMode::kCsv: return PrintDelimited(result, rowReady, true);
+    case OutputMode::kJson: return PrintJson(result, rowReady);
+    case OutputMode::kLine: return PrintLine(result, rowReady);
   }
   return true;
 }
 
-bool ResultPrinter::PrintFramed(const ParvexTable& table, const SimpleVector<RowID>& rows) {
+bool ResultPrinter::PrintFramed(Statement& result, bool rowReady) {
   const bool markdown = mSettings.mode == OutputMode::kMarkdown;
   const Frame& frame = markdown ? kMarkdownFrame : mSettings.mode == OutputMode::kTable ? kTableFrame : kBoxFrame;
   const auto cellText = [markdown](std::string_view text) {
@@ -184,36 +163,34 @@ bool ResultPrinter::PrintFramed(const ParvexTable& table, const SimpleVector<Row
     size_t width;
     bool right;
   };
-  const long columns = table.QtyColumns();
+  const int columns = result.ColumnCount();
   std::vector<size_t> widths(static_cast<size_t>(columns), 0);
   std::vector<bool> numeric(static_cast<size_t>(columns));
   std::vector<Cell> header;
-  for (long c = 0; c < columns; ++c) {
-    numeric[c] = IsNumericType(ColumnType(table, c));
-    std::string text = cellText(ColumnName(table, c).view());
+  for (int c = 0; c < columns; ++c) {
+    numeric[c] = IsNumericType(result.ColumnType(c));
+    std::string text = cellText(result.ColumnName(c));
     const size_t width = DisplayWidth(text);
     header.push_back({std::move(text), width, numeric[c]});
     if (mSettings.ShowHeaders()) widths[c] = width;
   }
   // Every cell is measured before anything is drawn.
   std::vector<Cell> cells;
-  cells.reserve(rows.size() * static_cast<size_t>(columns));
-  for (RowID row : rows) {
+  size_t rows = 0;
+  for (; rowReady; rowReady = result.Step(), ++rows) {
     if (Stopped()) return false;
-    for (long c = 0; c < columns; ++c) {
-      const ParvexValue value = CellValue(table, row, c);
-      std::string text = cellText(value.IsNull() ? mSettings.NullText() : value.GetSaveString().view());
+    for (int c = 0; c < columns; ++c) {
+      std::string text = cellText(ValueText(result, c, mSettings.NullText()));
       const size_t width = DisplayWidth(text);
-      const bool right = value.IsNull() ? numeric[c] : IsNumericType(value.Type());
       if (width > widths[c]) widths[c] = width;
-      cells.push_back({std::move(text), width, right});
+      cells.push_back({std::move(text), width, numeric[c]});
     }
   }
   const auto rule = [&](const char* const (&joints)[3]) {
     std::string line;
     if (*joints[0] == '\0') return line;
     line = joints[0];
-    for (long c = 0; c < columns; ++c) {
+    for (int c = 0; c < columns; ++c) {
       if (c > 0) line += joints[1];
       for (size_t k = 0; k < widths[c] + 2; ++k) line += frame.horizontal;
     }
@@ -223,7 +200,7 @@ bool ResultPrinter::PrintFramed(const ParvexTable& table, const SimpleVector<Row
   };
   const auto rowLine = [&](const Cell* row) {
     std::string line = frame.vertical;
-    for (long c = 0; c < columns; ++c) {
+    for (int c = 0; c < columns; ++c) {
       line += ' ';
       AppendPadded(row[c].text, row[c].width, widths[c], row[c].right, &line);
       line += ' ';
@@ -238,17 +215,17 @@ bool ResultPrinter::PrintFramed(const ParvexTable& table, const SimpleVector<Row
     out += rule(frame.header);
   }
   mOut << out;
-  for (size_t r = 0; r < rows.size(); ++r) {
+  for (size_t r = 0; r < rows; ++r) {
     if (Stopped()) return false;
     mOut << rowLine(&cells[r * static_cast<size_t>(columns)]);
   }
   mOut << rule(frame.bottom);
-  if (frame.rowCount) mOut << rows.size() << (rows.size() == 1 ? " row\n" : " rows\n");
+  if (frame.rowCount) mOut << rows << (rows == 1 ? " row\n" : " rows\n");
   return true;
 }
 
-bool ResultPrinter::PrintDelimited(const ParvexTable& table, const SimpleVector<RowID>& rows, bool csv) {
-  const long columns = table.QtyColumns();
+bool ResultPrinter::PrintDelimited(Statement& result, bool rowReady, bool csv) {
+  const int columns = result.ColumnCount();
   const std::string_view separator = csv ? std::string_view(",") : std::string_view(mSettings.separator);
   const std::string_view rowSeparator = csv ? std::string_view("\n") : std::string_view(mSettings.rowSeparator);
   const std::string_view nullText = mSettings.NullText();
@@ -260,28 +237,29 @@ bool ResultPrinter::PrintDelimited(const ParvexTable& table, const SimpleVector<
       line->append(text);
     }
   };
-  const auto append = [&](const ParvexValue& value, std::string* line) {
-    if (value.IsNull()) {
-      line->append(nullText);
+  const auto append = [&](int column, std::string* line) {
+    const std::optional<std::string> text = result.Text(column);
+    if (text) {
+      appendText(*text, line);
     } else {
-      appendText(value.GetSaveString().view(), line);
+      line->append(nullText);
     }
   };
   std::string line;
   if (mSettings.ShowHeaders()) {
-    for (long c = 0; c < columns; ++c) {
+    for (int c = 0; c < columns; ++c) {
       if (c > 0) line += separator;
-      appendText(ColumnName(table, c).view(), &line);
+      appendText(result.ColumnName(c), &line);
     }
     line += rowSeparator;
     mOut << line;
   }
-  for (RowID row : rows) {
+  for (; rowReady; rowReady = result.Step()) {
     if (Stopped()) return false;
     line.clear();
-    for (long c = 0; c < columns; ++c) {
+    for (int c = 0; c < columns; ++c) {
       if (c > 0) line += separator;
-      append(CellValue(table, row, c), &line);
+      append(c, &line);
     }
     line += rowSeparator;
     mOut << line;
@@ -289,27 +267,27 @@ bool ResultPrinter::PrintDelimited(const ParvexTable& table, const SimpleVector<
   return true;
 }
 
-bool ResultPrinter::PrintJson(const ParvexTable& table, const SimpleVector<RowID>& rows) {
-  const long columns = table.QtyColumns();
+bool ResultPrinter::PrintJson(Statement& result, bool rowReady) {
+  const int columns = result.ColumnCount();
   std::vector<std::string> keys;
-  for (long c = 0; c < columns; ++c) {
+  for (int c = 0; c < columns; ++c) {
     std::string key;
-    AppendJsonString(ColumnName(table, c).view(), &key);
+    AppendJsonString(result.ColumnName(c), &key);
     key += ':';
     keys.push_back(std::move(key));
   }
   mOut << '[';
   std::string line;
-  for (size_t r = 0; r < rows.size(); ++r) {
+  for (size_t r = 0; rowReady; rowReady = result.Step(), ++r) {
     if (Stopped()) {
       mOut << "]\n";  // keep what was written a valid document
       return false;
     }
     line = r == 0 ? "{" : ",\n{";
-    for (long c = 0; c < columns; ++c) {
+    for (int c = 0; c < columns; ++c) {
       if (c > 0) line += ',';
       line += keys[c];
-      AppendJsonValue(CellValue(table, rows[r], c), &line);
+      AppendJsonValue(result, c, &line);
     }
     line += '}';
     mOut << line;
@@ -318,25 +296,25 @@ bool ResultPrinter::PrintJson(const ParvexTable& table, const SimpleVector<RowID
   return true;
 }
 
-bool ResultPrinter::PrintLine(const ParvexTable& table, const SimpleVector<RowID>& rows) {
-  const long columns = table.QtyColumns();
+bool ResultPrinter::PrintLine(Statement& result, bool rowReady) {
+  const int columns = result.ColumnCount();
   std::vector<std::string> names;
   std::vector<size_t> nameWidths;
   size_t widest = 0;
-  for (long c = 0; c < columns; ++c) {
-    names.push_back(EscapeControlBytes(ColumnName(table, c).view()));
+  for (int c = 0; c < columns; ++c) {
+    names.push_back(EscapeControlBytes(result.ColumnName(c)));
     nameWidths.push_back(DisplayWidth(names.back()));
     if (nameWidths.back() > widest) widest = nameWidths.back();
   }
   std::string block;
-  for (size_t r = 0; r < rows.size(); ++r) {
+  for (size_t r = 0; rowReady; rowReady = result.Step(), ++r) {
     if (Stopped()) return false;
     block.clear();
     if (r > 0) block += '\n';
-    for (long c = 0; c < columns; ++c) {
+    for (int c = 0; c < columns; ++c) {
       AppendPadded(names[c], nameWidths[c], widest, true, &block);
       block += " = ";
-      block += EscapeControlBytes(ValueText(CellValue(table, rows[r], c), mSettings.NullText()));
+      block += EscapeControlBytes(ValueText(result, c, mSettings.NullText()));
       block += '\n';
     }
     mOut << block;

@@ -14,8 +14,8 @@
 // NULL shows as the null text of .nullvalue; when none is set, as NULL in the
 // framed modes and line mode, as nothing in list and csv.
 //
-// Values print in their saved text form (GetSaveString: dates without their
-// keyword, booleans TRUE/FALSE, doubles in the shortest exact form). A header
+// Values print in the library's text form (dates without their keyword,
+// booleans TRUE/FALSE, doubles in the shortest exact form). A header
 // line with the column names is printed in box, list and csv modes when
 // headers are on; by default they are on in every mode but list. Printing
 // stops early when the stop check says so (Ctrl-C); the result is then
@@ -28,7 +28,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/table.h"
+#include "parvex/parvex.hpp"
 
 namespace parvex::shell {
 
@@ -59,25 +59,23 @@ class ResultPrinter {
   ResultPrinter(const OutputSettings& settings, std::ostream& out, StopCheck stop = {})
       : mSettings(settings), mOut(out), mStop(std::move(stop)) {}
 
-  // Prints the whole table; false when the stop check ended it early.
-  bool Print(const ParvexTable& table);
+  // Prints the rows of the query `result`, whose first step has been taken
+  // (`rowReady`: it gave a row), stepping through the rest; false when the
+  // stop check ended it early.
+  bool Print(Statement& result, bool rowReady);
 
  private:
   bool Stopped() const { return mStop && mStop(); }
   // box, table and markdown.
-  bool PrintFramed(const ParvexTable& table, const SimpleVector<RowID>& rows);
+  bool PrintFramed(Statement& result, bool rowReady);
   // list ('|' between raw values) or csv (',' between quoted fields).
-  bool PrintDelimited(const ParvexTable& table, const SimpleVector<RowID>& rows, bool csv);
-  bool PrintJson(const ParvexTable& table, const SimpleVector<RowID>& rows);
-  bool PrintLine(const ParvexTable& table, const SimpleVector<RowID>& rows);
+  bool PrintDelimited(Statement& result, bool rowReady, bool csv);
+  bool PrintJson(Statement& result, bool rowReady);
+  bool PrintLine(Statement& result, bool rowReady);
 
   const OutputSettings& mSettings;
   std::ostream& mOut;
   StopCheck mStop;
 };
-
-// The text of a value as the list, csv and line modes show it; NULL gives
-// `nullText`.
-std::string ValueText(const ParvexValue& value, std::string_view nullText);
 
 }  // namespace parvex::shell

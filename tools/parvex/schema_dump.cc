@@ -1,10 +1,14 @@
-// Schema statements and the SQL dump.
+// Schema statements and the SQL dump. This module still reads the engine's
+// tables directly (rows, values and their literals); its header offers only
+// the public interface's types.
 #include "schema_dump.h"
 
 #include <algorithm>
 #include <set>
 
 #include "db/database.h"
+#include "embed/handles.h"
+#include "foreign_sql.h"
 #include "platform/text_encoding.h"
 #include "progress.h"
 #include "query/sql_literal.h"
@@ -178,17 +182,6 @@ class ForeignSchema {
 
 }  // namespace
 
-std::vector<const ParvexTable*> TablesToDescribe(const ParvexDatabase& db, const std::string& name,
-                                                 ParvexStatus* status) {
-  std::vector<const ParvexTable*> tables;
-  if (name.empty()) {
-    for (size_t i = 1; i < db.tables.size(); ++i) tables.push_back(db.tables[i]);  // [0] is the schema
-    return tables;
-  }
-  if (const ParvexTable* table = BindTable(db, string(name, kEncodingUTF8), status)) tables.push_back(table);
-  return tables;
-}
-
 std::string CreateTableSql(const ParvexTable& table, bool* inexact) {
   std::string sql = "CREATE TABLE ";
   sql += table.name.view();
@@ -219,6 +212,15 @@ std::vector<std::string> CreateIndexSql(const ParvexTable& table) {
   }
   return statements;
 }
+
+namespace {
+
+Status DamageOf(const ParvexTable& table) {
+  const ParvexStatus status = table.DamageStatus();
+  return Status{false, status.Code(), status.Description().str()};
+}
+
+}  // namespace
 
 void WriteDump(const std::vector<const ParvexTable*>& tables, const DumpOptions& options, std::ostream& out,
                const std::function<bool()>& stop, bool showProgress, DumpReport* report) {
@@ -280,7 +282,7 @@ void WriteDump(const std::vector<const ParvexTable*>& tables, const DumpOptions&
       // A damaged table reads as empty: the dump stops before a row it
       // could not read, and without the COMMIT that would make it look whole.
       if (table->IsDamaged()) {
-        report->damaged = table;
+        report->damaged = DamageOf(*table);
         return;
       }
       line += ')';
@@ -293,7 +295,7 @@ void WriteDump(const std::vector<const ParvexTable*>& tables, const DumpOptions&
     }
     if (inStatement > 0) out << ";\n";
     if (table->IsDamaged()) {
-      report->damaged = table;
+      report->damaged = DamageOf(*table);
       return;
     }
     for (const std::string& index : foreign ? schema.CreateIndexes(*table) : CreateIndexSql(*table)) {
@@ -301,6 +303,16 @@ void WriteDump(const std::vector<const ParvexTable*>& tables, const DumpOptions&
     }
   }
   out << "COMMIT;\n";
+}
+
+void WriteDump(const Database& db, const std::vector<std::string>& names, const DumpOptions& options,
+               std::ostream& out, const std::function<bool()>& stop, bool showProgress, DumpReport* report) {
+  const ParvexDatabase& engine = *db.handle()->database;
+  std::vector<const ParvexTable*> tables;
+  for (const std::string& name : names) {
+    if (const ParvexTable* table = engine.FindTable(string(name, kEncodingUTF8))) tables.push_back(table);
+  }
+  WriteDump(tables, options, out, stop, showProgress, report);
 }
 
 }  // namespace parvex::shell

@@ -21,31 +21,17 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
 
-#include "core/status.h"
-#include "core/table.h"
-#include "foreign_sql.h"
-
-namespace parvex {
-class ParvexDatabase;
-}
+#include "parvex/parvex.hpp"
 
 namespace parvex::shell {
 
-// The user tables to describe: all of them (`name` empty) or the one named;
-// empty with the status set when there is no such table.
-std::vector<const ParvexTable*> TablesToDescribe(const ParvexDatabase& db, const std::string& name,
-                                                 ParvexStatus* status);
-
-// "CREATE TABLE name (col Type, ...);" for the user columns of `table`;
-// `inexact` is set when a column's type has no name (written as String).
-std::string CreateTableSql(const ParvexTable& table, bool* inexact);
-
-// "CREATE INDEX name ON table (col, ...);" for each index of `table`.
-std::vector<std::string> CreateIndexSql(const ParvexTable& table);
+// The SQL a dump is written in: the dialect's own, PostgreSQL's or sqlite3's.
+enum class SqlTarget { kParvex, kPostgres, kSqlite };
 
 struct DumpOptions {
   SqlTarget target = SqlTarget::kParvex;
@@ -58,13 +44,14 @@ struct DumpReport {
   std::vector<std::string> inexactPlaces;  // the first few, as "Table.column of row N"
   std::vector<std::string> textColumns;    // date and time columns written as text, and why
   bool interrupted = false;
-  const ParvexTable* damaged = nullptr;  // a table found damaged: the dump stopped there
+  std::optional<Status> damaged;  // a table found damaged: the dump stopped there
 };
 
-// Writes the dump of `tables` for `options` to `out`; `stop` is asked between rows. With
-// `showProgress` a progress bar runs on standard error (when it is a terminal).
-// A damaged table (see ParvexTable) ends the dump before its COMMIT.
-void WriteDump(const std::vector<const ParvexTable*>& tables, const DumpOptions& options, std::ostream& out,
+// Writes the dump of the tables of `db` named `tables`, for `options`, to
+// `out`; `stop` is asked between rows. With `showProgress` a progress bar runs
+// on standard error (when it is a terminal). A damaged table ends the dump
+// before its COMMIT.
+void WriteDump(const Database& db, const std::vector<std::string>& tables, const DumpOptions& options, std::ostream& out,
                const std::function<bool()>& stop, bool showProgress, DumpReport* report);
 
 }  // namespace parvex::shell

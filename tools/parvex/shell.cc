@@ -8,24 +8,29 @@
 #include <cstdio>
 #include <iostream>
 
-#include "core/status.h"
-#include "db/database.h"
 #include "dot_commands.h"
 #include "interrupt.h"
-#include "platform/memory_file_system.h"
 #include "progress.h"
-#include "sql/execute.h"
-#include "sql/sql_dialect.h"
-#include "sql/statement_warnings.h"
+#include "sql_words.h"
 #include "text_width.h"
 
 namespace parvex::shell {
 namespace {
 
-bool SameWord(std::string_view a, std::string_view b) { return CompareNoCase(a, b) == 0; }
+// What a statement's text holds, by its first word: a query (SELECT) prints
+// its rows; COMMIT and ROLLBACK end a transaction begun with BEGIN.
+enum class StatementKind { kQuery, kCommit, kRollback, kOther };
+
+StatementKind StatementKindOf(std::string_view sql) {
+  const std::string_view word = FirstWord(sql);
+  if (SameNoCase(word, "SELECT")) return StatementKind::kQuery;
+  if (SameNoCase(word, "COMMIT")) return StatementKind::kCommit;
+  if (SameNoCase(word, "ROLLBACK")) return StatementKind::kRollback;
+  return StatementKind::kOther;
+}
 
 // SQLSTATE class "01": reported like an error, but not a failure.
-bool IsWarningState(ParvexState state) { return state != nullptr && state[0] == '0' && state[1] == '1'; }
+bool IsWarningState(std::string_view state) { return state.substr(0, 2) == "01"; }
 
 // Wall, user and system time of one piece of work, for .timer.
 class RunTimer {
@@ -65,8 +70,8 @@ std::string OneLine(std::string_view text) {
   return line;
 }
 
-Shell::Shell(const ParvexOpenOptions& options, const OutputSettings& output, bool bail)
-    : mOpenOptions(options), mOutput(output), mBail(bail) {}
+Shell::Shell(int openFlags, int lockTimeoutMs, const OutputSettings& output, bool bail)
+    : mOpenFlags(openFlags), mLockTimeoutMs(lockTimeoutMs), mOutput(output), mBail(bail) {}
 
 Shell::~Shell() {
   SetInterruptTarget(nullptr);  // the database goes with the shell
@@ -75,36 +80,30 @@ Shell::~Shell() {
 
 bool Shell::Open(const std::string& path, std::string* error) {
   const bool memory = path.empty() || path == ":memory:";
-  auto files = memory ? std::make_unique<MemoryFileSystem>() : nullptr;
-  ParvexOpenOptions options = mOpenOptions;
-  options.create = true;
-  if (memory) {
-    options.fileSystem = files.get();
-    options.readOnly = false;  // there is nothing to protect
-  }
-  ParvexStatus status;
-  std::unique_ptr<ParvexDatabase> database(
-      ParvexOpenDatabase(string(memory ? "memory.pvx" : path, kEncodingUTF8), options, &status));
-  if (!database) {
-    *error = "cannot open " + path + ": " + OneLine(status.Description().view());
+  // An in-memory database is named as messages (.check) name it.
+  const std::string name = memory ? "the in-memory database" : path;
+  Database database;
+  const Status status =
+      database.Open(name, memory ? PARVEX_OPEN_MEMORY : mOpenFlags | PARVEX_OPEN_CREATE, mLockTimeoutMs);
+  if (!status) {
+    *error = "cannot open " + path + ": " + OneLine(status.message);
     return false;
   }
-  if (mDatabase) Close();
-  SetInterruptTarget(database.get());
-  mDatabase = std::move(database);  // before the files it lives on are replaced
-  mMemory = std::move(files);
-  mName = memory ? "the in-memory database" : path;
+  if (mDb.handle()) Close();
+  SetInterruptTarget(database.handle());
+  mDb = std::move(database);
+  mInMemory = memory;
   return true;
 }
 
 CompletionNames Shell::NamesForCompletion() const {
   CompletionNames names;
-  const SimpleVector<ParvexTable*>& tables = mDatabase->tables;
-  for (size_t i = 1; i < tables.size(); ++i) {  // entry 0 is the schema table
-    const ParvexTable& table = *tables[i];
-    names.tables.push_back(table.name.str());
-    for (long c = 1; c < table.QtyColumns(); ++c) {  // column 0 is _rowid
-      if (const ParvexColumnInfo* column = table.Column(c)) names.columns.emplace_back(table.name.str(), column->name.str());
+  parvex_db* db = mDb.handle();
+  for (int t = 0; t < parvex_table_count(db); ++t) {
+    const std::string table = parvex_table_name(db, t);
+    names.tables.push_back(table);
+    for (int c = 0; c < parvex_table_column_count(db, table.c_str()); ++c) {
+      names.columns.emplace_back(table, parvex_table_column_name(db, table.c_str(), c));
     }
   }
   return names;
@@ -134,8 +133,7 @@ void Shell::Run(LineSource& input) {
 
 bool Shell::NextPiece(StatementSplitter& splitter, bool atEnd, InputPiece* piece) {
   // The escape byte in force (SET ESCAPE) decides where literals end in what follows.
-  const string& escape = mDatabase->escapeOption;
-  splitter.SetEscape(escape.empty() ? 0 : escape.data()[0]);
+  splitter.SetEscape(static_cast<char>(parvex_escape_char(mDb.handle())));
   return atEnd ? splitter.Finish(piece) : splitter.Next(piece);
 }
 
@@ -158,7 +156,7 @@ void Shell::RunText(const std::string& text) {
 }
 
 void Shell::Close() {
-  if (!mDatabase) return;
+  if (!mDb.handle()) return;
   // A BEGIN left open: whatever it holds is rolled back (new indexes included,
   // which the database's transaction test does not see).
   if (mExplicitTransaction) {
@@ -219,9 +217,9 @@ bool Shell::RunBegin(const std::string& sql) {
   std::string_view rest;
   FirstWord(sql, &rest);
   while (!rest.empty() && static_cast<unsigned char>(rest.front()) <= ' ') rest.remove_prefix(1);
-  if (!rest.empty() && !SameWord(rest, "TRANSACTION")) return false;
+  if (!rest.empty() && !SameNoCase(rest, "TRANSACTION")) return false;
   if (mExplicitTransaction) {
-    ReportStatus(ParvexStatus(kPXTransactionInProgress));
+    ReportStatus(Status{false, "25S02", "Error: Transaction in progress."});
   } else {
     mExplicitTransaction = true;
   }
@@ -229,42 +227,48 @@ bool Shell::RunBegin(const std::string& sql) {
 }
 
 void Shell::RunStatement(const std::string& sql) {
-  if (SameWord(FirstWord(sql), "BEGIN") && RunBegin(sql)) return;
+  if (SameNoCase(FirstWord(sql), "BEGIN") && RunBegin(sql)) return;
   const StatementKind kind = StatementKindOf(sql);
-
-  mDatabase->UpdateClock();
-  mDatabase->ClearInterrupt();
-  const string text(sql, kEncodingUTF8);
   const bool warn = mWarnings.value_or(mInteractive && mOutput.mode != OutputMode::kCsv);
-  const StatementWarnings warnings = warn ? FindStatementWarnings(text, *mDatabase) : StatementWarnings();
-  ParvexStatus status;
+  std::string ran;
+  const std::vector<Warning> warnings = warn ? mDb.Warnings(sql, &ran) : std::vector<Warning>();
   const bool isQuery = kind == StatementKind::kQuery;
+  Status status;
   if (isQuery) {
-    std::unique_ptr<ParvexTable> result(ParvexSQLQuery(text, *mDatabase, &status, nullptr, nullptr, nullptr));
-    if (!IsErrorState(status.State()) && result) PrintResult(*result);
+    Statement query = mDb.Prepare(sql);
+    status = query.status();
+    if (query.valid() && parvex_bind_parameter_count(query.handle()) > 0) {
+      // Text typed at the shell has no values for its placeholders: run
+      // directly, it fails saying so.
+      status = mDb.Exec(sql);
+    } else if (query.valid()) {
+      const bool rowReady = query.Step();
+      status = query.status();
+      if (status) PrintResult(query, rowReady);
+    }
   } else {
-    ParvexSQLExecute(text, *mDatabase, &status);
+    status = mDb.Exec(sql);
   }
-  const bool failed = IsErrorState(status.State());
-  if (failed || IsWarningState(status.State())) ReportStatus(status);
-  if (!failed) PrintWarnings(warnings);
-  const int64_t changed = isQuery || failed ? 0 : mDatabase->rowsChanged;
+  const bool failed = !status.ok;
+  if (failed || IsWarningState(status.sqlstate)) ReportStatus(status);
+  if (!failed) PrintWarnings(warnings, ran);
+  const int64_t changed = isQuery || failed ? 0 : mDb.Changes();
   mTotalChanges += changed;
   if (mShowChanges) std::cout << "changes: " << changed << "   total_changes: " << mTotalChanges << '\n' << std::flush;
-  if (failed && mInteractive && status.State() == kPXDynamicSQLError) PointAtSyntaxError(sql);
+  if (failed && mInteractive && status.sqlstate == "07000") PointAtSyntaxError(sql);
 
   const bool endsTransaction = kind == StatementKind::kCommit || kind == StatementKind::kRollback;
   // A COMMIT that failed has rolled the transaction back: it is over too.
-  if (endsTransaction && (!failed || !mDatabase->TransactionInProgress())) {
+  if (endsTransaction && (!failed || !mDb.InTransaction())) {
     mExplicitTransaction = false;  // the engine committed or rolled back
     return;
   }
   FinishChange(failed, isQuery);
 }
 
-bool Shell::PrintResult(const ParvexTable& table) {
+bool Shell::PrintResult(Statement& result, bool rowReady) {
   ResultPrinter printer(mOutput, std::cout, [] { return InterruptRequested(); });
-  const bool complete = printer.Print(table);
+  const bool complete = printer.Print(result, rowReady);
   std::cout << std::flush;
   return complete;
 }
@@ -273,7 +277,7 @@ void Shell::FinishChange(bool failed, bool isQuery) {
   if (mExplicitTransaction) return;
   if (!failed) {
     if (!isQuery) CommitNow();
-  } else if (mDatabase->TransactionInProgress()) {
+  } else if (mDb.InTransaction()) {
     // A rollback reloads every table: only when the statement left something behind.
     RollbackNow();
   }
@@ -281,30 +285,28 @@ void Shell::FinishChange(bool failed, bool isQuery) {
 
 void Shell::CommitNow() {
   BusyIndicator busy("Committing");
-  ParvexStatus status;
-  mDatabase->Commit(&status);
-  if (IsErrorState(status.State())) ReportStatus(status);
+  const Status status = mDb.Commit();
+  if (!status) ReportStatus(status);
 }
 
 void Shell::RollbackNow() {
-  ParvexStatus status;
-  mDatabase->Rollback(&status);
-  if (IsErrorState(status.State())) ReportStatus(status);
+  const Status status = mDb.Rollback();
+  if (!status) ReportStatus(status);
 }
 
-void Shell::PrintWarnings(const StatementWarnings& warnings) {
-  if (warnings.list.empty()) return;
+void Shell::PrintWarnings(const std::vector<Warning>& warnings, const std::string& ran) {
+  if (warnings.empty()) return;
   std::cout << std::flush;
-  for (const StatementWarning& warning : warnings.list) {
-    std::cerr << "warning: " << OneLine(warning.message) << "\n  ran:  " << OneLine(warnings.ran)
+  for (const Warning& warning : warnings) {
+    std::cerr << "warning: " << OneLine(warning.message) << "\n  ran:  " << OneLine(ran)
               << "\n  hint: " << OneLine(warning.hint) << '\n';
   }
 }
 
-void Shell::ReportStatus(const ParvexStatus& status) {
+void Shell::ReportStatus(const Status& status) {
   std::cout << std::flush;
-  std::cerr << mPlace << '[' << status.Code() << "] " << OneLine(status.Description().view()) << '\n';
-  if (IsErrorState(status.State())) NoteFailure();
+  std::cerr << mPlace << '[' << status.sqlstate << "] " << OneLine(status.message) << '\n';
+  if (!status) NoteFailure();
 }
 
 void Shell::ReportError(const std::string& message) {
@@ -319,7 +321,7 @@ void Shell::NoteFailure() {
 }
 
 void Shell::PointAtSyntaxError(const std::string& sql) {
-  const int64_t offset = mDatabase->parseErrorOffset;
+  const int64_t offset = parvex_error_offset(mDb.handle());
   if (offset < 0) return;  // it parsed: the error came later
   const std::string text = OneLine(sql);
   const size_t at = std::min(static_cast<size_t>(offset), text.size());

@@ -2,10 +2,10 @@
 //
 // It reads lines from a LineSource, cuts them into statements and
 // dot-commands (StatementSplitter) and runs them in order:
-// - text whose first word is SELECT goes to ParvexSQLQuery and its result is
-//   printed in the current output mode; everything else goes to
-//   ParvexSQLExecute. The clock is refreshed before each statement, and the
-//   text carries the UTF-8 encoding code.
+// - text whose first word is SELECT is prepared and stepped through, its
+//   rows printed in the current output mode; everything else runs directly.
+//   Text typed at the shell has no values for placeholders: a statement with
+//   one fails saying so.
 // - a failed statement (an error state) prints "[SSSSS] DESCRIPTION" on
 //   standard error; warnings print the same way but are not failures. Input
 //   read from a file or standard input puts "NAME:LINE: " before it, the
@@ -42,31 +42,26 @@
 
 #include <fstream>
 
-#include "db/database.h"
 #include "completion.h"
 #include "line_source.h"
+#include "parvex/parvex.hpp"
 #include "result_printer.h"
 #include "statement_splitter.h"
-
-namespace parvex {
-class MemoryFileSystem;
-class ParvexStatus;
-struct StatementWarnings;
-}  // namespace parvex
 
 namespace parvex::shell {
 
 class Shell {
  public:
-  // `options` are used for every database the session opens.
-  Shell(const ParvexOpenOptions& options, const OutputSettings& output, bool bail);
+  // `openFlags` (PARVEX_OPEN_READONLY, PARVEX_OPEN_NOSYNC) and
+  // `lockTimeoutMs` are used for every database the session opens.
+  Shell(int openFlags, int lockTimeoutMs, const OutputSettings& output, bool bail);
   ~Shell();
 
   // Opens the database at `path` (empty or ":memory:": a new one in memory)
   // in place of the current one, which is closed as Close does. False with
   // `error` set, the current database kept, when it can't be opened.
   bool Open(const std::string& path, std::string* error);
-  bool InMemory() const { return mMemory != nullptr; }
+  bool InMemory() const { return mInMemory; }
   // The tables and their columns, for completion.
   CompletionNames NamesForCompletion() const;
 
@@ -96,7 +91,7 @@ class Shell {
   void RunStatement(const std::string& sql);
   bool RunBegin(const std::string& sql);
   // Prints a query's result; false when interrupted.
-  bool PrintResult(const ParvexTable& table);
+  bool PrintResult(Statement& result, bool rowReady);
 
   // Autocommit after a statement or a command that changed the database.
   void FinishChange(bool failed, bool isQuery);
@@ -106,9 +101,10 @@ class Shell {
 
   // Failure reporting: a status as "[SSSSS] DESCRIPTION", or a message
   // line, after the place of the piece in a script.
-  void ReportStatus(const ParvexStatus& status);
-  // The dialect's warnings for a statement that ran, on standard error.
-  void PrintWarnings(const StatementWarnings& warnings);
+  void ReportStatus(const Status& status);
+  // The dialect's warnings for a statement that ran (as `ran` reads it), on
+  // standard error.
+  void PrintWarnings(const std::vector<Warning>& warnings, const std::string& ran);
   void ReportError(const std::string& message);
   void NoteFailure();
   // At the terminal: the statement, and a caret under where its syntax went wrong.
@@ -119,10 +115,10 @@ class Shell {
   bool RedirectOutput(const std::string& path, bool once, std::string* error);
   bool OutputIsTerminal() const;
 
-  std::unique_ptr<MemoryFileSystem> mMemory;  // the files of an in-memory database
-  std::unique_ptr<ParvexDatabase> mDatabase;
-  ParvexOpenOptions mOpenOptions;
-  std::string mName;  // how messages (.check) name the database
+  Database mDb;
+  int mOpenFlags;
+  int mLockTimeoutMs;
+  bool mInMemory = false;
   OutputSettings mOutput;
   bool mBail;
   bool mTimer = false;
