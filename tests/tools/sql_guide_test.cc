@@ -1,8 +1,9 @@
 // Keeps the user's guide to the dialect (docs/sql.md) true: every shell
 // transcript in it, a fenced block whose first line starts with the prompt, is
 // run again on a fresh copy of the demo database, one shell per prompt (box
-// output, standard error after standard output), and the guide must equal
-// itself with each transcript's output replaced by what the shell printed.
+// output and warnings, as at a terminal; standard error after standard
+// output), and the guide must equal itself with each transcript's output
+// replaced by what the shell printed.
 // PARVEX_ACCEPT=1 writes the guide with the new outputs.
 #include <gtest/gtest.h>
 
@@ -63,7 +64,7 @@ class TranscriptRunner {
  private:
   void RunEntry() {
     if (mEntry.empty()) return;
-    const ShellResult result = RunShell({"--box", mDatabase, mEntry});
+    const ShellResult result = RunShell({"--box", "--warnings", mDatabase, mEntry});
     std::string printed = result.out + result.err;
     if (!printed.empty() && printed.back() != '\n') printed += '\n';
     mOut += printed;
