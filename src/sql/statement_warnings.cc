@@ -94,8 +94,10 @@ std::string Quoted(std::string_view text) {
 // A short quotation of left-over text.
 std::string Excerpt(std::string_view text) {
   constexpr size_t kLimit = 60;
-  if (text.size() <= kLimit) return "\"" + std::string(text) + "\"";
-  return "\"" + std::string(text.substr(0, kLimit)) + "...\"";
+  std::string excerpt(1, '"');
+  excerpt += text.substr(0, kLimit);
+  excerpt += text.size() <= kLimit ? "\"" : "...\"";
+  return excerpt;
 }
 
 class Analyzer {
@@ -418,7 +420,11 @@ void Analyzer::CheckDroppedNot(const SQLScalarExpNode& node, ParvexDataType type
 std::string Analyzer::Opposite(const SQLScalarExpNode& node, ParvexDataType type, const Scope& scope) const {
   if (const auto* infix = dynamic_cast<const SQLInfixOpNode*>(&node)) {
     if (const char* op = OppositeComparison(*infix)) {
-      return "(" + Text(infix->operands[0].get()) + op + Text(infix->operands[1].get()) + ")";
+      std::string opposite(1, '(');
+      opposite += Text(infix->operands[0].get());
+      opposite += op;
+      opposite += Text(infix->operands[1].get());
+      return opposite + ")";
     }
     const bool andNode = IsOp(*infix, "AND");
     if (!andNode && !IsOp(*infix, "OR")) return std::string();
