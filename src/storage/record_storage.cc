@@ -230,21 +230,12 @@ bool ParvexStorage::GoToRowID(RowID rowID, bool skipDeleted) {
   if (mHaveCurrent && mCurrentLive && mCurrentRowID == rowID && mCurrentPos == position) return true;
   uint32_t tag = 0;
   if (position >= mDataLength) {
-    StorageFault fault;
-    fault.error = kStorageErrorBadMap;
-    fault.rowID = rowID;
-    fault.position = position;
-    NoteFault(fault);
+    NoteFault({.error = kStorageErrorBadMap, .position = position, .rowID = rowID});
     return false;
   }
   if (!ReadHeaderAt(position, &tag)) return false;
   if (mCurrentRowID != rowID) {
-    StorageFault fault;
-    fault.error = kStorageErrorMapMismatch;
-    fault.rowID = rowID;
-    fault.position = position;
-    fault.foundRowID = mCurrentRowID;
-    NoteFault(fault);
+    NoteFault({.error = kStorageErrorMapMismatch, .position = position, .rowID = rowID, .foundRowID = mCurrentRowID});
     ForgetCurrent();
     return false;
   }
@@ -273,11 +264,7 @@ bool ParvexStorage::ReadRecordFields(RecordFields* fields) {
   const bool ok = fields->Decode(body, length, mFile->IsBigEndian(), mFile->IsDoubleSwap());
   MemoryHandle().swap(mBody);
   if (!ok) {
-    StorageFault fault;
-    fault.error = kStorageErrorBadBody;
-    fault.position = mCurrentPos;
-    fault.rowID = mCurrentRowID;
-    NoteFault(fault);
+    NoteFault({.error = kStorageErrorBadBody, .position = mCurrentPos, .rowID = mCurrentRowID});
   }
   return ok;
 }
