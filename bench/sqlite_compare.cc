@@ -2,7 +2,10 @@
 // each given size, each run in a fresh child process per engine so that its
 // peak memory (ru_maxrss) is the workload's own.
 //
-//   build/release/sqlite_compare [--rows N[,N...]] [--runs R] [--dir FOLDER]
+//   build/release/sqlite_compare [--rows N[,N...]] [--runs R] [--dir FOLDER] [--only W[,W...]]
+//
+// --only runs and prints only the named workloads (the load still runs once,
+// unprinted, to make the data the others read).
 //
 // Data: t(id Integer, name String, grp Integer, val Integer, ref Integer)
 // with N rows (id 1..N, name 8 pseudo-random lowercase letters, grp = id %
@@ -326,11 +329,16 @@ int main(int argc, char** argv) {
   std::vector<long> sizes{100000, 1000000};
   int runs = 3;
   std::string dir = std::filesystem::temp_directory_path().string();
+  std::string only;
   for (int i = 1; i + 1 < argc; i += 2) {
     if (std::strcmp(argv[i], "--rows") == 0) sizes = ParseSizes(argv[i + 1]);
     if (std::strcmp(argv[i], "--runs") == 0) runs = std::max(1, std::atoi(argv[i + 1]));
     if (std::strcmp(argv[i], "--dir") == 0) dir = argv[i + 1];
+    if (std::strcmp(argv[i], "--only") == 0) only = std::string(",") + argv[i + 1] + ",";
   }
+  auto selected = [&only](const std::string& workload) {
+    return only.empty() || only.find("," + workload + ",") != std::string::npos;
+  };
   const std::string self = "/proc/self/exe";
   std::printf("%-8s %9s %9s %9s %6s %9s %9s %6s %10s %10s %7s\n", "workload", "rows", "parvex s", "sqlite s",
               "ratio", "parvex c", "sqlite c", "c-rat", "parvex MB", "sqlite MB", "open s");
@@ -339,6 +347,12 @@ int main(int argc, char** argv) {
     const std::string paths[2] = {base + ".pvx", base + ".sqlite"};
     const char* engines[2] = {"parvex", "sqlite"};
     for (const char* workload : kWorkloads) {
+      if (!selected(workload)) {
+        if (std::strcmp(workload, "load") == 0) {
+          for (int e = 0; e < 2; ++e) RunChild(self.c_str(), engines[e], workload, paths[e], rows);
+        }
+        continue;
+      }
       Measured results[2];
       for (int e = 0; e < 2; ++e) {
         std::vector<Measured> measured;
