@@ -351,7 +351,7 @@ uint32_t ParvexIndex::AppendSlot(ParvexIndexKey values, RowID rowID, bool file) 
 void ParvexIndex::FileSlotsAhead(uint32_t from) {
   // The keys of the next kAhead slots are made (and their cells fetched)
   // while the current one is filed; each key is made once.
-  constexpr uint32_t kAhead = 8;
+  constexpr uint32_t kAhead = 16;
   struct Pending {
     std::string kinds, key;
     uint32_t hash = 0;
