@@ -1,4 +1,5 @@
 // The C interface: prepared statements, bindings, steps and column values.
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -86,8 +87,10 @@ std::string TextOf(const ParvexValue& value) {
 void EndRows(parvex_stmt* stmt) {
   stmt->phase = parvex_stmt::Phase::kReady;
   stmt->result.reset();
+  stmt->resultRows = nullptr;
   stmt->source = nullptr;
   stmt->rows.clear();
+  stmt->qtyRows = 0;
   stmt->row.clear();
   stmt->next = 0;
 }
@@ -108,9 +111,11 @@ const ParvexTable* Shape(parvex_stmt* stmt) {
   return stmt->result ? stmt->result.get() : stmt->source;
 }
 
+// A new current row: no text asked for yet (the held texts keep their
+// buffers for the next ones).
 void KeepRow(parvex_stmt* stmt) {
-  stmt->texts.assign(stmt->row.size(), std::string());
-  stmt->haveText.assign(stmt->row.size(), false);
+  stmt->texts.resize(stmt->row.size());
+  for (parvex_stmt::ColumnText& text : stmt->texts) text.text = nullptr;
 }
 
 // A damaged table stops its read, before the row it could not read whole.
@@ -168,12 +173,18 @@ int StepTable(parvex_stmt* stmt) {
 }
 
 int NextRow(parvex_stmt* stmt) {
-  if (stmt->next >= stmt->rows.size()) {
+  if (stmt->next >= stmt->qtyRows) {
     // The result's columns stay readable until the next step or reset.
     stmt->phase = parvex_stmt::Phase::kReady;
     stmt->rows.clear();
+    stmt->qtyRows = 0;
     stmt->row.clear();
     return PARVEX_DONE;
+  }
+  if (stmt->resultRows) {
+    stmt->resultRows->ReadRow(static_cast<RowID>(stmt->next++), &stmt->row);
+    KeepRow(stmt);
+    return PARVEX_ROW;
   }
   const RowID id = stmt->rows[stmt->next++];
   const long columns = stmt->result->QtyColumns();
@@ -267,7 +278,14 @@ int parvex_step(parvex_stmt* stmt) {
       EndRows(stmt);
       return PARVEX_ERROR;
     }
-    stmt->result->GetRowIDs(&stmt->rows);
+    // A result table's rows are its positions 0, 1, 2...
+    stmt->resultRows = dynamic_cast<const ParvexTempTable*>(stmt->result.get());
+    if (stmt->resultRows) {
+      stmt->qtyRows = static_cast<size_t>(stmt->resultRows->QtyRows());
+    } else {
+      stmt->result->GetRowIDs(&stmt->rows);
+      stmt->qtyRows = stmt->rows.size();
+    }
     stmt->next = 0;
     stmt->phase = parvex_stmt::Phase::kReading;
     return NextRow(stmt);
@@ -404,18 +422,32 @@ double parvex_column_double(parvex_stmt* stmt, int column) {
 const char* parvex_column_text(parvex_stmt* stmt, int column) {
   const ParvexValue& value = Cell(stmt, column);
   if (value.IsNull()) return nullptr;
-  const size_t c = static_cast<size_t>(column);
-  if (!stmt->haveText[c]) {
-    stmt->texts[c] = TextOf(value);
-    stmt->haveText[c] = true;
+  parvex_stmt::ColumnText& text = stmt->texts[static_cast<size_t>(column)];
+  if (text.text) return text.text;
+  if (IsTextType(value.Type()) &&
+      (value.Type() == kTypeBinary || value.RawText().Encoding() == kEncodingUTF8)) {
+    // The value's own bytes are the text (NUL-terminated, and unchanged
+    // until the row changes).
+    text.text = value.RawText().c_str();
+    text.bytes = value.RawText().length();
+  } else if (value.Type() == kTypeInteger) {
+    char digits[16];
+    const auto end = std::to_chars(digits, digits + sizeof digits, value.RawInteger()).ptr;
+    text.held.assign(digits, end);
+  } else {
+    text.held = TextOf(value);
   }
-  return stmt->texts[c].c_str();
+  if (!text.text) {
+    text.text = text.held.c_str();
+    text.bytes = text.held.size();
+  }
+  return text.text;
 }
 
 const void* parvex_column_blob(parvex_stmt* stmt, int column) { return parvex_column_text(stmt, column); }
 
 size_t parvex_column_bytes(parvex_stmt* stmt, int column) {
-  return parvex_column_text(stmt, column) ? stmt->texts[static_cast<size_t>(column)].size() : 0;
+  return parvex_column_text(stmt, column) ? stmt->texts[static_cast<size_t>(column)].bytes : 0;
 }
 
 const char* parvex_column_literal(parvex_stmt* stmt, int column) {
