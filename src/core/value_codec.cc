@@ -134,6 +134,24 @@ EncodedValue ReadEncodedValue(std::string_view bytes, size_t* at) {
   return v;
 }
 
+void SkipEncodedValue(std::string_view bytes, size_t* at) {
+  const char* data = bytes.data();
+  const auto header = static_cast<uint8_t>(data[(*at)++]);
+  auto type = static_cast<ParvexDataType>(header & kTypeMask);
+  if (type == kTypeFollows) type = static_cast<ParvexDataType>(data[(*at)++]);
+  if (header & kNullFlag) return;
+  if (IsNumberType(type)) {
+    while (static_cast<uint8_t>(data[(*at)++]) >= 0x80) {
+    }
+  } else if (type == kTypeDouble) {
+    *at += sizeof(double);
+  } else {
+    if (header & kOtherEncodingFlag) *at += sizeof(uint32_t);
+    const uint32_t length = ReadVarint(data, at);
+    *at += length;
+  }
+}
+
 ParvexValue DecodeValue(const EncodedValue& e) {
   if (e.null) return ParvexValue::Null(e.type);
   if (e.type == kTypeInteger) return ParvexValue::Integer(e.integer);

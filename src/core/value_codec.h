@@ -37,6 +37,8 @@ size_t EncodedSize(const ParvexValue* value);
 char* EncodeValueTo(char* out, const ParvexValue* value);
 // Reads the value encoded at `*at` and moves `*at` past it.
 EncodedValue ReadEncodedValue(std::string_view bytes, size_t* at);
+// Only moves `*at` past the value encoded there.
+void SkipEncodedValue(std::string_view bytes, size_t* at);
 ParvexValue DecodeValue(const EncodedValue& encoded);
 // DecodeValue into an existing value, reusing its text buffer when no other
 // value shares it (a row decoded over and over does not allocate each time).

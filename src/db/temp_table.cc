@@ -147,14 +147,6 @@ long TempRowSorter::CompareKeys(size_t a, size_t b, size_t first) const {
   return 0;
 }
 
-long TempRowSorter::Compare(size_t a, size_t b) const {
-  if (!mUniform) return CompareKeys(a, b, 0);
-  // The first key's readings are in the entries (which are in row order
-  // until SortedOrder sorts them).
-  if (mEntries[a].lead != mEntries[b].lead) return mEntries[a].lead < mEntries[b].lead ? -1 : 1;
-  return CompareTie(a, b);
-}
-
 long TempRowSorter::CompareTie(size_t a, size_t b) const {
   // Equal integer leads are equal integers; equal text leads are texts
   // with the same first eight folded bytes.
@@ -175,7 +167,8 @@ std::vector<uint32_t> TempRowSorter::SortedOrder() {
     // a strict weak order (the first row's type picks the domain). A merge
     // sort stays within bounds and terminates whatever the comparison
     // answers; an introsort is not guaranteed to.
-    std::stable_sort(order.begin(), order.end(), [this](uint32_t a, uint32_t b) { return Compare(a, b) < 0; });
+    std::stable_sort(order.begin(), order.end(),
+                     [this](uint32_t a, uint32_t b) { return CompareKeys(a, b, 0) < 0; });
     return order;
   }
   std::sort(mEntries.begin(), mEntries.end(), [this](const Entry& a, const Entry& b) {
@@ -267,7 +260,7 @@ bool ParvexTempTable::SeekValue(const RowHandle& row, long column, size_t* at) c
   if (column < 0 || static_cast<unsigned long>(column) >= row.qtyValues) return false;
   const std::string_view bytes = RowBytes(row);
   *at = 0;
-  for (long c = 0; c < column; ++c) ReadEncodedValue(bytes, at);
+  for (long c = 0; c < column; ++c) SkipEncodedValue(bytes, at);
   return true;
 }
 
@@ -287,7 +280,7 @@ bool ParvexTempTable::GetValue(RowID row, long column, ParvexValue* out) const {
   return true;
 }
 
-bool ParvexTempTable::ReadRow(RowID row, std::vector<ParvexValue>* out) const {
+bool ParvexTempTable::ReadRow(RowID row, std::vector<EncodedValue>* out) const {
   if (row >= mRows.size() || !out) return false;
   // Rows are mostly read in order after a sort has scattered them over the
   // chunks: ask for a row a few places ahead so that it is in cache when read.
@@ -303,8 +296,8 @@ bool ParvexTempTable::ReadRow(RowID row, std::vector<ParvexValue>* out) const {
   out->resize(mColumns.size());
   const size_t stored = std::min<size_t>(handle.qtyValues, mColumns.size());
   size_t at = 0;
-  for (size_t c = 0; c < stored; ++c) DecodeValueInto(ReadEncodedValue(bytes, &at), &(*out)[c]);
-  for (size_t c = stored; c < mColumns.size(); ++c) (*out)[c].SetNull();
+  for (size_t c = 0; c < stored; ++c) (*out)[c] = ReadEncodedValue(bytes, &at);
+  for (size_t c = stored; c < mColumns.size(); ++c) (*out)[c] = EncodedValue();
   return true;
 }
 

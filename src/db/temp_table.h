@@ -25,6 +25,7 @@
 
 #include "core/table.h"
 #include "core/value.h"
+#include "core/value_codec.h"
 #include "platform/parvex_string.h"
 #include "platform/simple_vector.h"
 
@@ -53,10 +54,6 @@ class TempRowSorter {
   SimpleVector<long> directions;
 
  private:
-  // <0, 0 or >0 for the rows at positions `a` and `b` (positions at the time
-  // the sorter was built), until SortedOrder.
-  long Compare(size_t a, size_t b) const;
-
   struct KeyReadings {
     bool anyInteger = false;          // some row compares by its integer reading
     bool anyText = false;             // some row compares by its text reading
@@ -74,7 +71,9 @@ class TempRowSorter {
     return readings.isInteger.empty() ? !readings.anyText : readings.isInteger[row] != 0;
   }
   std::string_view TextOf(size_t key, size_t row) const;
-  // Compare from key `first` on.
+  // <0, 0 or >0 for the rows at positions `a` and `b` (positions at the time
+  // the sorter was built) by the keys from `first` on; key 0 only when the
+  // sorter is not uniform (see Entry).
   long CompareKeys(size_t a, size_t b, size_t first) const;
   // Compare for two rows with equal leads (see Entry).
   long CompareTie(size_t a, size_t b) const;
@@ -130,11 +129,11 @@ class ParvexTempTable : public ParvexTable {
   // The stored value, or null under GetValue's failure rules. The view stays
   // valid until the next call.
   const ParvexValue* ValueAt(RowID row, long column) const;
-  // Every value of `row` in one pass, into `out` resized to QtyColumns()
-  // (values past the row's own read as NULL), reusing the text buffers of
-  // the values already there. False, with `out` untouched, when there is no
-  // such row.
-  bool ReadRow(RowID row, std::vector<ParvexValue>* out) const;
+  // Every value of `row` read in place in one pass, into `out` resized to
+  // QtyColumns() (values past the row's own read as NULL); texts view the
+  // table's bytes, which stay put while the table lives. False, with `out`
+  // untouched, when there is no such row.
+  bool ReadRow(RowID row, std::vector<EncodedValue>* out) const;
 
   // Orders the rows by the given key columns and directions (see
   // TempRowSorter). Does nothing with fewer than two rows or no keys. Ties

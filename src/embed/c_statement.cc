@@ -72,7 +72,12 @@ int BindDatetime(parvex_stmt* stmt, int index, const char* text, ParvexDataType 
 const ParvexValue& Cell(parvex_stmt* stmt, int column) {
   static const ParvexValue kNull;
   if (!stmt || column < 0 || static_cast<size_t>(column) >= stmt->row.size()) return kNull;
-  return stmt->row[static_cast<size_t>(column)];
+  const size_t c = static_cast<size_t>(column);
+  if (stmt->resultRows && !stmt->decoded[c]) {
+    DecodeValueInto(stmt->cells[c], &stmt->row[c]);
+    stmt->decoded[c] = true;
+  }
+  return stmt->row[c];
 }
 
 // The engine's own text of a value (as a String column would store it),
@@ -81,6 +86,12 @@ std::string TextOf(const ParvexValue& value) {
   const string text = value.GetSaveString();
   if (!IsTextType(value.Type()) || value.Type() == kTypeBinary || text.Encoding() == kEncodingUTF8) return text.str();
   return ConvertEncoding(text, kEncodingUTF8).str();
+}
+
+// An Integer's text (TextOf's), into a buffer kept from row to row.
+void HoldInteger(std::string* held, int32_t integer) {
+  char digits[16];
+  held->assign(digits, std::to_chars(digits, digits + sizeof digits, integer).ptr);
 }
 
 // Ends the reading of a result.
@@ -182,7 +193,10 @@ int NextRow(parvex_stmt* stmt) {
     return PARVEX_DONE;
   }
   if (stmt->resultRows) {
-    stmt->resultRows->ReadRow(static_cast<RowID>(stmt->next++), &stmt->row);
+    // The values decoded for the last row keep their text buffers for this one.
+    stmt->resultRows->ReadRow(static_cast<RowID>(stmt->next++), &stmt->cells);
+    stmt->row.resize(stmt->cells.size());
+    stmt->decoded.assign(stmt->cells.size(), false);
     KeepRow(stmt);
     return PARVEX_ROW;
   }
@@ -420,27 +434,35 @@ double parvex_column_double(parvex_stmt* stmt, int column) {
 }
 
 const char* parvex_column_text(parvex_stmt* stmt, int column) {
-  const ParvexValue& value = Cell(stmt, column);
-  if (value.IsNull()) return nullptr;
+  const bool inRange = stmt && column >= 0 && static_cast<size_t>(column) < stmt->row.size();
+  if (!inRange) return nullptr;  // NULL, as for any NULL value
   parvex_stmt::ColumnText& text = stmt->texts[static_cast<size_t>(column)];
   if (text.text) return text.text;
-  if (IsTextType(value.Type()) &&
-      (value.Type() == kTypeBinary || value.RawText().Encoding() == kEncodingUTF8)) {
-    // The value's own bytes are the text (NUL-terminated, and unchanged
-    // until the row changes).
-    text.text = value.RawText().c_str();
-    text.bytes = value.RawText().length();
-  } else if (value.Type() == kTypeInteger) {
-    char digits[16];
-    const auto end = std::to_chars(digits, digits + sizeof digits, value.RawInteger()).ptr;
-    text.held.assign(digits, end);
+  const EncodedValue* cell = stmt->resultRows ? &stmt->cells[static_cast<size_t>(column)] : nullptr;
+  if (cell && !cell->null && cell->type == kTypeInteger) {
+    // A result table's value read in place: no decoding.
+    HoldInteger(&text.held, cell->integer);
+  } else if (cell && !cell->null && IsTextType(cell->type) &&
+             (cell->type == kTypeBinary || cell->encoding == kEncodingUTF8)) {
+    text.held.assign(cell->text);
   } else {
-    text.held = TextOf(value);
+    const ParvexValue& value = Cell(stmt, column);
+    if (value.IsNull()) return nullptr;
+    if (value.Type() == kTypeInteger) {
+      HoldInteger(&text.held, value.RawInteger());
+    } else if (IsTextType(value.Type()) &&
+               (value.Type() == kTypeBinary || value.RawText().Encoding() == kEncodingUTF8)) {
+      // The value's own bytes are the text (NUL-terminated, and unchanged
+      // until the row changes).
+      text.text = value.RawText().c_str();
+      text.bytes = value.RawText().length();
+      return text.text;
+    } else {
+      text.held = TextOf(value);
+    }
   }
-  if (!text.text) {
-    text.text = text.held.c_str();
-    text.bytes = text.held.size();
-  }
+  text.text = text.held.c_str();
+  text.bytes = text.held.size();
   return text.text;
 }
 

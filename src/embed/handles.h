@@ -60,7 +60,11 @@ struct parvex_stmt {
   parvex::SimpleVector<parvex::RowID> rows;
   size_t qtyRows = 0;                   // rows to read
   size_t next = 0;                      // the next row to read
-  std::vector<parvex::ParvexValue> row;  // the current row
+  // The current row. A result table's row is read in place into `cells`
+  // and a value is decoded into `row` when first asked for (`decoded`).
+  std::vector<parvex::ParvexValue> row;
+  std::vector<parvex::EncodedValue> cells;
+  std::vector<bool> decoded;
   // Per column of the current row, once asked for: its text (null until
   // then; it points into the value itself or into `held`) and byte count.
   struct ColumnText {

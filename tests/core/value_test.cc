@@ -63,7 +63,8 @@ TEST(ValueTest, CoerceToType) {
 }
 
 // The in-memory encoding gives back type, NULL flag, payload and text
-// encoding, for values back to back, and EncodedSize counts what it writes.
+// encoding, for values back to back; EncodedSize counts what it writes and
+// SkipEncodedValue steps over it.
 TEST(ValueTest, EncodingRoundTrips) {
   const std::string longText(300, 'x');
   const std::vector<ParvexValue> values = {
@@ -88,6 +89,9 @@ TEST(ValueTest, EncodingRoundTrips) {
     size_t again = start;
     DecodeValueInto(ReadEncodedValue(bytes, &again), &reused);
     EXPECT_EQ(again, at);
+    size_t skipped = start;
+    SkipEncodedValue(bytes, &skipped);
+    EXPECT_EQ(skipped, at);
     const ParvexValue* const decoded[] = {&back, &reused};
     for (const ParvexValue* got : decoded) {
       EXPECT_EQ(got->Type(), v.Type());
