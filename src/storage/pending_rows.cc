@@ -23,11 +23,16 @@ void PendingRows::SetByteOrder(bool bigEndian, bool doubleSwap) {
 
 bool PendingRows::IsStored(RowID row) const {
   const auto* node = mRows.FindNode(row);
-  return node && node->value.stored != 0;
+  return node && IsStoredSlot(node->value);
 }
 
 PendingRows::Slot PendingRows::Store(const uint8_t* bytes, uint32_t length) {
   if (mChunks.empty() || mChunks.back().size - mChunks.back().used < length) {
+    // A full chunk whose rows have all been replaced goes now.
+    if (!mChunks.empty() && mChunks.back().rows == 0) {
+      mUsedBytes -= mChunks.back().used;
+      mChunks.back() = Chunk();
+    }
     Chunk chunk;
     chunk.size = std::max(kChunkSize, length);
     chunk.bytes = std::make_unique<uint8_t[]>(chunk.size);
@@ -40,17 +45,29 @@ PendingRows::Slot PendingRows::Store(const uint8_t* bytes, uint32_t length) {
   slot.length = length;
   if (length > 0) std::memcpy(chunk.bytes.get() + chunk.used, bytes, length);
   chunk.used += length;
+  ++chunk.rows;
   mUsedBytes += length;
   mLiveBytes += length;
   return slot;
 }
 
+void PendingRows::Release(const Slot& slot, bool all) {
+  mLiveBytes -= Length(slot);
+  Chunk& chunk = mChunks[slot.chunk];
+  if (--chunk.rows == 0 && (all || slot.chunk + 1 < mChunks.size())) {
+    mUsedBytes -= chunk.used;
+    chunk.bytes.reset();
+    chunk.size = 0;
+    chunk.used = 0;
+  }
+}
+
 void PendingRows::Put(RowID row, bool stored, const ParvexValueList& values) {
   mEncoded.clear();
   EncodeBody(values, mBigEndian, mDoubleSwap, stored, &mEncoded);
-  if (const auto* old = mRows.FindNode(row)) mLiveBytes -= old->value.length;
+  if (const auto* old = mRows.FindNode(row)) Release(old->value, false);
   Slot slot = Store(mEncoded.data(), static_cast<uint32_t>(mEncoded.size()));
-  slot.stored = stored ? 1 : 0;
+  if (stored) slot.length |= kStoredBit;
   mRows.AddItem(row, slot);
   if (mUsedBytes - mLiveBytes > kCompactFloor && mUsedBytes > 2 * mLiveBytes) Compact();
 }
@@ -61,12 +78,11 @@ bool PendingRows::Read(RowID row, RecordFields* fields) const {
     fields->Clear();
     return false;
   }
-  const Slot& slot = node->value;
-  return fields->Decode(Bytes(slot), slot.length, mBigEndian, mDoubleSwap, true);
+  return Decode(Bytes(node->value), Length(node->value), fields);
 }
 
 void PendingRows::Remove(RowID row) {
-  if (const auto* old = mRows.FindNode(row)) mLiveBytes -= old->value.length;
+  if (const auto* old = mRows.FindNode(row)) Release(old->value, false);
   mRows.RemoveItem(row);
 }
 
@@ -85,8 +101,8 @@ void PendingRows::Compact() {
   std::vector<std::pair<RowID, Slot>> moved;
   moved.reserve(mRows.QtyItems());
   mRows.ForEach([&](RowID row, const Slot& slot) {
-    Slot copy = Store(old[slot.chunk].bytes.get() + slot.at, slot.length);
-    copy.stored = slot.stored;
+    Slot copy = Store(old[slot.chunk].bytes.get() + slot.at, Length(slot));
+    copy.length = slot.length;
     moved.emplace_back(row, copy);
   });
   for (const auto& [row, slot] : moved) mRows.AddItem(row, slot);  // keeps each row's place

@@ -12,8 +12,12 @@
 //   row the data file holds). A stored row's NULLs are kept as removal marks
 //   (kTypeNone entries, see RecordFields); a new row's NULLs are left out.
 // - Put replaces a row's values and keeps its place; the old encoding
-//   becomes garbage, and the arena is compacted (in row order) once garbage
-//   outweighs the live bytes.
+//   becomes garbage. A chunk no row uses any more is given back at once, and
+//   the arena is compacted (in row order) once garbage outweighs the live
+//   bytes.
+// - Drain hands out every row, in order, giving back the memory of the rows
+//   handed out as it goes, so that a Commit writing the rows into the data
+//   file does not hold them twice.
 #pragma once
 
 #include <cstdint>
@@ -49,24 +53,45 @@ class PendingRows {
   // Calls f(row, stored, body, length) for every row, in order.
   template <typename F>
   void ForEach(F&& f) const {
-    mRows.ForEach([&](RowID row, const Slot& slot) { f(row, slot.stored != 0, Bytes(slot), slot.length); });
+    mRows.ForEach([&](RowID row, const Slot& slot) { f(row, IsStoredSlot(slot), Bytes(slot), Length(slot)); });
+  }
+  // The same, leaving no rows; the rows must not be read or changed from `f`
+  // (the body is valid during the call).
+  template <typename F>
+  void Drain(F&& f) {
+    mRows.TakeEach([&](RowID row, const Slot& slot) {
+      f(row, IsStoredSlot(slot), Bytes(slot), Length(slot));
+      Release(slot, true);
+    });
+    Clear();
+  }
+  // Decodes a body handed out by ForEach or Drain.
+  bool Decode(const uint8_t* body, uint32_t length, RecordFields* fields) const {
+    return fields->Decode(body, length, mBigEndian, mDoubleSwap, true);
   }
 
  private:
+  // Where a row's body is; the top bit of `length` marks a stored row.
   struct Slot {
     uint32_t chunk = 0;
     uint32_t at = 0;
     uint32_t length = 0;
-    uint32_t stored = 0;
   };
+  static constexpr uint32_t kStoredBit = 0x80000000u;
   struct Chunk {
     std::unique_ptr<uint8_t[]> bytes;
     uint32_t size = 0;
     uint32_t used = 0;
+    uint32_t rows = 0;  // rows whose bodies are in the chunk
   };
+  static bool IsStoredSlot(const Slot& slot) { return (slot.length & kStoredBit) != 0; }
+  static uint32_t Length(const Slot& slot) { return slot.length & ~kStoredBit; }
   const uint8_t* Bytes(const Slot& slot) const { return mChunks[slot.chunk].bytes.get() + slot.at; }
   // Copies bytes into the arena and says where they went.
   Slot Store(const uint8_t* bytes, uint32_t length);
+  // A row's body is no longer used: a chunk left without rows goes (the
+  // chunk being filled too, with `all`).
+  void Release(const Slot& slot, bool all);
   void Compact();
 
   RowMap<Slot> mRows;
