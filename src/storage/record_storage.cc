@@ -93,7 +93,9 @@ ParvexStorage::ParvexStorage(std::unique_ptr<RandomAccessMechanism> dataFile,
   }
   // A map that points outside the records is a fault, not something a scan
   // may quietly replace: the data file may have lost the rows it lists.
-  if (mAccess == StorageAccess::kInspect && !mMapFile) return;
+  // A read-only file without a map (an index file, a file being checked) is
+  // walked record by record by its reader: a map would be built for nothing.
+  if (!Writable() && !mMapFile) return;
   if (!LoadRowPosMap() && !HasFault()) {
     // A stale or damaged map file, or records that no map file lists, must
     // be replaced at the next flush; an empty table with no map stays as is.

@@ -34,10 +34,10 @@
 //   (other programs of this format leave such entries) and is dropped,
 //   once a scan has made sure the row has no live record elsewhere.
 // - A read-only storage (StorageAccess::kReadOnly, kInspect) never writes
-//   to either file; an inspecting one also prints no diagnostics, and
-//   without a map file it builds no map (its records are walked with
-//   GoToPosition): integrity checks and recovery read damaged files through
-//   it.
+//   to either file, and without a map file it builds no map: its records are
+//   walked (GoToFirstRecord/NextRecord, GoToPosition), and QtyRows is 0. An
+//   inspecting one also prints no diagnostics: integrity checks and recovery
+//   read damaged files through it.
 #pragma once
 
 #include <cstdint>
