@@ -5,8 +5,6 @@
 // schema data exchange are in database_transaction.cc.
 #include "db/database.h"
 
-#include <string_view>
-
 #include "db/schema.h"
 #include "platform/clock.h"
 #include "platform/number_format.h"
@@ -62,22 +60,6 @@ void ParvexDatabase::SetClock(int year, int month, int day, int hour, int minute
 void ParvexDatabase::UpdateClock() {
   LocalDateTime now;
   if (!GetLocalDateTime(&now)) return;  // the texts keep their last values
-  // Statements run many times a second and the texts change once a second:
-  // when the timestamp text already says `now`, all three do.
-  if (now.year >= 1000 && now.year <= 9999 && currentTimestamp.length() == 19) {
-    const int parts[6] = {now.year / 100, now.year % 100, now.month, now.day, now.hour, now.minute};
-    char text[19] = {0, 0, 0, 0, '-', 0, 0, '-', 0, 0, ' ', 0, 0, ':', 0, 0, ':', 0, 0};
-    const int places[6] = {0, 2, 5, 8, 11, 14};
-    bool plain = now.second >= 0 && now.second <= 99;
-    for (int i = 0; i < 6 && plain; ++i) {
-      plain = parts[i] >= 0 && parts[i] <= 99;
-      text[places[i]] = static_cast<char>('0' + parts[i] / 10);
-      text[places[i] + 1] = static_cast<char>('0' + parts[i] % 10);
-    }
-    text[17] = static_cast<char>('0' + now.second / 10);
-    text[18] = static_cast<char>('0' + now.second % 10);
-    if (plain && currentTimestamp.view() == std::string_view(text, sizeof text)) return;
-  }
   SetClock(now.year, now.month, now.day, now.hour, now.minute, now.second);
 }
 
