@@ -11,11 +11,12 @@ constexpr int kTmMonthBase = 1;    // and months from 0
 }  // namespace
 
 bool GetLocalDateTime(LocalDateTime* out) {
-  const time_t now = time(nullptr);
-  if (now == static_cast<time_t>(-1)) return false;
-  // Statements ask many times a second: the last second's breakdown is kept.
+  // The breakdown of the second asked last (per thread): asked again within
+  // the same second, the answer is the same.
   thread_local time_t lastTime = static_cast<time_t>(-1);
   thread_local LocalDateTime lastParts;
+  const time_t now = time(nullptr);
+  if (now == static_cast<time_t>(-1)) return false;
   if (now != lastTime) {
     struct tm parts {};
     if (localtime_r(&now, &parts) == nullptr) return false;
