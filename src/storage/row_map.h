@@ -87,6 +87,25 @@ class RowMap {
     return node ? node->value : mNotFound;
   }
 
+  // Find for a caller that asks for IDs in list order, forward or backward
+  // (a table scan): the list neighbours of the slot in `*hint` are tried
+  // before the bucket chain. `*hint` becomes the slot of `id` when found.
+  V FindNear(RowID id, size_t* hint) const {
+    const size_t at = *hint;
+    if (at + 1 < mList.size() && mList[at + 1] != kNoNode && mNodes[mList[at + 1]].id == id) {
+      *hint = at + 1;
+      return mNodes[mList[at + 1]].value;
+    }
+    if (at > 0 && at - 1 < mList.size() && mList[at - 1] != kNoNode && mNodes[mList[at - 1]].id == id) {
+      *hint = at - 1;
+      return mNodes[mList[at - 1]].value;
+    }
+    const Node* node = FindNode(id);
+    if (!node) return mNotFound;
+    *hint = node->slot;
+    return node->value;
+  }
+
   // Sets the value of `id`. A new ID is appended to the list; an ID already
   // present keeps its place.
   Node* AddItem(RowID id, V value) {
