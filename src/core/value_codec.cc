@@ -1,4 +1,11 @@
 // The value encoding: writing, reading in place, decoding.
+//
+// A value starts with a header byte: the type in the low five bits (31
+// means the type follows in a byte of its own) and flags in the top three:
+// 0x80 NULL; for texts 0x20 for the default encoding, 0x40 for an encoding
+// code that follows in 4 bytes, neither for UTF-8. Integers and Booleans
+// follow as zigzag base-128 numbers (1 to 5 bytes, small ones short),
+// Doubles as 8 bytes, texts as a base-128 length and the bytes.
 #include "core/value_codec.h"
 
 #include <cstring>
@@ -7,7 +14,17 @@ namespace parvex {
 
 namespace {
 
-void AppendRaw(std::string* out, const void* bytes, size_t n) { out->append(static_cast<const char*>(bytes), n); }
+constexpr uint8_t kNullFlag = 0x80;
+constexpr uint8_t kOtherEncodingFlag = 0x40;
+constexpr uint8_t kDefaultEncodingFlag = 0x20;
+constexpr uint8_t kTypeMask = 0x1F;
+constexpr uint8_t kTypeFollows = 0x1F;
+
+template <typename T>
+char* WriteRaw(char* out, const T& value) {
+  std::memcpy(out, &value, sizeof value);
+  return out + sizeof value;
+}
 
 template <typename T>
 T ReadRaw(const char* bytes) {
@@ -16,54 +33,123 @@ T ReadRaw(const char* bytes) {
   return value;
 }
 
-}  // namespace
+char* WriteVarint(char* out, uint32_t n) {
+  while (n >= 0x80) {
+    *out++ = static_cast<char>(n | 0x80);
+    n >>= 7;
+  }
+  *out++ = static_cast<char>(n);
+  return out;
+}
 
-void EncodeValue(std::string* out, const ParvexValue* v) {
-  const bool null = v == nullptr || v->IsNull();
-  out->push_back(static_cast<char>(v ? v->Type() : kTypeNone));
-  out->push_back(null ? 1 : 0);
-  if (null) return;
-  if (v->Type() == kTypeInteger || v->Type() == kTypeBoolean) {
-    const int32_t i = v->RawInteger();
-    AppendRaw(out, &i, sizeof i);
-  } else if (v->Type() == kTypeDouble) {
-    const double d = v->RawDouble();
-    AppendRaw(out, &d, sizeof d);
-  } else {
-    const uint32_t encoding = v->RawText().Encoding();
-    const auto length = static_cast<uint32_t>(v->RawText().length());
-    AppendRaw(out, &encoding, sizeof encoding);
-    AppendRaw(out, &length, sizeof length);
-    out->append(v->RawText().view());
+size_t VarintSize(uint32_t n) {
+  size_t size = 1;
+  for (; n >= 0x80; n >>= 7) ++size;
+  return size;
+}
+
+uint32_t ReadVarint(const char* bytes, size_t* at) {
+  uint32_t n = 0;
+  for (int shift = 0;; shift += 7) {
+    const auto b = static_cast<uint8_t>(bytes[(*at)++]);
+    n |= static_cast<uint32_t>(b & 0x7F) << shift;
+    if (b < 0x80) return n;
   }
 }
 
+uint32_t ZigZag(int32_t i) { return (static_cast<uint32_t>(i) << 1) ^ static_cast<uint32_t>(i >> 31); }
+int32_t UnZigZag(uint32_t n) { return static_cast<int32_t>((n >> 1) ^ (0u - (n & 1))); }
+
+bool IsNumberType(ParvexDataType type) { return type == kTypeInteger || type == kTypeBoolean; }
+
+uint8_t EncodingFlag(uint32_t encoding) {
+  if (encoding == kEncodingUTF8) return 0;
+  return encoding == kEncodingDefault ? kDefaultEncodingFlag : kOtherEncodingFlag;
+}
+
+}  // namespace
+
+char* EncodeValueTo(char* out, const ParvexValue* v) {
+  const bool null = v == nullptr || v->IsNull();
+  const ParvexDataType type = v ? v->Type() : kTypeNone;
+  uint8_t flags = null ? kNullFlag : 0;
+  const bool text = !null && !IsNumberType(type) && type != kTypeDouble;
+  if (text) flags |= EncodingFlag(v->RawText().Encoding());
+  if (type < kTypeFollows) {
+    *out++ = static_cast<char>(type | flags);
+  } else {
+    *out++ = static_cast<char>(kTypeFollows | flags);
+    *out++ = static_cast<char>(type);
+  }
+  if (null) return out;
+  if (IsNumberType(type)) return WriteVarint(out, ZigZag(v->RawInteger()));
+  if (type == kTypeDouble) return WriteRaw(out, v->RawDouble());
+  if (flags & kOtherEncodingFlag) out = WriteRaw(out, v->RawText().Encoding());
+  const size_t length = v->RawText().length();
+  out = WriteVarint(out, static_cast<uint32_t>(length));
+  if (length > 0) std::memcpy(out, v->RawText().data(), length);
+  return out + length;
+}
+
+void EncodeValue(std::string* out, const ParvexValue* v) {
+  const size_t at = out->size();
+  out->resize(at + EncodedSize(v));
+  EncodeValueTo(out->data() + at, v);
+}
+
 size_t EncodedSize(const ParvexValue* v) {
-  if (v == nullptr || v->IsNull()) return 2;
-  if (v->Type() == kTypeInteger || v->Type() == kTypeBoolean) return 2 + sizeof(int32_t);
-  if (v->Type() == kTypeDouble) return 2 + sizeof(double);
-  return 2 + 8 + v->RawText().length();
+  const size_t header = v && v->Type() >= kTypeFollows ? 2 : 1;
+  if (v == nullptr || v->IsNull()) return header;
+  if (IsNumberType(v->Type())) return header + VarintSize(ZigZag(v->RawInteger()));
+  if (v->Type() == kTypeDouble) return header + sizeof(double);
+  const size_t length = v->RawText().length();
+  const size_t encoding = EncodingFlag(v->RawText().Encoding()) & kOtherEncodingFlag ? sizeof(uint32_t) : 0;
+  return header + encoding + VarintSize(static_cast<uint32_t>(length)) + length;
 }
 
 EncodedValue ReadEncodedValue(std::string_view bytes, size_t* at) {
   EncodedValue v;
-  v.type = static_cast<ParvexDataType>(bytes[*at]);
-  v.null = bytes[*at + 1] != 0;
-  *at += 2;
+  const char* data = bytes.data();
+  const auto header = static_cast<uint8_t>(data[(*at)++]);
+  v.type = static_cast<ParvexDataType>(header & kTypeMask);
+  if (v.type == kTypeFollows) v.type = static_cast<ParvexDataType>(data[(*at)++]);
+  v.null = (header & kNullFlag) != 0;
   if (v.null) return v;
-  if (v.type == kTypeInteger || v.type == kTypeBoolean) {
-    v.integer = ReadRaw<int32_t>(bytes.data() + *at);
-    *at += sizeof(int32_t);
+  if (IsNumberType(v.type)) {
+    v.integer = UnZigZag(ReadVarint(data, at));
   } else if (v.type == kTypeDouble) {
-    v.number = ReadRaw<double>(bytes.data() + *at);
+    v.number = ReadRaw<double>(data + *at);
     *at += sizeof(double);
   } else {
-    v.encoding = ReadRaw<uint32_t>(bytes.data() + *at);
-    const auto length = ReadRaw<uint32_t>(bytes.data() + *at + 4);
-    v.text = bytes.substr(*at + 8, length);
-    *at += 8 + length;
+    if (header & kOtherEncodingFlag) {
+      v.encoding = ReadRaw<uint32_t>(data + *at);
+      *at += sizeof(uint32_t);
+    } else {
+      v.encoding = header & kDefaultEncodingFlag ? kEncodingDefault : kEncodingUTF8;
+    }
+    const uint32_t length = ReadVarint(data, at);
+    v.text = std::string_view(data + *at, length);
+    *at += length;
   }
   return v;
+}
+
+void SkipEncodedValue(std::string_view bytes, size_t* at) {
+  const char* data = bytes.data();
+  const auto header = static_cast<uint8_t>(data[(*at)++]);
+  auto type = static_cast<ParvexDataType>(header & kTypeMask);
+  if (type == kTypeFollows) type = static_cast<ParvexDataType>(data[(*at)++]);
+  if (header & kNullFlag) return;
+  if (IsNumberType(type)) {
+    while (static_cast<uint8_t>(data[(*at)++]) >= 0x80) {
+    }
+  } else if (type == kTypeDouble) {
+    *at += sizeof(double);
+  } else {
+    if (header & kOtherEncodingFlag) *at += sizeof(uint32_t);
+    const uint32_t length = ReadVarint(data, at);
+    *at += length;
+  }
 }
 
 ParvexValue DecodeValue(const EncodedValue& e) {
@@ -72,6 +158,20 @@ ParvexValue DecodeValue(const EncodedValue& e) {
   if (e.type == kTypeBoolean) return ParvexValue::Boolean(e.integer != 0);
   if (e.type == kTypeDouble) return ParvexValue::Double(e.number);
   return ParvexValue::Text(e.type, string(e.text.data(), e.text.size(), e.encoding));
+}
+
+void DecodeValueInto(const EncodedValue& e, ParvexValue* out) {
+  if (e.null) {
+    out->SetNull(e.type);
+  } else if (e.type == kTypeInteger) {
+    out->SetInteger(e.integer);
+  } else if (e.type == kTypeBoolean) {
+    out->SetBoolean(e.integer != 0);
+  } else if (e.type == kTypeDouble) {
+    out->SetDouble(e.number);
+  } else {
+    out->AssignText(e.type, e.text, e.encoding);
+  }
 }
 
 }  // namespace parvex

@@ -1,11 +1,13 @@
 // A compact byte encoding of ParvexValues, for structures that hold many
 // values in memory (result tables, indexes) without a heap object each.
 //
-// A value is a type byte and a NULL byte, then, when not NULL: an Integer's or
-// Boolean's 4 bytes, a Double's 8, or for any other type its text's encoding
-// code (4 bytes), length (4 bytes) and bytes. Numbers are in the
-// machine's order (the encoding never leaves memory). Decoding gives back the
-// same type, NULL flag and payload (a NULL decodes as the NULL of its type).
+// A value is a header byte (type, NULL flag, how the text's encoding is
+// given), then, when not NULL: an Integer's or Boolean's number in 1 to 5
+// bytes (small numbers short), a Double's 8 bytes, or for any other type its
+// text's length and bytes (plus the encoding code when it is neither UTF-8
+// nor the default). Numbers are in the machine's order (the encoding never
+// leaves memory). Decoding gives back the same type, NULL flag and payload
+// (a NULL decodes as the NULL of its type).
 #pragma once
 
 #include <cstdint>
@@ -30,8 +32,16 @@ struct EncodedValue {
 void EncodeValue(std::string* out, const ParvexValue* value);
 // The number of bytes EncodeValue appends for `value`.
 size_t EncodedSize(const ParvexValue* value);
+// Writes the encoding of `value` at `out`, which has room for EncodedSize
+// bytes; returns the end of what it wrote.
+char* EncodeValueTo(char* out, const ParvexValue* value);
 // Reads the value encoded at `*at` and moves `*at` past it.
 EncodedValue ReadEncodedValue(std::string_view bytes, size_t* at);
+// Only moves `*at` past the value encoded there.
+void SkipEncodedValue(std::string_view bytes, size_t* at);
 ParvexValue DecodeValue(const EncodedValue& encoded);
+// DecodeValue into an existing value, reusing its text buffer when no other
+// value shares it (a row decoded over and over does not allocate each time).
+void DecodeValueInto(const EncodedValue& encoded, ParvexValue* out);
 
 }  // namespace parvex

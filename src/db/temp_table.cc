@@ -48,49 +48,72 @@ TempRowSorter::TempRowSorter(const ParvexTempTable& table, const SimpleVector<lo
   const size_t keys = std::min(keyColumns.size(), keyDirections.size());
   const size_t rows = table.mRows.size();
   mKeys.resize(keys);
+  // The key value of row r, read in place (false when the row is short).
+  auto readKey = [&](size_t k, size_t r, EncodedValue* e) {
+    const ParvexTempTable::RowHandle& row = table.mRows[r];
+    size_t at = 0;
+    if (!table.SeekValue(row, keyColumns[k], &at)) return false;
+    *e = ReadEncodedValue(table.RowBytes(row), &at);
+    return true;
+  };
+  // Which readings each key needs.
+  EncodedValue e;
+  std::vector<bool> allStored(keys, true);  // every text reading is the stored bytes
+  mUniform = keys > 0;
   for (size_t k = 0; k < keys; ++k) {
     columns.push_back(keyColumns[k]);
     directions.push_back(keyDirections[k]);
     KeyReadings& readings = mKeys[k];
-    // The key value of row r, read in place (false when the row is short).
-    auto readKey = [&](size_t r, EncodedValue* e) {
-      const ParvexTempTable::RowHandle& row = table.mRows[r];
-      size_t at = 0;
-      if (!table.SeekValue(row, keyColumns[k], &at)) return false;
-      *e = ReadEncodedValue(table.RowBytes(row), &at);
-      return true;
-    };
-    EncodedValue e;
-    bool allStored = true;  // every text reading is the stored bytes
     for (size_t r = 0; r < rows; ++r) {
-      const bool present = readKey(r, &e);
+      const bool present = readKey(k, r, &e);
       // (DecodeValue keeps a NULL's type: a NULL Integer compares as one.)
       const bool integer = present && e.type == kTypeInteger;
       readings.anyInteger = readings.anyInteger || integer;
       readings.anyText = readings.anyText || !integer;
-      allStored = allStored && present && StoredText(e);
+      allStored[k] = allStored[k] && present && StoredText(e);
     }
+    mUniform = mUniform && !(readings.anyInteger && readings.anyText);
+  }
+  if (mUniform) mEntries.resize(rows);
+  for (size_t k = 0; k < keys; ++k) {
+    KeyReadings& readings = mKeys[k];
+    const bool leads = mUniform && k == 0;
     if (readings.anyInteger && readings.anyText) readings.isInteger.resize(rows);
-    if (readings.anyInteger) readings.integers.resize(rows);
-    if (readings.anyText) readings.prefixes.resize(rows);
-    if (readings.anyText && !allStored) readings.texts.resize(rows);
+    if (readings.anyInteger && !leads) readings.integers.resize(rows);
+    if (readings.anyText && !leads) readings.prefixes.resize(rows);
+    if (readings.anyText && !allStored[k]) readings.texts.resize(rows);
     for (size_t r = 0; r < rows; ++r) {
-      const bool present = readKey(r, &e);
+      const bool present = readKey(k, r, &e);
       // Stored texts are decoded only where their integer reading is needed.
       const bool decode = !present || !StoredText(e) || readings.anyInteger;
       const ParvexValue value = !present ? kMissingValue : (decode ? DecodeValue(e) : ParvexValue());
       if (!readings.isInteger.empty()) readings.isInteger[r] = present && e.type == kTypeInteger ? 1 : 0;
-      if (readings.anyInteger) readings.integers[r] = value.GetInteger();
-      if (!readings.anyText) continue;
-      std::string_view text;
-      if (present && StoredText(e)) {
-        text = e.text;  // GetString is the stored text
-      } else {
-        readings.owned.push_back(value.GetString().str());
-        text = readings.owned.back();
+      uint64_t lead = 0;
+      if (readings.anyInteger) {
+        const int32_t integer = value.GetInteger();
+        if (leads) {
+          // With the sign bit flipped integers order as unsigned numbers.
+          lead = static_cast<uint32_t>(integer) ^ 0x80000000u;
+        } else {
+          readings.integers[r] = integer;
+        }
       }
-      if (!readings.texts.empty()) readings.texts[r] = text;
-      readings.prefixes[r] = FoldedPrefix(text);
+      if (readings.anyText) {
+        std::string_view text;
+        if (present && StoredText(e)) {
+          text = e.text;  // GetString is the stored text
+        } else {
+          readings.owned.push_back(value.GetString().str());
+          text = readings.owned.back();
+        }
+        if (!readings.texts.empty()) readings.texts[r] = text;
+        (leads ? lead : readings.prefixes[r]) = FoldedPrefix(text);
+      }
+      if (leads) {
+        if (directions[0] < 0) lead = ~lead;
+        if (directions[0] == 0) lead = 0;  // a key that orders nothing
+        mEntries[r] = Entry{lead, static_cast<uint32_t>(r)};
+      }
     }
   }
 }
@@ -105,8 +128,8 @@ std::string_view TempRowSorter::TextOf(size_t key, size_t row) const {
   return ReadEncodedValue(mTable.RowBytes(handle), &at).text;
 }
 
-long TempRowSorter::Compare(size_t a, size_t b) const {
-  for (size_t k = 0; k < mKeys.size(); ++k) {
+long TempRowSorter::CompareKeys(size_t a, size_t b, size_t first) const {
+  for (size_t k = first; k < mKeys.size(); ++k) {
     const KeyReadings& readings = mKeys[k];
     int order;
     if (IsInteger(readings, a)) {
@@ -124,6 +147,40 @@ long TempRowSorter::Compare(size_t a, size_t b) const {
   return 0;
 }
 
+long TempRowSorter::CompareTie(size_t a, size_t b) const {
+  // Equal integer leads are equal integers; equal text leads are texts
+  // with the same first eight folded bytes.
+  if (!mKeys[0].anyInteger) {
+    const int order = CompareNoCase(TextOf(0, a), TextOf(0, b));
+    if (order < 0) return -directions[0];
+    if (order > 0) return directions[0];
+  }
+  return CompareKeys(a, b, 1);
+}
+
+std::vector<uint32_t> TempRowSorter::SortedOrder() {
+  const size_t rows = mTable.mRows.size();
+  std::vector<uint32_t> order(rows);
+  if (!mUniform) {
+    std::iota(order.begin(), order.end(), 0u);
+    // With Integer and other values in one key column the comparison is not
+    // a strict weak order (the first row's type picks the domain). A merge
+    // sort stays within bounds and terminates whatever the comparison
+    // answers; an introsort is not guaranteed to.
+    std::stable_sort(order.begin(), order.end(),
+                     [this](uint32_t a, uint32_t b) { return CompareKeys(a, b, 0) < 0; });
+    return order;
+  }
+  std::sort(mEntries.begin(), mEntries.end(), [this](const Entry& a, const Entry& b) {
+    if (a.lead != b.lead) return a.lead < b.lead;
+    const long order = CompareTie(a.row, b.row);
+    return order != 0 ? order < 0 : a.row < b.row;  // ties keep their order
+  });
+  for (size_t r = 0; r < rows; ++r) order[r] = mEntries[r].row;
+  std::vector<Entry>().swap(mEntries);
+  return order;
+}
+
 // ---------------------------------------------------------------------------
 // ParvexTempTable
 
@@ -134,29 +191,29 @@ void ParvexTempTable::AddColumn(const string& columnName, ParvexDataType type) {
   mColumns.push_back(std::make_unique<ParvexColumnInfo>(columnName, type, position, position));
 }
 
-RowID ParvexTempTable::AddRow(ParvexValueList& values, bool takeOwnership,
-                              std::unique_ptr<ParvexRecSet> source) {
+RowID ParvexTempTable::AddRow(ParvexValueList& values, bool takeOwnership, const ParvexRecSet* source) {
   // Row IDs are positions; the last representable position is the invalid ID.
   if (mRows.size() >= kInvalidRowID || values.size() >= kNoSource) {
     if (takeOwnership) DeleteValues(values);
     return kInvalidRowID;
   }
   const auto qtyValues = static_cast<uint32_t>(values.size());
-  mScratch.clear();
-  for (const ParvexValueWithID* value : values) EncodeValue(&mScratch, value);  // absent: NULL
-  if (takeOwnership) DeleteValues(values);
-  if (mChunks.empty() || mChunkSizes.back() - mLastChunkUsed < mScratch.size()) {
+  size_t bytes = 0;
+  for (const ParvexValueWithID* value : values) bytes += EncodedSize(value);  // absent: NULL
+  if (mChunks.empty() || mChunkSizes.back() - mLastChunkUsed < bytes) {
     // Chunks grow from small (most results are small) to kChunkBytes.
     const size_t grown = std::min(kChunkBytes, kFirstChunkBytes << std::min<size_t>(mChunks.size(), 16));
-    const size_t size = std::max(grown, mScratch.size());
+    const size_t size = std::max(grown, bytes);
     mChunks.push_back(std::unique_ptr<char[]>(new char[size]));  // not zeroed: every byte used is written
     mChunkSizes.push_back(size);
     mLastChunkUsed = 0;
   }
   RowHandle row{static_cast<uint32_t>(mChunks.size() - 1), static_cast<uint32_t>(mLastChunkUsed), qtyValues,
                 kNoSource};
-  if (!mScratch.empty()) std::memcpy(mChunks.back().get() + mLastChunkUsed, mScratch.data(), mScratch.size());
-  mLastChunkUsed += mScratch.size();
+  char* out = mChunks.back().get() + mLastChunkUsed;
+  for (const ParvexValueWithID* value : values) out = EncodeValueTo(out, value);
+  mLastChunkUsed += bytes;
+  if (takeOwnership) DeleteValues(values);
   if (source) {
     if (!mSourceWidthSet) {
       mSourceWidthSet = true;
@@ -167,7 +224,7 @@ RowID ParvexTempTable::AddRow(ParvexValueList& values, bool takeOwnership,
       row.source = static_cast<uint32_t>(mQtySources++);
     } else {
       row.source = kOddSource | static_cast<uint32_t>(mOddSources.size());
-      mOddSources.push_back(std::move(*source));
+      mOddSources.push_back(*source);
     }
   }
   mRows.push_back(row);
@@ -203,7 +260,7 @@ bool ParvexTempTable::SeekValue(const RowHandle& row, long column, size_t* at) c
   if (column < 0 || static_cast<unsigned long>(column) >= row.qtyValues) return false;
   const std::string_view bytes = RowBytes(row);
   *at = 0;
-  for (long c = 0; c < column; ++c) ReadEncodedValue(bytes, at);
+  for (long c = 0; c < column; ++c) SkipEncodedValue(bytes, at);
   return true;
 }
 
@@ -220,6 +277,27 @@ bool ParvexTempTable::GetValue(RowID row, long column, ParvexValue* out) const {
   size_t at = 0;
   if (!SeekValue(mRows[row], column, &at)) return false;
   *out = DecodeValue(ReadEncodedValue(RowBytes(mRows[row]), &at));
+  return true;
+}
+
+bool ParvexTempTable::ReadRow(RowID row, std::vector<EncodedValue>* out) const {
+  if (row >= mRows.size() || !out) return false;
+  // Rows are mostly read in order after a sort has scattered them over the
+  // chunks: ask for a row a few places ahead so that it is in cache when read.
+  constexpr size_t kPrefetchAhead = 8;
+  if (row + kPrefetchAhead < mRows.size()) {
+    const RowHandle& ahead = mRows[row + kPrefetchAhead];
+    const char* start = mChunks[ahead.chunk].get() + ahead.offset;
+    __builtin_prefetch(start);
+    __builtin_prefetch(start + 32);
+  }
+  const RowHandle& handle = mRows[row];
+  const std::string_view bytes = RowBytes(handle);
+  out->resize(mColumns.size());
+  const size_t stored = std::min<size_t>(handle.qtyValues, mColumns.size());
+  size_t at = 0;
+  for (size_t c = 0; c < stored; ++c) (*out)[c] = ReadEncodedValue(bytes, &at);
+  for (size_t c = stored; c < mColumns.size(); ++c) (*out)[c] = EncodedValue();
   return true;
 }
 
@@ -242,30 +320,17 @@ const ParvexRecSet* ParvexTempTable::GetSourceRecSet(long row) const {
 void ParvexTempTable::Sort(const SimpleVector<long>& keyColumns,
                            const SimpleVector<long>& keyDirections) {
   if (mRows.size() < 2 || keyColumns.empty() || keyDirections.empty()) return;
-  const TempRowSorter sorter(*this, keyColumns, keyDirections);
-  std::vector<uint32_t> order(mRows.size());
-  std::iota(order.begin(), order.end(), 0u);
-  // The comparison is not a strict weak order when a key column mixes
-  // Integer and other values (the first row's type picks the domain). A merge
-  // sort stays within bounds and terminates whatever the comparison answers;
-  // an introsort is not guaranteed to.
-  std::stable_sort(order.begin(), order.end(),
-                   [&sorter](uint32_t a, uint32_t b) { return sorter.Compare(a, b) < 0; });
-  // Put the rows in that order in place, one cycle of the permutation at a
-  // time (order[i] = i marks a place that is done).
-  for (size_t start = 0; start < order.size(); ++start) {
-    if (order[start] == start) continue;
-    const RowHandle first = mRows[start];
-    size_t place = start;
-    while (order[place] != start) {
-      const size_t from = order[place];
-      mRows[place] = mRows[from];
-      order[place] = static_cast<uint32_t>(place);
-      place = from;
-    }
-    mRows[place] = first;
-    order[place] = static_cast<uint32_t>(place);
+  // (The sorter's readings are gone before the handles are copied.)
+  const std::vector<uint32_t> order = TempRowSorter(*this, keyColumns, keyDirections).SortedOrder();
+  // The handles in that order, fetched a few places ahead of their copy.
+  constexpr size_t kPrefetchAhead = 16;
+  std::vector<RowHandle> sorted;
+  sorted.reserve(order.size());
+  for (size_t i = 0; i < order.size(); ++i) {
+    if (i + kPrefetchAhead < order.size()) __builtin_prefetch(&mRows[order[i + kPrefetchAhead]]);
+    sorted.push_back(mRows[order[i]]);
   }
+  mRows.swap(sorted);
 }
 
 }  // namespace parvex

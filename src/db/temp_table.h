@@ -25,6 +25,7 @@
 
 #include "core/table.h"
 #include "core/value.h"
+#include "core/value_codec.h"
 #include "platform/parvex_string.h"
 #include "platform/simple_vector.h"
 
@@ -45,9 +46,9 @@ class TempRowSorter {
   TempRowSorter(const ParvexTempTable& table, const SimpleVector<long>& keyColumns,
                 const SimpleVector<long>& keyDirections);
 
-  // <0, 0 or >0 for the rows at positions `a` and `b` (positions at the time
-  // the sorter was built).
-  long Compare(size_t a, size_t b) const;
+  // The row positions in sorted order, rows that compare equal in their
+  // order of before. Called once.
+  std::vector<uint32_t> SortedOrder();
 
   SimpleVector<long> columns;
   SimpleVector<long> directions;
@@ -70,9 +71,27 @@ class TempRowSorter {
     return readings.isInteger.empty() ? !readings.anyText : readings.isInteger[row] != 0;
   }
   std::string_view TextOf(size_t key, size_t row) const;
+  // <0, 0 or >0 for the rows at positions `a` and `b` (positions at the time
+  // the sorter was built) by the keys from `first` on; key 0 only when the
+  // sorter is not uniform (see Entry).
+  long CompareKeys(size_t a, size_t b, size_t first) const;
+  // Compare for two rows with equal leads (see Entry).
+  long CompareTie(size_t a, size_t b) const;
 
+  // When every key's rows compare one way (all by integer or all by text
+  // readings) the comparison is a strict weak order and the first key's
+  // reading is kept here instead of in mKeys[0]'s arrays: as a number whose
+  // order agrees with the key's wherever two numbers differ (direction
+  // included), beside the row's position, so that most comparisons read
+  // one array in sequence and only equal leads look further.
+  struct Entry {
+    uint64_t lead;
+    uint32_t row;
+  };
   const ParvexTempTable& mTable;
   std::vector<KeyReadings> mKeys;
+  bool mUniform = false;
+  std::vector<Entry> mEntries;  // when mUniform
 };
 
 class ParvexTempTable : public ParvexTable {
@@ -87,9 +106,9 @@ class ParvexTempTable : public ParvexTable {
 
   // Appends a row holding copies of `values` in vector order (or the values
   // themselves with `takeOwnership`, in which case the caller's vector is
-  // emptied) and owning `source`. Returns the new row's ID, which also becomes
+  // emptied) and a copy of `source` (none when null). Returns the new row's ID, which also becomes
   // lastRowID, or kInvalidRowID when the table is full (no more row IDs).
-  RowID AddRow(ParvexValueList& values, bool takeOwnership, std::unique_ptr<ParvexRecSet> source);
+  RowID AddRow(ParvexValueList& values, bool takeOwnership, const ParvexRecSet* source);
   RowID AddRow(ParvexValueList& values, bool takeOwnership) override;
 
   long QtyColumns() const override;
@@ -110,6 +129,11 @@ class ParvexTempTable : public ParvexTable {
   // The stored value, or null under GetValue's failure rules. The view stays
   // valid until the next call.
   const ParvexValue* ValueAt(RowID row, long column) const;
+  // Every value of `row` read in place in one pass, into `out` resized to
+  // QtyColumns() (values past the row's own read as NULL); texts view the
+  // table's bytes, which stay put while the table lives. False, with `out`
+  // untouched, when there is no such row.
+  bool ReadRow(RowID row, std::vector<EncodedValue>* out) const;
 
   // Orders the rows by the given key columns and directions (see
   // TempRowSorter). Does nothing with fewer than two rows or no keys. Ties
@@ -151,7 +175,6 @@ class ParvexTempTable : public ParvexTable {
   size_t mQtySources = 0;
   std::vector<RowID> mSources;
   std::vector<ParvexRecSet> mOddSources;
-  std::string mScratch;  // a row being encoded
   mutable ParvexValue mValueView;
   mutable ParvexRecSet mSourceView{0};
 };

@@ -1,4 +1,5 @@
 // The C interface: prepared statements, bindings, steps and column values.
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -71,7 +72,12 @@ int BindDatetime(parvex_stmt* stmt, int index, const char* text, ParvexDataType 
 const ParvexValue& Cell(parvex_stmt* stmt, int column) {
   static const ParvexValue kNull;
   if (!stmt || column < 0 || static_cast<size_t>(column) >= stmt->row.size()) return kNull;
-  return stmt->row[static_cast<size_t>(column)];
+  const size_t c = static_cast<size_t>(column);
+  if (stmt->resultRows && !stmt->decoded[c]) {
+    DecodeValueInto(stmt->cells[c], &stmt->row[c]);
+    stmt->decoded[c] = true;
+  }
+  return stmt->row[c];
 }
 
 // The engine's own text of a value (as a String column would store it),
@@ -82,12 +88,20 @@ std::string TextOf(const ParvexValue& value) {
   return ConvertEncoding(text, kEncodingUTF8).str();
 }
 
+// An Integer's text (TextOf's), into a buffer kept from row to row.
+void HoldInteger(std::string* held, int32_t integer) {
+  char digits[16];
+  held->assign(digits, std::to_chars(digits, digits + sizeof digits, integer).ptr);
+}
+
 // Ends the reading of a result.
 void EndRows(parvex_stmt* stmt) {
   stmt->phase = parvex_stmt::Phase::kReady;
   stmt->result.reset();
+  stmt->resultRows = nullptr;
   stmt->source = nullptr;
   stmt->rows.clear();
+  stmt->qtyRows = 0;
   stmt->row.clear();
   stmt->next = 0;
 }
@@ -108,9 +122,11 @@ const ParvexTable* Shape(parvex_stmt* stmt) {
   return stmt->result ? stmt->result.get() : stmt->source;
 }
 
+// A new current row: no text asked for yet (the held texts keep their
+// buffers for the next ones).
 void KeepRow(parvex_stmt* stmt) {
-  stmt->texts.assign(stmt->row.size(), std::string());
-  stmt->haveText.assign(stmt->row.size(), false);
+  stmt->texts.resize(stmt->row.size());
+  for (parvex_stmt::ColumnText& text : stmt->texts) text.text = nullptr;
 }
 
 // A damaged table stops its read, before the row it could not read whole.
@@ -167,13 +183,33 @@ int StepTable(parvex_stmt* stmt) {
   return PARVEX_ROW;
 }
 
+// The statement's canonical text. Most statements are run without it being
+// asked for (each INSERT of a bulk load), so it is printed on first need;
+// the syntax tree does not change after preparation.
+const std::string& CanonicalText(parvex_stmt* stmt) {
+  if (!stmt->canonicalMade && stmt->statement) {
+    stmt->canonical = stmt->statement->Node().Description().str();
+    stmt->canonicalMade = true;
+  }
+  return stmt->canonical;
+}
+
 int NextRow(parvex_stmt* stmt) {
-  if (stmt->next >= stmt->rows.size()) {
+  if (stmt->next >= stmt->qtyRows) {
     // The result's columns stay readable until the next step or reset.
     stmt->phase = parvex_stmt::Phase::kReady;
     stmt->rows.clear();
+    stmt->qtyRows = 0;
     stmt->row.clear();
     return PARVEX_DONE;
+  }
+  if (stmt->resultRows) {
+    // The values decoded for the last row keep their text buffers for this one.
+    stmt->resultRows->ReadRow(static_cast<RowID>(stmt->next++), &stmt->cells);
+    stmt->row.resize(stmt->cells.size());
+    stmt->decoded.assign(stmt->cells.size(), false);
+    KeepRow(stmt);
+    return PARVEX_ROW;
   }
   const RowID id = stmt->rows[stmt->next++];
   const long columns = stmt->result->QtyColumns();
@@ -201,7 +237,6 @@ int parvex_prepare(parvex_db* db, const char* sql, parvex_stmt** stmt) {
     if (!prepared) return db->Report(status);
     auto handle = std::make_unique<parvex_stmt>();
     handle->db = db;
-    handle->canonical = prepared->Node().Description().str();
     handle->statement = std::move(prepared);
     *stmt = handle.release();
     ++db->liveStatements;
@@ -267,7 +302,14 @@ int parvex_step(parvex_stmt* stmt) {
       EndRows(stmt);
       return PARVEX_ERROR;
     }
-    stmt->result->GetRowIDs(&stmt->rows);
+    // A result table's rows are its positions 0, 1, 2...
+    stmt->resultRows = dynamic_cast<const ParvexTempTable*>(stmt->result.get());
+    if (stmt->resultRows) {
+      stmt->qtyRows = static_cast<size_t>(stmt->resultRows->QtyRows());
+    } else {
+      stmt->result->GetRowIDs(&stmt->rows);
+      stmt->qtyRows = stmt->rows.size();
+    }
     stmt->next = 0;
     stmt->phase = parvex_stmt::Phase::kReading;
     return NextRow(stmt);
@@ -291,11 +333,18 @@ int parvex_stmt_kind(parvex_stmt* stmt) {
   if (node.IsCreateIndex()) return PARVEX_KIND_CREATE_INDEX;
   if (node.IsDropIndex()) return PARVEX_KIND_DROP_INDEX;
   if (node.IsSetOption()) return PARVEX_KIND_SET;
-  if (node.IsEndTransaction()) return stmt->canonical == "COMMIT" ? PARVEX_KIND_COMMIT : PARVEX_KIND_ROLLBACK;
+  if (node.IsEndTransaction()) return CanonicalText(stmt) == "COMMIT" ? PARVEX_KIND_COMMIT : PARVEX_KIND_ROLLBACK;
   return 0;
 }
 
-const char* parvex_stmt_sql(parvex_stmt* stmt) { return stmt ? stmt->canonical.c_str() : nullptr; }
+const char* parvex_stmt_sql(parvex_stmt* stmt) {
+  if (!stmt) return nullptr;
+  try {
+    return CanonicalText(stmt).c_str();
+  } catch (...) {
+    return "";
+  }
+}
 
 int parvex_bind_parameter_count(parvex_stmt* stmt) {
   return stmt && stmt->statement ? stmt->statement->ParameterCount() : 0;
@@ -402,20 +451,42 @@ double parvex_column_double(parvex_stmt* stmt, int column) {
 }
 
 const char* parvex_column_text(parvex_stmt* stmt, int column) {
-  const ParvexValue& value = Cell(stmt, column);
-  if (value.IsNull()) return nullptr;
-  const size_t c = static_cast<size_t>(column);
-  if (!stmt->haveText[c]) {
-    stmt->texts[c] = TextOf(value);
-    stmt->haveText[c] = true;
+  const bool inRange = stmt && column >= 0 && static_cast<size_t>(column) < stmt->row.size();
+  if (!inRange) return nullptr;  // NULL, as for any NULL value
+  parvex_stmt::ColumnText& text = stmt->texts[static_cast<size_t>(column)];
+  if (text.text) return text.text;
+  const EncodedValue* cell = stmt->resultRows ? &stmt->cells[static_cast<size_t>(column)] : nullptr;
+  if (cell && !cell->null && cell->type == kTypeInteger) {
+    // A result table's value read in place: no decoding.
+    HoldInteger(&text.held, cell->integer);
+  } else if (cell && !cell->null && IsTextType(cell->type) &&
+             (cell->type == kTypeBinary || cell->encoding == kEncodingUTF8)) {
+    text.held.assign(cell->text);
+  } else {
+    const ParvexValue& value = Cell(stmt, column);
+    if (value.IsNull()) return nullptr;
+    if (value.Type() == kTypeInteger) {
+      HoldInteger(&text.held, value.RawInteger());
+    } else if (IsTextType(value.Type()) &&
+               (value.Type() == kTypeBinary || value.RawText().Encoding() == kEncodingUTF8)) {
+      // The value's own bytes are the text (NUL-terminated, and unchanged
+      // until the row changes).
+      text.text = value.RawText().c_str();
+      text.bytes = value.RawText().length();
+      return text.text;
+    } else {
+      text.held = TextOf(value);
+    }
   }
-  return stmt->texts[c].c_str();
+  text.text = text.held.c_str();
+  text.bytes = text.held.size();
+  return text.text;
 }
 
 const void* parvex_column_blob(parvex_stmt* stmt, int column) { return parvex_column_text(stmt, column); }
 
 size_t parvex_column_bytes(parvex_stmt* stmt, int column) {
-  return parvex_column_text(stmt, column) ? stmt->texts[static_cast<size_t>(column)].size() : 0;
+  return parvex_column_text(stmt, column) ? stmt->texts[static_cast<size_t>(column)].bytes : 0;
 }
 
 const char* parvex_column_literal(parvex_stmt* stmt, int column) {

@@ -19,6 +19,7 @@
 #include "core/table.h"
 #include "core/value.h"
 #include "db/database.h"
+#include "db/temp_table.h"
 #include "platform/memory_file_system.h"
 #include "platform/simple_vector.h"
 #include "sql/prepared_statement.h"
@@ -50,14 +51,29 @@ struct parvex_stmt {
 
   parvex_db* db = nullptr;
   std::unique_ptr<parvex::ParvexPreparedStatement> statement;
-  std::string canonical;  // the statement's canonical text
+  std::string canonical;  // the statement's canonical text, made when first asked for
+  bool canonicalMade = false;
   Phase phase = Phase::kReady;
   std::unique_ptr<parvex::ParvexTable> result;  // while rows are read
+  // The result as a result table (rows read by position, a row at a time),
+  // or null when it is another kind of table (rows read by ID from `rows`).
+  const parvex::ParvexTempTable* resultRows = nullptr;
   parvex::SimpleVector<parvex::RowID> rows;
+  size_t qtyRows = 0;                   // rows to read
   size_t next = 0;                      // the next row to read
-  std::vector<parvex::ParvexValue> row;  // the current row
-  std::vector<std::string> texts;        // per column of the current row: its text, once asked for
-  std::vector<bool> haveText;
+  // The current row. A result table's row is read in place into `cells`
+  // and a value is decoded into `row` when first asked for (`decoded`).
+  std::vector<parvex::ParvexValue> row;
+  std::vector<parvex::EncodedValue> cells;
+  std::vector<bool> decoded;
+  // Per column of the current row, once asked for: its text (null until
+  // then; it points into the value itself or into `held`) and byte count.
+  struct ColumnText {
+    const char* text = nullptr;
+    size_t bytes = 0;
+    std::string held;
+  };
+  std::vector<ColumnText> texts;
   std::string literal;                   // the last column literal asked for
   bool literalExact = true;              // whether it reads back as the same value
   // A table read (parvex_read_table) has no prepared statement: it steps

@@ -90,9 +90,7 @@ bool QueryOutput::IsDuplicate() {
 
 void QueryOutput::AddRow(const ParvexRecSet* source) {
   if (mQuery.distinct && IsDuplicate()) return;
-  std::unique_ptr<ParvexRecSet> kept;
-  if (source) kept = std::make_unique<ParvexRecSet>(*source);
-  const RowID row = mResult.AddRow(mValues, false, std::move(kept));
+  const RowID row = mResult.AddRow(mValues, false, source);
   if (mSeen && row != kInvalidRowID) mSeen->Remember(row);
 }
 

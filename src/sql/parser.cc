@@ -91,6 +91,10 @@ void ParvexSQLParser::Start(const string& statement) {
 
 void ParvexSQLParser::GetToken() {
   mTokenClass = kTokenUnknown;
+  // The token is empty while it is read (errors are placed by its length);
+  // its old bytes are refilled for the new one when no node holds on to them
+  // (keywords, delimiters), so most tokens cost no allocation.
+  string bytes = std::move(mToken);
   mToken = string();
   mTokenStart = mPos;
   if (mAborted || mPos == mEnd) {
@@ -121,7 +125,8 @@ void ParvexSQLParser::GetToken() {
     if (mPos == mEnd) {
       // Text that ends in blanks yields a delimiter holding the NUL byte. The
       // position stays on the NUL so that the next token is the end.
-      mToken = string(mPos, 1, mEncoding);
+      bytes.Assign(std::string_view(mPos, 1), mEncoding);
+      mToken = std::move(bytes);
       return;
     }
     ++mPos;
@@ -144,7 +149,8 @@ void ParvexSQLParser::GetToken() {
   } else {
     return;  // unknown: empty text, position on the byte
   }
-  mToken = string(start, static_cast<size_t>(mPos - start), mEncoding);
+  bytes.Assign(std::string_view(start, static_cast<size_t>(mPos - start)), mEncoding);
+  mToken = std::move(bytes);
 }
 
 void ParvexSQLParser::GetStringLiteral() {

@@ -27,7 +27,6 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <unordered_map>
 
 #include "core/value_codec.h"
 #include "platform/hash_mix.h"
@@ -276,9 +275,12 @@ size_t ParvexIndex::FindKeyCell(const std::string& key, uint32_t hash) const {
 void ParvexIndex::FileSlot(uint32_t slot) {
   mSlotNext[slot] = mSlotPrev[slot] = kNoSlot;
   if (!SlotKey(slot, &mScratchKinds, &mScratchKey)) return;
-  const uint32_t hash = HashKey(mScratchKey);
-  ++mKinds[mScratchKinds];
-  const size_t cell = FindKeyCell(mScratchKey, hash);
+  FileSlotUnder(slot, mScratchKinds, mScratchKey, HashKey(mScratchKey));
+}
+
+void ParvexIndex::FileSlotUnder(uint32_t slot, const std::string& kinds, const std::string& key, uint32_t hash) {
+  ++mKinds[kinds];
+  const size_t cell = FindKeyCell(key, hash);
   if (cell == mKeyHeads.npos) {
     mKeyHeads.Insert(slot, hash);
     mSlotNext[slot] = mSlotPrev[slot] = slot;
@@ -347,16 +349,30 @@ uint32_t ParvexIndex::AppendSlot(ParvexIndexKey values, RowID rowID, bool file) 
 }
 
 void ParvexIndex::FileSlotsAhead(uint32_t from) {
+  // The keys of the next kAhead slots are made (and their cells fetched)
+  // while the current one is filed; each key is made once.
   constexpr uint32_t kAhead = 8;
-  const auto end = static_cast<uint32_t>(mSlotRow.size());
-  std::string kinds, key;
-  const auto prefetch = [&](uint32_t slot) {
-    if (slot < end && SlotKey(slot, &kinds, &key)) mKeyHeads.Prefetch(HashKey(key));
+  struct Pending {
+    std::string kinds, key;
+    uint32_t hash = 0;
+    bool filed = false;
   };
-  for (uint32_t slot = from; slot < from + kAhead; ++slot) prefetch(slot);
+  std::array<Pending, kAhead> ring;
+  const auto end = static_cast<uint32_t>(mSlotRow.size());
+  const auto prepare = [&](uint32_t slot) {
+    if (slot >= end) return;
+    Pending& p = ring[slot % kAhead];
+    p.filed = mSlotRow[slot] != kInvalidRowID && SlotKey(slot, &p.kinds, &p.key);
+    if (!p.filed) return;
+    p.hash = HashKey(p.key);
+    mKeyHeads.Prefetch(p.hash);
+  };
+  for (uint32_t slot = from; slot < from + kAhead; ++slot) prepare(slot);
   for (uint32_t slot = from; slot < end; ++slot) {
-    prefetch(slot + kAhead);
-    FileSlot(slot);
+    const Pending& p = ring[slot % kAhead];
+    mSlotNext[slot] = mSlotPrev[slot] = kNoSlot;
+    if (p.filed) FileSlotUnder(slot, p.kinds, p.key, p.hash);
+    prepare(slot + kAhead);
   }
 }
 
@@ -428,7 +444,7 @@ void ParvexIndex::CompactIfSparse() {
   mKeyHeads.Clear();
   mKeyHeads.Reserve(mSlotRow.size());
   mKinds.clear();
-  for (uint32_t slot = 0; slot < mSlotRow.size(); ++slot) FileSlot(slot);
+  FileSlotsAhead(0);
 }
 
 template <typename F>
@@ -495,11 +511,13 @@ bool ParvexIndex::SaveToFile(std::unique_ptr<RandomAccessMechanism> stream) {
     for (const ParvexValue& v : values) placeholder = placeholder || v.IsNull();
     break;
   }
-  bool ok = !placeholder || storage.AddNewRecord(kInvalidRowID, record.list);
+  // The records go out in large appends.
+  bool ok = !placeholder || storage.AppendRecord(kInvalidRowID, record.list);
   ForEachEntry([&](const ParvexIndexEntry& entry) {
     for (size_t i = 0; i < record.list.size(); ++i) static_cast<ParvexValue&>(*record.list[i]) = entry.values[i];
-    ok = ok && storage.AddNewRecord(entry.rowID, record.list);
+    ok = ok && storage.AppendRecord(entry.rowID, record.list);
   });
+  ok = storage.FinishAppends() && ok;
   if (ok) mChanged = false;
   return ok;
 }
@@ -517,22 +535,28 @@ bool ParvexIndex::LoadFromFile(std::unique_ptr<RandomAccessMechanism> stream, St
 }
 
 bool ParvexIndex::LoadEntries(ParvexStorage& storage) {
-  if (storage.QtyRows() == 0) return false;
+  // The storage keeps no map: its records are walked once, in file order.
+  // The first live record tells the columns; a file without one is damaged.
   OwnedValueList record;
   if (!storage.GoToFirstRecord() || !storage.ReadRecordValues(record.list)) return false;
   if (record.list.empty() || record.list.size() > kMaxColumns) return false;
   mColumnIDs.clear();
-  std::unordered_map<long, size_t> placeOf;
-  for (const ParvexValueWithID* v : record.list) {
-    placeOf.emplace(v->id, mColumnIDs.size());
-    mColumnIDs.push_back(static_cast<uint32_t>(v->id));
-  }
+  for (const ParvexValueWithID* v : record.list) mColumnIDs.push_back(static_cast<uint32_t>(v->id));
+  const size_t width = mColumnIDs.size();
+  // Room for as many entries as the file could hold if each had all its
+  // values as integers (the common case; room a file does not use is never
+  // touched, and more entries simply grow the arrays).
+  const size_t guess = storage.DataLength() / (kRecordHeaderSize + 1 + 6 * width);
+  mSlotRow.reserve(guess);
+  mSlotValues.reserve(guess);
+  mSlotNext.reserve(guess);
+  mSlotPrev.reserve(guess);
+  mValueBytes.reserve(guess * width * 6);
   bool ok = true;
-  mKeyHeads.Reserve(static_cast<size_t>(storage.QtyRows()));
-  std::vector<const ParvexValue*> placed(mColumnIDs.size());
+  std::vector<const ParvexValue*> placed(width);
   // Records are decoded in place and their values read into the same value
   // objects every time (no heap object per value).
-  std::vector<ParvexValue> values(mColumnIDs.size());
+  std::vector<ParvexValue> values(width);
   RecordFields fields;
   for (bool more = true; more; more = storage.NextRecord()) {
     const RowID rowID = storage.CurrentRowID();
@@ -541,27 +565,34 @@ bool ParvexIndex::LoadEntries(ParvexStorage& storage) {
       ok = false;
       continue;
     }
-    // Values go to their column's place (the first one wins); columns the
-    // record lacks are NULL.
+    // Values go to their column's place (the first one wins; a column listed
+    // twice in the first record takes the first place); columns the record
+    // lacks are NULL.
     std::fill(placed.begin(), placed.end(), nullptr);
     for (size_t i = 0; i < fields.size(); ++i) {
-      const auto place = placeOf.find(static_cast<long>(fields[i].columnID));
-      if (place == placeOf.end() || placed[place->second]) continue;
-      fields.ReadValue(i, &values[place->second]);
-      placed[place->second] = &values[place->second];
+      const auto place = static_cast<size_t>(
+          std::find(mColumnIDs.begin(), mColumnIDs.end(), fields[i].columnID) - mColumnIDs.begin());
+      if (place == width || placed[place]) continue;
+      fields.ReadValue(i, &values[place]);
+      placed[place] = &values[place];
     }
     AppendSlot(ParvexIndexKey(placed.data(), placed.size()), rowID, false);
   }
-  FileSlotsAhead(0);
-  // A row listed twice keeps its first entry.
-  std::vector<std::pair<RowID, uint32_t>> byRow;
-  byRow.reserve(mSlotRow.size());
-  for (uint32_t slot = 0; slot < mSlotRow.size(); ++slot) byRow.emplace_back(mSlotRow[slot], slot);
-  std::sort(byRow.begin(), byRow.end());
-  for (size_t i = 1; i < byRow.size(); ++i) {
-    if (byRow[i].first == byRow[i - 1].first) ClearSlot(byRow[i].second);
+  // A row listed twice keeps its first entry. Rows are usually listed in
+  // ascending order, which shows at once that none repeats.
+  bool ascending = true;
+  for (size_t slot = 1; ascending && slot < mSlotRow.size(); ++slot) ascending = mSlotRow[slot - 1] < mSlotRow[slot];
+  if (!ascending) {
+    std::vector<std::pair<RowID, uint32_t>> byRow;
+    byRow.reserve(mSlotRow.size());
+    for (uint32_t slot = 0; slot < mSlotRow.size(); ++slot) byRow.emplace_back(mSlotRow[slot], slot);
+    std::sort(byRow.begin(), byRow.end());
+    for (size_t i = 1; i < byRow.size(); ++i) {
+      if (byRow[i].first == byRow[i - 1].first) ClearSlot(byRow[i].second);
+    }
   }
-  byRow = {};
+  mKeyHeads.Reserve(QtyEntries());
+  FileSlotsAhead(0);
   mRowSlotsBuilt = false;
   CompactIfSparse();
   return ok;

@@ -183,13 +183,16 @@ class ParvexIndex {
   // Appends an entry (not yet in the row table) and files it under its key
   // (with `file` false, filing is left to the caller).
   uint32_t AppendSlot(ParvexIndexKey values, RowID rowID, bool file = true);
-  // Files the slots from `from` on in slot order, fetching the key cells of
-  // later slots ahead: a loaded index's key table is far larger than the
-  // caches, and filing its slots one at a time would wait for memory at each.
+  // Files the slots from `from` on (holes stay unfiled) in slot order,
+  // fetching the key cells of later slots ahead: a loaded index's key table
+  // is far larger than the caches, and filing its slots one at a time would
+  // wait for memory at each.
   void FileSlotsAhead(uint32_t from);
   // Turns a slot into a hole (the row table is the caller's business).
   void ClearSlot(uint32_t slot);
   void FileSlot(uint32_t slot);
+  // Files a slot (not filed yet) under its key, made by SlotKey.
+  void FileSlotUnder(uint32_t slot, const std::string& kinds, const std::string& key, uint32_t hash);
   void UnfileSlot(uint32_t slot);
   // Adds (delta 1) or removes (delta -1) a slot's values in the type counts.
   void CountValues(uint32_t slot, int delta);

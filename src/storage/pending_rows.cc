@@ -22,12 +22,40 @@ void PendingRows::SetByteOrder(bool bigEndian, bool doubleSwap) {
 }
 
 bool PendingRows::IsStored(RowID row) const {
+  const Slot* slot = Find(row);
+  return slot && IsStoredSlot(*slot);
+}
+
+const PendingRows::Slot* PendingRows::Find(RowID row) const {
+  if (mRunLength > 0 && row >= mRunStart && row - mRunStart < mRunLength) return &RunSlot(row - mRunStart);
   const auto* node = mRows.FindNode(row);
-  return node && node->value.stored != 0;
+  return node ? &node->value : nullptr;
+}
+
+void PendingRows::AppendToRun(RowID row, const Slot& slot) {
+  if (mRunLength > 0 && uint64_t{row} != uint64_t{mRunStart} + mRunLength) EndRun();
+  if (mRunLength == 0) mRunStart = row;
+  if ((mRunLength & kRunPageMask) == 0) {
+    mRun.emplace_back();
+    mRun.back().reserve(mRunLength == 0 ? 16 : size_t{1} << kRunPageBits);
+  }
+  mRun.back().push_back(slot);
+  ++mRunLength;
+}
+
+void PendingRows::EndRun() {
+  for (size_t i = 0; i < mRunLength; ++i) mRows.AddItem(RunRow(i), RunSlot(i));
+  mRun.clear();
+  mRunLength = 0;
 }
 
 PendingRows::Slot PendingRows::Store(const uint8_t* bytes, uint32_t length) {
   if (mChunks.empty() || mChunks.back().size - mChunks.back().used < length) {
+    // A full chunk whose rows have all been replaced goes now.
+    if (!mChunks.empty() && mChunks.back().rows == 0) {
+      mUsedBytes -= mChunks.back().used;
+      mChunks.back() = Chunk();
+    }
     Chunk chunk;
     chunk.size = std::max(kChunkSize, length);
     chunk.bytes = std::make_unique<uint8_t[]>(chunk.size);
@@ -40,38 +68,66 @@ PendingRows::Slot PendingRows::Store(const uint8_t* bytes, uint32_t length) {
   slot.length = length;
   if (length > 0) std::memcpy(chunk.bytes.get() + chunk.used, bytes, length);
   chunk.used += length;
+  ++chunk.rows;
   mUsedBytes += length;
   mLiveBytes += length;
   return slot;
 }
 
+void PendingRows::Release(const Slot& slot, bool all) {
+  mLiveBytes -= Length(slot);
+  Chunk& chunk = mChunks[slot.chunk];
+  if (--chunk.rows == 0 && (all || slot.chunk + 1 < mChunks.size())) {
+    mUsedBytes -= chunk.used;
+    chunk.bytes.reset();
+    chunk.size = 0;
+    chunk.used = 0;
+  }
+}
+
 void PendingRows::Put(RowID row, bool stored, const ParvexValueList& values) {
   mEncoded.clear();
   EncodeBody(values, mBigEndian, mDoubleSwap, stored, &mEncoded);
-  if (const auto* old = mRows.FindNode(row)) mLiveBytes -= old->value.length;
+  Slot* old = Find(row);
+  if (old) Release(*old, false);
   Slot slot = Store(mEncoded.data(), static_cast<uint32_t>(mEncoded.size()));
-  slot.stored = stored ? 1 : 0;
-  mRows.AddItem(row, slot);
+  if (stored) slot.length |= kStoredBit;
+  if (old) {
+    *old = slot;  // the row keeps its place
+  } else {
+    AppendToRun(row, slot);
+  }
   if (mUsedBytes - mLiveBytes > kCompactFloor && mUsedBytes > 2 * mLiveBytes) Compact();
 }
 
 bool PendingRows::Read(RowID row, RecordFields* fields) const {
-  const auto* node = mRows.FindNode(row);
-  if (!node) {
+  const Slot* slot = Find(row);
+  if (!slot) {
     fields->Clear();
     return false;
   }
-  const Slot& slot = node->value;
-  return fields->Decode(Bytes(slot), slot.length, mBigEndian, mDoubleSwap, true);
+  return Decode(Bytes(*slot), Length(*slot), fields);
 }
 
 void PendingRows::Remove(RowID row) {
-  if (const auto* old = mRows.FindNode(row)) mLiveBytes -= old->value.length;
+  Slot* slot = Find(row);
+  if (!slot) return;
+  Release(*slot, false);
+  if (mRunLength > 0 && row == RunRow(mRunLength - 1)) {
+    mRun.back().pop_back();
+    if (mRun.back().empty()) mRun.pop_back();
+    --mRunLength;
+    return;
+  }
+  // Out of the middle of the run: the run ends first.
+  if (mRunLength > 0 && row >= mRunStart && row - mRunStart < mRunLength) EndRun();
   mRows.RemoveItem(row);
 }
 
 void PendingRows::Clear() {
   mRows.RemoveAll();
+  mRun.clear();
+  mRunLength = 0;
   mChunks.clear();
   mLiveBytes = 0;
   mUsedBytes = 0;
@@ -85,11 +141,17 @@ void PendingRows::Compact() {
   std::vector<std::pair<RowID, Slot>> moved;
   moved.reserve(mRows.QtyItems());
   mRows.ForEach([&](RowID row, const Slot& slot) {
-    Slot copy = Store(old[slot.chunk].bytes.get() + slot.at, slot.length);
-    copy.stored = slot.stored;
+    Slot copy = Store(old[slot.chunk].bytes.get() + slot.at, Length(slot));
+    copy.length = slot.length;
     moved.emplace_back(row, copy);
   });
   for (const auto& [row, slot] : moved) mRows.AddItem(row, slot);  // keeps each row's place
+  for (size_t i = 0; i < mRunLength; ++i) {
+    Slot& slot = RunSlot(i);
+    const uint32_t length = slot.length;
+    slot = Store(old[slot.chunk].bytes.get() + slot.at, Length(slot));
+    slot.length = length;
+  }
 }
 
 }  // namespace parvex

@@ -2,6 +2,7 @@
 // object per value.
 #include "storage/record_fields.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 
@@ -200,12 +201,23 @@ void PutCounted(uint32_t v, std::vector<uint8_t>* out) {
   out->push_back(static_cast<uint8_t>(v));
 }
 
-void PutText(ParvexDataType type, const string& text, bool bigEndian, std::vector<uint8_t>* out) {
+void PutText(ParvexDataType type, std::string_view text, uint32_t encoding, bool bigEndian,
+             std::vector<uint8_t>* out) {
   const auto length = static_cast<uint32_t>(text.length());
   PutNumber(length, 4, bigEndian, out);  // room: no more than the text
   PutNumber(length, 4, bigEndian, out);
-  if (type == kTypeString) PutNumber(text.Encoding(), 4, bigEndian, out);
+  if (type == kTypeString) PutNumber(encoding, 4, bigEndian, out);
   out->insert(out->end(), text.data(), text.data() + length);
+}
+
+void PutText(ParvexDataType type, const string& text, bool bigEndian, std::vector<uint8_t>* out) {
+  PutText(type, std::string_view(text.data(), text.length()), text.Encoding(), bigEndian, out);
+}
+
+void PutDouble(double d, bool bigEndian, bool doubleSwap, std::vector<uint8_t>* out) {
+  uint64_t raw = 0;
+  std::memcpy(&raw, &d, sizeof raw);
+  PutNumber(raw, 8, bigEndian && doubleSwap, out);
 }
 
 }  // namespace
@@ -230,18 +242,59 @@ void EncodeBody(const ParvexValueList& values, bool bigEndian, bool doubleSwap, 
       case kTypeBoolean:
         out->push_back(v->RawInteger() != 0 ? 1 : 0);
         break;
-      case kTypeDouble: {
-        uint64_t raw = 0;
-        const double d = v->RawDouble();
-        std::memcpy(&raw, &d, sizeof raw);
-        PutNumber(raw, 8, bigEndian && doubleSwap, out);
+      case kTypeDouble:
+        PutDouble(v->RawDouble(), bigEndian, doubleSwap, out);
         break;
-      }
       case kTypeString:
         PutText(kTypeString, v->RawText(), bigEndian, out);
         break;
       default:  // Date, Time, Timestamp, Binary: their saved text form
         PutText(v->Type(), v->GetSaveString(), bigEndian, out);
+        break;
+    }
+  }
+}
+
+void EncodeMerged(const RecordFields& stored, const RecordFields& changes, bool bigEndian, bool doubleSwap,
+                  std::vector<uint8_t>* out) {
+  // The merged fields, each taken from the record it comes from.
+  struct Pick {
+    const RecordFields* from;
+    size_t at;
+  };
+  std::vector<Pick> picks;
+  picks.reserve(stored.size() + changes.size());
+  for (size_t i = 0; i < stored.size(); ++i) picks.push_back({&stored, i});
+  for (size_t c = 0; c < changes.size(); ++c) {
+    const uint32_t id = changes[c].columnID;
+    auto same = std::find_if(picks.begin(), picks.end(), [id](const Pick& p) { return (*p.from)[p.at].columnID == id; });
+    if (changes[c].type == kTypeNone) {
+      if (same != picks.end()) picks.erase(same);
+    } else if (same != picks.end()) {
+      *same = {&changes, c};
+    } else {
+      picks.push_back({&changes, c});
+    }
+  }
+  PutCounted(static_cast<uint32_t>(picks.size()), out);
+  for (const Pick& p : picks) {
+    PutCounted((*p.from)[p.at].columnID, out);
+    out->push_back((*p.from)[p.at].type);
+  }
+  for (const Pick& p : picks) {
+    const StoredField& field = (*p.from)[p.at];
+    switch (field.type) {
+      case kTypeInteger:
+        PutNumber(static_cast<uint32_t>(field.integer), 4, bigEndian, out);
+        break;
+      case kTypeBoolean:
+        out->push_back(field.integer != 0 ? 1 : 0);
+        break;
+      case kTypeDouble:
+        PutDouble(field.number, bigEndian, doubleSwap, out);
+        break;
+      default:
+        PutText(field.type, p.from->Text(field), field.encoding, bigEndian, out);
         break;
     }
   }

@@ -66,4 +66,11 @@ bool IsStoredType(ParvexDataType type);
 void EncodeBody(const ParvexValueList& values, bool bigEndian, bool doubleSwap, bool removals,
                 std::vector<uint8_t>* out);
 
+// Appends to `out` the body of the record `stored` with a pending change
+// (decoded with its removal marks) merged in, the changes taken in order: a
+// value replaces the field of its column where it stands or, for a column
+// the record lacks, is appended; a removal mark drops the column's field.
+void EncodeMerged(const RecordFields& stored, const RecordFields& changes, bool bigEndian, bool doubleSwap,
+                  std::vector<uint8_t>* out);
+
 }  // namespace parvex

@@ -23,6 +23,8 @@ constexpr int64_t kMaxFileLength = std::numeric_limits<int32_t>::max();
 constexpr size_t kMapWriteBatch = 8192;
 // Body buffers larger than this are given back after use.
 constexpr size_t kKeptBodyCapacity = 1 << 20;
+// Appended records are written in pieces of about this size.
+constexpr size_t kAppendBuffer = 1 << 20;
 
 void CopyByteOrder(const RandomAccessMechanism& from, RandomAccessMechanism* to) {
   if (from.IsBigEndian()) {
@@ -91,7 +93,9 @@ ParvexStorage::ParvexStorage(std::unique_ptr<RandomAccessMechanism> dataFile,
   }
   // A map that points outside the records is a fault, not something a scan
   // may quietly replace: the data file may have lost the rows it lists.
-  if (mAccess == StorageAccess::kInspect && !mMapFile) return;
+  // A read-only file without a map (an index file, a file being checked) is
+  // walked record by record by its reader: a map would be built for nothing.
+  if (!Writable() && !mMapFile) return;
   if (!LoadRowPosMap() && !HasFault()) {
     // A stale or damaged map file, or records that no map file lists, must
     // be replaced at the next flush; an empty table with no map stays as is.
@@ -105,6 +109,9 @@ ParvexStorage::~ParvexStorage() { FlushToDisk(); }
 
 bool ParvexStorage::FlushToDisk() {
   if (!Writable()) return true;
+  FinishAppends();
+  std::vector<uint8_t>().swap(mAppends);
+  std::vector<std::pair<RowID, uint32_t>>().swap(mAppendedRows);
   // A storage with a fault may hold an incomplete map: the file keeps its own.
   if (mMapChanged && mMapFile && !HasFault()) SaveRowPosMap();
   mFile->FlushToDisk();
@@ -372,12 +379,6 @@ bool ParvexStorage::AddNewRecord(RowID rowID, const ParvexValueList& values) {
   return AppendEncodedRecord(rowID);
 }
 
-bool ParvexStorage::AddNewRecordBody(RowID rowID, const uint8_t* body, uint32_t length) {
-  mEncoded.assign(kRecordHeaderSize, 0);
-  mEncoded.insert(mEncoded.end(), body, body + length);
-  return AppendEncodedRecord(rowID);
-}
-
 bool ParvexStorage::WriteDataAt(uint32_t position, const void* bytes, uint32_t length) {
   if (!SeekData(position) || !mFile->WriteData(bytes, static_cast<int32_t>(length))) return false;
   mWindow.Patch(position, bytes, length);
@@ -396,9 +397,6 @@ bool ParvexStorage::WriteTagAt(uint32_t position, uint32_t tag) {
 
 bool ParvexStorage::UpdateRecord(const ParvexValueList& values) {
   if (!mHaveCurrent || !mCurrentLive) return false;
-  const uint32_t position = mCurrentPos;
-  const uint32_t end = mNextPos;
-  const RowID rowID = mCurrentRowID;
   OwnedValueList merged;
   if (!ReadRecordValues(merged.list)) return false;
   for (const ParvexValueWithID* v : values) {
@@ -415,15 +413,73 @@ bool ParvexStorage::UpdateRecord(const ParvexValueList& values) {
       merged.list.push_back(new ParvexValueWithID(*v));
     }
   }
-  const uint64_t needed = uint64_t{position} + kRecordHeaderSize + CalcSchemaAndDataSize(merged.list);
-  if (needed > end) {
+  EncodeRecord(merged.list);
+  return ReplaceCurrentRecord();
+}
+
+bool ParvexStorage::MergeIntoRow(RowID rowID, const RecordFields& changes) {
+  if (!GoToRowID(rowID, false) || mCurrentRowID != rowID || !mCurrentLive) return false;
+  if (!ReadRecordFields(&mFields)) return false;
+  mEncoded.assign(kRecordHeaderSize, 0);
+  EncodeMerged(mFields, changes, mFile->IsBigEndian(), mFile->IsDoubleSwap(), &mEncoded);
+  return ReplaceCurrentRecord();
+}
+
+bool ParvexStorage::ReplaceCurrentRecord() {
+  const uint32_t position = mCurrentPos;
+  const uint32_t end = mNextPos;
+  const RowID rowID = mCurrentRowID;
+  if (uint64_t{position} + mEncoded.size() > end) {
     // Too big for its room: append the new record first and only then retire
     // the old one, so a crash in between leaves a copy of the row.
-    if (!AddNewRecord(rowID, merged.list)) return false;
+    if (!AppendEncodedRecord(rowID)) return false;
     return WriteTagAt(position, kRecordTagDeleted);
   }
   uint32_t written = 0;
-  return WriteRecordBytes(position, rowID, merged.list, end, &written);
+  return WriteEncodedRecord(position, rowID, end, &written);
+}
+
+bool ParvexStorage::AppendRecordBody(RowID rowID, const uint8_t* body, uint32_t length) {
+  if (mAppends.size() + kRecordHeaderSize + length > kAppendBuffer && !FinishAppends()) return false;
+  if (mAppends.capacity() < kAppendBuffer) mAppends.reserve(kAppendBuffer);
+  const uint64_t position = uint64_t{mDataLength} + mAppends.size();
+  if (position < kFirstRecordOffset || position + kRecordHeaderSize + length > kMaxFileLength) {
+    HandleError(kStorageErrorWriteFailed);
+    return false;
+  }
+  // As for every append, the map file says "Drty" before the data file changes.
+  MarkRowPosMapDirty();
+  const uint32_t header[3] = {kRecordTagLive, rowID, length};
+  for (uint32_t field : header) {
+    for (int i = 0; i < 4; ++i) {
+      mAppends.push_back(static_cast<uint8_t>(field >> (mFile->IsBigEndian() ? 24 - 8 * i : 8 * i)));
+    }
+  }
+  mAppends.insert(mAppends.end(), body, body + length);
+  mAppendedRows.emplace_back(rowID, static_cast<uint32_t>(position));
+  return true;
+}
+
+bool ParvexStorage::AppendRecord(RowID rowID, const ParvexValueList& values) {
+  EncodeRecord(values);
+  return AppendRecordBody(rowID, mEncoded.data() + kRecordHeaderSize,
+                          static_cast<uint32_t>(mEncoded.size() - kRecordHeaderSize));
+}
+
+bool ParvexStorage::FinishAppends() {
+  if (mAppends.empty()) return true;
+  const bool ok = WriteDataAt(mDataLength, mAppends.data(), static_cast<uint32_t>(mAppends.size()));
+  ForgetCurrent();
+  if (ok) {
+    NoteDataEnd();
+    // The rows enter the map once their records are in the file.
+    for (const auto& [rowID, position] : mAppendedRows) mRowPos.AddItem(rowID, position);
+  } else {
+    HandleError(kStorageErrorWriteFailed);
+  }
+  mAppends.clear();
+  mAppendedRows.clear();
+  return ok;
 }
 
 bool ParvexStorage::DeleteRecord() {

@@ -34,14 +34,15 @@
 //   (other programs of this format leave such entries) and is dropped,
 //   once a scan has made sure the row has no live record elsewhere.
 // - A read-only storage (StorageAccess::kReadOnly, kInspect) never writes
-//   to either file; an inspecting one also prints no diagnostics, and
-//   without a map file it builds no map (its records are walked with
-//   GoToPosition): integrity checks and recovery read damaged files through
-//   it.
+//   to either file, and without a map file it builds no map: its records are
+//   walked (GoToFirstRecord/NextRecord, GoToPosition), and QtyRows is 0. An
+//   inspecting one also prints no diagnostics: integrity checks and recovery
+//   read damaged files through it.
 #pragma once
 
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "core/table.h"
@@ -162,13 +163,23 @@ class ParvexStorage {
   // Appends a record at the end of the data file and enters it in the map
   // (an ID already listed keeps its place). The values stay the caller's.
   bool AddNewRecord(RowID rowID, const ParvexValueList& values);
-  // The same for a body already encoded in the record format (in the data
-  // file's byte order).
-  bool AddNewRecordBody(RowID rowID, const uint8_t* body, uint32_t length);
   // Writes a record at `position` whose body ends at `end`. Values that do
   // not fit are refused (nothing written); true only when they fill the room
   // exactly (a shorter write leaves the rest untouched and returns false).
   bool WriteRecordAt(uint32_t position, RowID rowID, const ParvexValueList& values, uint32_t end);
+  // Appends a record for a body already encoded in the record format (in
+  // the data file's byte order), kept in a buffer that is written in large
+  // pieces: FinishAppends (or, when the buffer is full, a later
+  // AppendRecordBody) writes it, and only then are the rows in the map. No
+  // other operation may be used while appended records wait.
+  bool AppendRecordBody(RowID rowID, const uint8_t* body, uint32_t length);
+  // The same for values (which stay the caller's).
+  bool AppendRecord(RowID rowID, const ParvexValueList& values);
+  bool FinishAppends();
+  // Merges a pending change (a body decoded with its removal marks) into the
+  // live record of `rowID`, as UpdateRecord does with values. False when
+  // the row has no live record or a read or write failed.
+  bool MergeIntoRow(RowID rowID, const RecordFields& changes);
   // Merges the values into the current live record: same column ID replaces,
   // new columns are appended, NULL removes. A record that outgrows its room
   // moves to the end of the file (the old one becomes "Trsh").
@@ -183,7 +194,6 @@ class ParvexStorage {
   // The map's view of the rows.
   bool ContainsRow(RowID rowID) const { return mRowPos.Contains(rowID); }
   uint32_t RowPosition(RowID rowID) const { return mRowPos.Find(rowID); }
-  RowID RowIDAt(size_t place) const { return mRowPos.IDAt(place); }
   void GetRowIDs(SimpleVector<RowID>* ids) const { mRowPos.GetIDs(ids); }
 
   // The body size the values need (N, column entries, values, no extra room).
@@ -244,6 +254,9 @@ class ParvexStorage {
   bool WriteEncodedRecord(uint32_t position, RowID rowID, uint32_t end, uint32_t* written);
   // Appends the record in mEncoded and enters it in the map.
   bool AppendEncodedRecord(RowID rowID);
+  // Writes the record in mEncoded over the current record, or, when it
+  // outgrows the record's room, appends it and retires the old one.
+  bool ReplaceCurrentRecord();
   // Writes a whole record; `written` receives the end of the bytes written.
   bool WriteRecordBytes(uint32_t position, RowID rowID, const ParvexValueList& values, uint32_t end,
                         uint32_t* written);
@@ -274,6 +287,8 @@ class ParvexStorage {
   RecordFields mFields; // the body being decoded into a value list
   FileHandle mScratch;  // a batch of map pairs being encoded
   std::vector<uint8_t> mEncoded;  // a record being encoded
+  std::vector<uint8_t> mAppends;  // records appended after the data file's end, not yet written
+  std::vector<std::pair<RowID, uint32_t>> mAppendedRows;  // their rows and positions
 };
 
 }  // namespace parvex

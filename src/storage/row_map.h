@@ -9,20 +9,21 @@
 // - Every ID appears at most once, both in the map and in the ordered list.
 //   Setting the value of an ID that is already present keeps its place in the
 //   list; a removed ID leaves the list and the others keep their order.
-// - Removal, FindIndex and IDAt do not walk the list: each node remembers its
-//   slot in the list, a removed slot becomes a tombstone, a Fenwick tree over
-//   the slots counts the live ones before a slot, and the list is compacted
-//   (in order) once tombstones make up more than half of it.
+// - The nodes themselves are the ordered list: they are appended to pages of
+//   kPageNodes in the order of addition, and a node costs its ID, its value
+//   and one chain link, nothing more (a table of a million rows keeps its
+//   row positions in about 15 MB). A removed node stays in place, marked,
+//   until removed nodes make up more than half of the list; then the list is
+//   compacted (in order) and the chains rebuilt.
 // - Looking up an absent ID yields the map's "not found" value, given at
 //   construction.
-// - Node pointers returned by FindNode/AddItem stay valid until that node is
-//   removed (nodes live in a deque and are never moved).
+// - Node pointers returned by FindNode/AddItem stay valid until the next
+//   AddItem or RemoveItem.
 #pragma once
 
-#include <cassert>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -39,6 +40,9 @@ class RowMap {
   static constexpr size_t kMaxLoad = 2;
   // The multiplier of the bucket rule.
   static constexpr uint64_t kBucketFactor = 13;
+  // Nodes per page of the list (a power of two).
+  static constexpr uint32_t kPageBits = 12;
+  static constexpr uint32_t kPageNodes = 1u << kPageBits;
 
   class Node {
    public:
@@ -47,8 +51,7 @@ class RowMap {
 
    private:
     friend class RowMap;
-    uint32_t next = kNoNode;  // next node of the bucket chain (or of the free list)
-    uint32_t slot = 0;        // place in the insertion-order list, tombstones included
+    uint32_t next = kNoNode;  // next node of the bucket chain, or kRemoved
   };
 
   explicit RowMap(size_t requested = kDefaultSize, V notFound = V{}) : mNotFound(notFound) {
@@ -72,8 +75,10 @@ class RowMap {
   const V& NotFound() const { return mNotFound; }
 
   Node* FindNode(RowID id) {
-    for (uint32_t n = mHeads[Bucket(id)]; n != kNoNode; n = mNodes[n].next) {
-      if (mNodes[n].id == id) return &mNodes[n];
+    for (uint32_t n = mHeads[Bucket(id)]; n != kNoNode;) {
+      Node& node = At(n);
+      if (node.id == id) return &node;
+      n = node.next;
     }
     return nullptr;
   }
@@ -88,22 +93,28 @@ class RowMap {
   }
 
   // Find for a caller that asks for IDs in list order, forward or backward
-  // (a table scan): the list neighbours of the slot in `*hint` are tried
-  // before the bucket chain. `*hint` becomes the slot of `id` when found.
+  // (a table scan): the list neighbours of the place in `*hint` are tried
+  // before the bucket chain. `*hint` becomes the place of `id` when found.
   V FindNear(RowID id, size_t* hint) const {
+    RowMap& self = *const_cast<RowMap*>(this);
     const size_t at = *hint;
-    if (at + 1 < mList.size() && mList[at + 1] != kNoNode && mNodes[mList[at + 1]].id == id) {
-      *hint = at + 1;
-      return mNodes[mList[at + 1]].value;
+    for (const size_t n : {at + 1, at - 1}) {  // (at - 1 wraps past the end when at is 0)
+      if (n >= mNodes) continue;
+      const Node& node = self.At(static_cast<uint32_t>(n));
+      if (node.id == id && node.next != kRemoved) {
+        *hint = n;
+        return node.value;
+      }
     }
-    if (at > 0 && at - 1 < mList.size() && mList[at - 1] != kNoNode && mNodes[mList[at - 1]].id == id) {
-      *hint = at - 1;
-      return mNodes[mList[at - 1]].value;
+    for (uint32_t n = mHeads[Bucket(id)]; n != kNoNode;) {
+      const Node& node = self.At(n);
+      if (node.id == id) {
+        *hint = n;
+        return node.value;
+      }
+      n = node.next;
     }
-    const Node* node = FindNode(id);
-    if (!node) return mNotFound;
-    *hint = node->slot;
-    return node->value;
+    return mNotFound;
   }
 
   // Sets the value of `id`. A new ID is appended to the list; an ID already
@@ -113,77 +124,67 @@ class RowMap {
       existing->value = std::move(value);
       return existing;
     }
-    const uint32_t n = NewNode();
-    Node& node = mNodes[n];
-    node.id = id;
-    node.value = std::move(value);
-    node.slot = static_cast<uint32_t>(mList.size());
+    const uint32_t n = AppendNode(id, std::move(value));
     const size_t b = Bucket(id);
-    node.next = mHeads[b];
+    At(n).next = mHeads[b];
     mHeads[b] = n;
-    mList.push_back(n);
-    FenwickAppend();
     ++mCount;
     if (mCount > kMaxLoad * mHeads.size()) Rehash(GoodBinCount(2 * mCount));
-    return &node;
-  }
-
-  // The place of `id` in the insertion-order list (0 = first), or -1.
-  long FindIndex(RowID id) const {
-    const Node* node = FindNode(id);
-    return node ? static_cast<long>(LiveBefore(node->slot)) : -1;
-  }
-
-  // The ID at `place` of the insertion-order list (place < QtyItems()).
-  RowID IDAt(size_t place) const {
-    assert(place < mCount);
-    return mNodes[mList[SlotOfPlace(place)]].id;
+    return &At(n);
   }
 
   // Unlinks the node of `id` and takes the ID out of the list. False when absent.
   bool RemoveItem(RowID id) {
-    const size_t b = Bucket(id);
-    uint32_t* link = &mHeads[b];
-    while (*link != kNoNode && mNodes[*link].id != id) link = &mNodes[*link].next;
+    uint32_t* link = &mHeads[Bucket(id)];
+    while (*link != kNoNode && At(*link).id != id) link = &At(*link).next;
     if (*link == kNoNode) return false;
-    const uint32_t n = *link;
-    Node& node = mNodes[n];
+    Node& node = At(*link);
     *link = node.next;
-    mList[node.slot] = kNoNode;
-    FenwickAdd(node.slot, -1);
-    ++mTombstones;
+    node.next = kRemoved;
     node.value = V{};
-    node.next = mFreeNodes;
-    mFreeNodes = n;
     --mCount;
-    if (mTombstones * 2 > mList.size()) Compact();
+    ++mRemoved;
+    if (mRemoved * 2 > mNodes) Compact();
     return true;
   }
 
   // Empties the map and the list; the bucket count stays.
   void RemoveAll() {
     mHeads.assign(mHeads.size(), kNoNode);
-    mNodes.clear();
-    mList.clear();
-    mTree.assign(1, 0);
-    mFreeNodes = kNoNode;
+    mPages.clear();
+    mNodes = 0;
     mCount = 0;
-    mTombstones = 0;
+    mRemoved = 0;
   }
 
   // Rebuilds the bucket array for `n` rows (never for fewer than it holds).
   void Presize(size_t n) {
     Rehash(GoodBinCount(n > mCount ? n : mCount));
-    mList.reserve(n);
-    mTree.reserve(n + 1);
+    mPages.reserve((n + kPageNodes - 1) / kPageNodes);
   }
 
   // Calls f(id, value) for every item, in list order.
   template <typename F>
   void ForEach(F&& f) const {
-    for (uint32_t n : mList) {
-      if (n != kNoNode) f(mNodes[n].id, mNodes[n].value);
+    for (const auto& page : mPages) {
+      for (const Node& node : page) {
+        if (node.next != kRemoved) f(node.id, node.value);
+      }
     }
+  }
+
+  // Calls f(id, value) for every item, in list order, giving each page of
+  // the list back as soon as it was walked, and leaves the map empty. The
+  // map must not be used from `f`.
+  template <typename F>
+  void TakeEach(F&& f) {
+    for (auto& page : mPages) {
+      for (const Node& node : page) {
+        if (node.next != kRemoved) f(node.id, node.value);
+      }
+      std::vector<Node>().swap(page);
+    }
+    RemoveAll();
   }
 
   // Replaces `ids` with the IDs in list order.
@@ -195,6 +196,8 @@ class RowMap {
 
  private:
   static constexpr uint32_t kNoNode = 0xFFFFFFFFu;
+  static constexpr uint32_t kRemoved = 0xFFFFFFFEu;
+  static constexpr uint32_t kPageMask = kPageNodes - 1;
 
   static bool IsPrime(size_t n) {
     if (n < 2 || n == 13) return false;
@@ -207,87 +210,52 @@ class RowMap {
 
   size_t Bucket(RowID id) const { return static_cast<size_t>((kBucketFactor * id) % mHeads.size()); }
 
-  uint32_t NewNode() {
-    if (mFreeNodes != kNoNode) {
-      const uint32_t n = mFreeNodes;
-      mFreeNodes = mNodes[n].next;
-      mNodes[n] = Node();
-      return n;
+  Node& At(uint32_t n) { return mPages[n >> kPageBits][n & kPageMask]; }
+
+  uint32_t AppendNode(RowID id, V value) {
+    if (mPages.empty() || mPages.back().size() == kPageNodes) {
+      mPages.emplace_back();
+      // The first page grows with a small map; later ones are whole at once.
+      if (mPages.size() > 1) mPages.back().reserve(kPageNodes);
     }
-    assert(mNodes.size() < kNoNode);
-    mNodes.emplace_back();
-    return static_cast<uint32_t>(mNodes.size() - 1);
+    Node node;
+    node.id = id;
+    node.value = std::move(value);
+    mPages.back().push_back(std::move(node));
+    return static_cast<uint32_t>(mNodes++);
   }
 
   void Rehash(size_t bins) {
-    if (bins == mHeads.size()) return;
     mHeads.assign(bins, kNoNode);
-    for (uint32_t n : mList) {
-      if (n == kNoNode) continue;
-      const size_t b = Bucket(mNodes[n].id);
-      mNodes[n].next = mHeads[b];
+    for (uint32_t n = 0; n < mNodes; ++n) {
+      Node& node = At(n);
+      if (node.next == kRemoved) continue;
+      const size_t b = Bucket(node.id);
+      node.next = mHeads[b];
       mHeads[b] = n;
     }
   }
 
-  // Fenwick tree over the list slots (1-based): mTree[i] counts the live
-  // slots in (i - lowbit(i), i].
-  static size_t LowBit(size_t i) { return i & (~i + 1); }
-
-  size_t LiveBefore(size_t slot) const {  // live slots in [0, slot)
-    size_t sum = 0;
-    for (size_t i = slot; i > 0; i -= LowBit(i)) sum += mTree[i];
-    return sum;
-  }
-
-  void FenwickAdd(size_t slot, int delta) {
-    for (size_t i = slot + 1; i < mTree.size(); i += LowBit(i)) {
-      mTree[i] = static_cast<uint32_t>(static_cast<int64_t>(mTree[i]) + delta);
-    }
-  }
-
-  // Extends the tree by the slot just pushed onto the list (a live one).
-  void FenwickAppend() {
-    const size_t i = mList.size();
-    mTree.push_back(static_cast<uint32_t>(1 + LiveBefore(i - 1) - LiveBefore(i - LowBit(i))));
-  }
-
-  // The slot holding the live item at `place` (binary descent of the tree).
-  size_t SlotOfPlace(size_t place) const {
-    size_t pos = 0;
-    size_t remaining = place + 1;
-    size_t step = 1;
-    while (step * 2 < mTree.size()) step *= 2;
-    for (; step > 0; step /= 2) {
-      if (pos + step < mTree.size() && mTree[pos + step] < remaining) {
-        pos += step;
-        remaining -= mTree[pos];
-      }
-    }
-    return pos;  // 1-based position pos + 1, i.e. slot pos
-  }
-
-  // Drops the tombstones, keeping the order; every slot is live afterwards.
+  // Drops the removed nodes, keeping the order, and rebuilds the chains.
   void Compact() {
-    size_t out = 0;
-    for (uint32_t n : mList) {
-      if (n == kNoNode) continue;
-      mNodes[n].slot = static_cast<uint32_t>(out);
-      mList[out++] = n;
+    std::vector<std::vector<Node>> old;
+    old.swap(mPages);
+    mNodes = 0;
+    mRemoved = 0;
+    for (auto& page : old) {
+      for (Node& node : page) {
+        if (node.next != kRemoved) AppendNode(node.id, std::move(node.value));
+      }
+      std::vector<Node>().swap(page);
     }
-    mList.resize(out);
-    mTree.resize(out + 1);
-    for (size_t i = 1; i <= out; ++i) mTree[i] = static_cast<uint32_t>(LowBit(i));
-    mTombstones = 0;
+    Rehash(mHeads.size());
   }
 
   std::vector<uint32_t> mHeads;
-  std::deque<Node> mNodes;
-  std::vector<uint32_t> mList;         // node per slot, kNoNode for a tombstone
-  std::vector<uint32_t> mTree{0};      // Fenwick tree, index 0 unused
-  uint32_t mFreeNodes = kNoNode;
-  size_t mCount = 0;
-  size_t mTombstones = 0;
+  std::vector<std::vector<Node>> mPages;  // the nodes in list order, removed ones included
+  size_t mNodes = 0;                      // nodes in the pages
+  size_t mCount = 0;                      // live nodes
+  size_t mRemoved = 0;
   V mNotFound;
 };
 

@@ -531,25 +531,28 @@ bool ParvexTrans::Commit() {
   ForgetFetchedRow();
   ForgetPendingRow();
   RecordFields fields;
-  OwnedValueList values;
-  mChanges.ForEach([&](RowID id, bool stored, const uint8_t* body, uint32_t length) {
+  // Rows leave the pending set as they are written, so that the set and the
+  // rows' place in the storage's map are not held whole at the same time.
+  // New rows go out in large appends; anything else writes them first.
+  mChanges.Drain([&](RowID id, bool stored, const uint8_t* body, uint32_t length) {
     if (!stored) {
       // A stored row deleted and added again under its ID: the old record
       // goes first so that the new one is the row's only record.
       if (mDeletions.Contains(id)) {
+        ok = mStorage->FinishAppends() && ok;
         mStorage->RemoveRow(id);
         mDeletions.RemoveItem(id);
       }
       // The pending body is already in the record format.
-      ok = mStorage->AddNewRecordBody(id, body, length) && ok;
-    } else if (mStorage->GoToRowID(id, false) && mStorage->CurrentRowID() == id &&
-               !mStorage->IsCurrentDeleted()) {
-      mChanges.Read(id, &fields);
-      fields.ReadValues(values.list);
-      ok = mStorage->UpdateRecord(values.list) && ok;
+      ok = mStorage->AppendRecordBody(id, body, length) && ok;
+      return;
+    }
+    ok = mStorage->FinishAppends() && ok;
+    if (mStorage->GoToRowID(id, false) && mStorage->CurrentRowID() == id && !mStorage->IsCurrentDeleted()) {
+      ok = mChanges.Decode(body, length, &fields) && mStorage->MergeIntoRow(id, fields) && ok;
     }
   });
-  mChanges.Clear();
+  ok = mStorage->FinishAppends() && ok;
   mDeletions.ForEach([this](RowID id, uint8_t) { mStorage->RemoveRow(id); });
   mDeletions.RemoveAll();
   for (const auto& index : mDroppedIndexes) mFileAccess->DeleteFile(IndexFileName(*index));

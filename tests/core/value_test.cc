@@ -3,10 +3,14 @@
 // engine scripts (types.sql, expressions.sql).
 #include "core/value.h"
 
+#include "core/value_codec.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
+#include <string>
+#include <vector>
 
 namespace parvex {
 namespace {
@@ -56,6 +60,49 @@ TEST(ValueTest, CoerceToType) {
   date.CoerceToType(kTypeDate);
   EXPECT_EQ(date.Type(), kTypeDate);
   EXPECT_EQ(date.GetSaveString().view(), "2001-02-03");
+}
+
+// The in-memory encoding gives back type, NULL flag, payload and text
+// encoding, for values back to back; EncodedSize counts what it writes and
+// SkipEncodedValue steps over it.
+TEST(ValueTest, EncodingRoundTrips) {
+  const std::string longText(300, 'x');
+  const std::vector<ParvexValue> values = {
+      ParvexValue(), ParvexValue::Null(kTypeString), ParvexValue::Null(200), ParvexValue::Integer(0),
+      ParvexValue::Integer(-1), ParvexValue::Integer(63), ParvexValue::Integer(-64),
+      ParvexValue::Integer(std::numeric_limits<int32_t>::max()), ParvexValue::Integer(std::numeric_limits<int32_t>::min()),
+      ParvexValue::Boolean(true), ParvexValue::Double(-2.5), ParvexValue::String(string("", kEncodingUTF8)),
+      ParvexValue::String(string(longText, kEncodingUTF8)), ParvexValue::String(string("de", kEncodingDefault)),
+      ParvexValue::Text(kTypeBinary, string(std::string_view("a\0b", 3), kEncodingUTF16)),
+      ParvexValue::Text(kTypeDate, string("2001-02-03", kEncodingUTF8)), ParvexValue::Text(200, string("odd", 7))};
+  std::string bytes;
+  for (const ParvexValue& v : values) {
+    const size_t before = bytes.size();
+    EncodeValue(&bytes, &v);
+    EXPECT_EQ(bytes.size() - before, EncodedSize(&v));
+  }
+  size_t at = 0;
+  ParvexValue reused = ParvexValue::String("reused");
+  for (const ParvexValue& v : values) {
+    const size_t start = at;
+    const ParvexValue back = DecodeValue(ReadEncodedValue(bytes, &at));
+    size_t again = start;
+    DecodeValueInto(ReadEncodedValue(bytes, &again), &reused);
+    EXPECT_EQ(again, at);
+    size_t skipped = start;
+    SkipEncodedValue(bytes, &skipped);
+    EXPECT_EQ(skipped, at);
+    const ParvexValue* const decoded[] = {&back, &reused};
+    for (const ParvexValue* got : decoded) {
+      EXPECT_EQ(got->Type(), v.Type());
+      EXPECT_EQ(got->IsNull(), v.IsNull());
+      EXPECT_EQ(got->RawInteger(), v.RawInteger());
+      EXPECT_EQ(got->RawDouble(), v.RawDouble());
+      EXPECT_EQ(got->RawText().view(), v.RawText().view());
+      EXPECT_EQ(got->RawText().Encoding(), v.RawText().Encoding());
+    }
+  }
+  EXPECT_EQ(at, bytes.size());
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ ParvexValueList MakeRow(const std::vector<ParvexValue>& values) {
 void AddOwnedRow(ParvexTempTable& table, const std::vector<ParvexValue>& values,
                  std::unique_ptr<ParvexRecSet> source = nullptr) {
   ParvexValueList row = MakeRow(values);
-  table.AddRow(row, true, std::move(source));
+  table.AddRow(row, true, source.get());
 }
 
 std::string TextAt(const ParvexTempTable& table, RowID row, long column) {

@@ -61,6 +61,8 @@ TEST(CApiTest, BoundValuesRoundTripAndStatementsRunManyTimes) {
   EXPECT_EQ(select.ColumnName(1), "d");
   EXPECT_EQ(select.ColumnType(4), PARVEX_TYPE_DATE);
   EXPECT_EQ(select.Int(0), -2147483648LL);
+  EXPECT_EQ(select.Text(0), "-2147483648");
+  EXPECT_EQ(select.Text(1), "-1.5");
   EXPECT_EQ(select.Double(1), -1.5);
   EXPECT_EQ(select.Text(2), "it's Zoë");
   EXPECT_EQ(select.Text(4), "2001-02-03");
