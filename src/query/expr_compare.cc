@@ -115,7 +115,10 @@ const LikePattern& PExprCompareLike::Prepared(const ParvexValue& patternValue, c
     copy = patternValue.GetString();
     text = copy.view();
   }
-  if (!mPrepared || mPreparedEscape != escapeChar || mPreparedText != text) {
+  // (Compared byte by byte: a pattern is short, and this runs once per row.)
+  bool same = mPrepared && mPreparedEscape == escapeChar && mPreparedText.size() == text.size();
+  for (size_t i = 0; same && i < text.size(); ++i) same = mPreparedText[i] == text[i];
+  if (!same) {
     mPrepared = std::make_unique<LikePattern>(text, escapeChar);
     mPreparedText.assign(text);
     mPreparedEscape = escapeChar;

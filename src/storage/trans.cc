@@ -234,6 +234,10 @@ bool ParvexTrans::ReadColumn(RowID row, long columnID, ParvexValue* out) const {
     return true;
   }
   const auto place = static_cast<size_t>(i);
+  if (!IsTextType(mFetchedFields[place].type)) {  // a number is read as it is: no text to share
+    mFetchedFields.ReadValue(place, out);
+    return true;
+  }
   if (!mFetchedColumnRead[place]) {
     mFetchedFields.ReadValue(place, &mFetchedColumns[place]);
     mFetchedColumnRead[place] = 1;
