@@ -8,6 +8,7 @@
 #include <new>
 #include <random>
 #include <thread>
+#include <vector>
 
 #include "platform/journal_format.h"
 
@@ -16,6 +17,8 @@ namespace parvex {
 namespace {
 
 constexpr int64_t kPage = JournaledFile::kPageSize;
+// Pages read at once when reads go on page after page.
+constexpr size_t kReadAheadPages = 16;
 
 std::string DatabaseFileName(const std::string& path) { return "the database file " + path; }
 
@@ -257,6 +260,18 @@ bool JournaledFile::SetLength(int32_t length) {
 JournaledFile::CachedPage* JournaledFile::FetchPage(uint32_t number) {
   if (number == mLastNumber) return mLastPage;
   auto found = mPages.find(number);
+  if (found == mPages.end() && number == mLastLoaded + 1) {
+    // Reads that go on page after page take the next pages with them, in
+    // one read of the file.
+    const uint32_t count = ReadAheadCount(number);
+    if (count > 1) {
+      if (!LoadPages(number, count)) {
+        if (mInTransaction) mFailure.Note(LastError(), "reading " + DatabaseFileName(mPath));
+        return nullptr;
+      }
+      found = mPages.find(number);
+    }
+  }
   if (found == mPages.end()) {
     CachedPage page;
     page.bytes.reset(new (std::nothrow) uint8_t[kPageSize]);
@@ -272,6 +287,7 @@ JournaledFile::CachedPage* JournaledFile::FetchPage(uint32_t number) {
       return nullptr;
     }
     found = mPages.emplace(number, std::move(page)).first;
+    mLastLoaded = number;
   }
   mLastNumber = number;
   mLastPage = &found->second;
@@ -299,6 +315,41 @@ bool JournaledFile::LoadPage(uint32_t number, uint8_t* bytes) {
     if (const int error = mFile->Read(start, bytes, static_cast<size_t>(readable), &got)) return Fail(error);
   }
   std::memset(bytes + got, 0, kPageSize - got);
+  return true;
+}
+
+uint32_t JournaledFile::ReadAheadCount(uint32_t first) const {
+  // Pages of a hot journal are read one by one from it; a small cache
+  // takes few pages at a time.
+  if (!mHotPages.empty()) return 1;
+  const int64_t fileEnd = std::min(mReadableEnd, mFileSize);
+  const auto most = static_cast<uint32_t>(std::min<size_t>(kReadAheadPages, std::max<size_t>(1, mCacheLimit / 4)));
+  uint32_t count = 0;
+  while (count < most && static_cast<int64_t>(first + count) * kPage < fileEnd && !mPages.count(first + count)) {
+    ++count;
+  }
+  return count;
+}
+
+bool JournaledFile::LoadPages(uint32_t first, uint32_t count) {
+  const int64_t start = static_cast<int64_t>(first) * kPage;
+  const int64_t bytes = std::min<int64_t>(static_cast<int64_t>(count) * kPage, std::min(mReadableEnd, mFileSize) - start);
+  std::vector<uint8_t> staging(static_cast<size_t>(bytes));
+  size_t got = 0;
+  if (const int error = mFile->Read(start, staging.data(), staging.size(), &got)) return Fail(error);
+  // A short read leaves the pages it did not reach to be read one by one.
+  for (uint32_t i = 0; i < count && static_cast<size_t>(i) * kPageSize < got; ++i) {
+    const size_t at = static_cast<size_t>(i) * kPageSize;
+    const size_t filled = std::min<size_t>(kPageSize, got - at);
+    if (filled < kPageSize && at + filled < staging.size()) break;
+    CachedPage page;
+    page.bytes.reset(new (std::nothrow) uint8_t[kPageSize]);
+    if (!page.bytes) return true;  // the page that is needed is read on its own
+    std::memcpy(page.bytes.get(), staging.data() + at, filled);
+    std::memset(page.bytes.get() + filled, 0, kPageSize - filled);
+    mPages.emplace(first + i, std::move(page));
+    mLastLoaded = first + i;
+  }
   return true;
 }
 

@@ -8,7 +8,9 @@
 // moment leaves the committed state or, once the commit point has passed,
 // the new one. The layers above see an ordinary stream.
 //
-// How: bytes live in a cache of pages (kPageSize bytes each). The first time
+// How: bytes live in a cache of pages (kPageSize bytes each); when reads go
+// on page after page, the pages that follow are read with the one asked for
+// (up to 16 pages in one read of the file). The first time
 // a transaction changes a page that existed when it began, the page's
 // original bytes are queued for the rollback journal "<path>-journal"
 // (journal_format.h); pages beyond the original length need only the
@@ -118,6 +120,10 @@ class JournaledFile final : public RandomAccessMechanism {
   // The cache (journaled_file.cc).
   CachedPage* FetchPage(uint32_t number);
   bool LoadPage(uint32_t number, uint8_t* bytes);
+  // How many pages from `first` on may be read at once (uncached ones in the
+  // file, at most kReadAheadPages), and reading them into the cache.
+  uint32_t ReadAheadCount(uint32_t first) const;
+  bool LoadPages(uint32_t first, uint32_t count);
   // Marks a clean page changed, queueing its original for the journal.
   void MakeDirty(uint32_t number, CachedPage& page);
   bool TrimCache();
@@ -153,6 +159,7 @@ class JournaledFile final : public RandomAccessMechanism {
 
   std::unordered_map<uint32_t, CachedPage> mPages;
   uint32_t mLastNumber = UINT32_MAX;  // the page last fetched, for small transfers
+  uint32_t mLastLoaded = UINT32_MAX - 1;  // the page last read from the file
   CachedPage* mLastPage = nullptr;
   size_t mDirtyPages = 0;
 

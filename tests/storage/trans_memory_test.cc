@@ -135,8 +135,9 @@ TEST(TransMemoryTest, AnOpenTableHoldsItsRowMapAndOneRecord) {
   gPeakBytes.store(beforeSecond);
   scan();
   EXPECT_LT(gPeakBytes.load() - beforeSecond, 64u << 10);
-  // (The cache may hold fewer pages after the pass than before it.)
-  EXPECT_LT(static_cast<int64_t>(gLiveBytes.load() - beforeSecond), int64_t{4} << 10);
+  // (The cache may hold fewer pages after the pass than before it, or the
+  // few more that reading ahead brings in.)
+  EXPECT_LT(static_cast<int64_t>(gLiveBytes.load() - beforeSecond), int64_t{12} << 10);
   EXPECT_EQ(table->recordDecodes, 2ul * kRows);
 }
 
