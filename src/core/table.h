@@ -18,6 +18,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include "core/status.h"
@@ -77,6 +78,11 @@ class ParvexTable {
   virtual void GetRowIDs(SimpleVector<RowID>* ids) const = 0;
   // False when the row or the column does not exist.
   virtual bool GetValue(RowID row, long column, ParvexValue* out) const = 0;
+  // For a reader that only looks at a String's bytes: true, with `text` on
+  // the bytes (valid until the table's next read), when the row's value of
+  // the column is a non-NULL String the table can show in place. False
+  // means "use GetValue" (it says nothing about the row or the value).
+  virtual bool PeekString(RowID, long, std::string_view*) const { return false; }
   // Returns the new row's ID, or kInvalidRowID when the row is refused.
   virtual RowID AddRow(ParvexValueList& values, bool takeOwnership);
   virtual void UpdateRow(RowID row, ParvexValueList& values, bool takeOwnership);

@@ -3,6 +3,7 @@
 #include "query/column_hash.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 namespace parvex {
@@ -11,7 +12,7 @@ ColumnHash::ColumnHash(const ParvexTable& table, long column, const SimpleVector
     : mTable(table), mColumn(column), mScan(scan) {}
 
 void ColumnHash::Build(const std::vector<EqualityKey>& keys) {
-  std::vector<Buckets*> wanted(kRowClassCount, nullptr);
+  std::array<Buckets*, kRowClassCount> wanted{};
   std::array<KeyReading, kRowClassCount> readings{};
   bool any = false;
   for (const EqualityKey& key : keys) {
@@ -46,6 +47,7 @@ void ColumnHash::Build(const std::vector<EqualityKey>& keys) {
     }
     const auto c = static_cast<size_t>(ClassOf(value));
     mClasses[p] = static_cast<uint8_t>(c);
+    mPresent |= 1u << c;
     if (!wanted[c]) continue;
     ReadKey(value, readings[c], &key);
     ids[c].push_back(wanted[c]->keys.Intern(key));
@@ -68,7 +70,8 @@ void ColumnHash::Build(const std::vector<EqualityKey>& keys) {
 }
 
 void ColumnHash::Candidates(const ParvexValue& value, bool columnOnLeft, std::vector<uint32_t>* positions) {
-  EqualityKeys(value, columnOnLeft, &mKeys);
+  // Once the rows are classified, classes the column does not hold need no key.
+  EqualityKeys(value, columnOnLeft, &mKeys, mClassified ? mPresent : kAllRowClasses);
   // A class can need a second reading only after its first was built: build
   // until every key's buckets exist (at most one round per reading).
   for (bool missing = true; missing;) {

@@ -62,6 +62,7 @@ class ColumnHash {
   const SimpleVector<RowID>& mScan;
   bool mClassified = false;
   std::vector<uint8_t> mClasses;  // per scan position
+  unsigned mPresent = 0;          // the classes of the rows (bit 1 << class)
   std::vector<uint32_t> mUnreadable;
   std::array<Buckets, kRowClassCount * kKeyReadingCount> mBuckets;
   std::vector<EqualityKey> mKeys;  // scratch

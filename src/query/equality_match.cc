@@ -52,36 +52,41 @@ void ReadKey(const ParvexValue& value, KeyReading reading, std::string* key) {
   }
 }
 
-void EqualityKeys(const ParvexValue& value, bool columnOnLeft, std::vector<EqualityKey>* keys) {
+void EqualityKeys(const ParvexValue& value, bool columnOnLeft, std::vector<EqualityKey>* keys, unsigned classes) {
   keys->clear();
-  auto add = [keys](RowClass rowClass, KeyReading reading, std::string key) {
-    keys->push_back({rowClass, reading, std::move(key)});
+  // Keys are made only for the classes asked for (a key's bytes may cost a
+  // conversion of the value).
+  auto add = [keys, classes](RowClass rowClass, KeyReading reading, auto makeKey) {
+    if ((classes >> static_cast<unsigned>(rowClass)) & 1) keys->push_back({rowClass, reading, makeKey()});
   };
-  std::string text;
+  auto truth = [&value]() { return IntegerKey(Truth(value)); };
+  auto number = [&value]() { return IntegerKey(value.GetInteger()); };
+  auto text = [&value]() {
+    std::string key;
+    ReadKey(value, KeyReading::kText, &key);
+    return key;
+  };
   const bool valueIsBoolean = value.Type() == kTypeBoolean;
 
   if (columnOnLeft) {
     // A Boolean column value: integer domain, the value coerced.
-    const std::string truth = IntegerKey(Truth(value));
     add(RowClass::kBoolean, KeyReading::kInteger, truth);
     add(RowClass::kNullBoolean, KeyReading::kInteger, truth);
     if (valueIsBoolean) {
       // Text column values compare as texts after both become Booleans:
       // "TRUE"/"FALSE" against the value's text, which is "NULL" for a NULL.
-      if (!value.IsNull()) add(RowClass::kText, KeyReading::kTruth, IntegerKey(value.GetInteger()));
+      if (!value.IsNull()) add(RowClass::kText, KeyReading::kTruth, number);
       // Other column values: integer domain, both Booleans.
-      add(RowClass::kOther, KeyReading::kTruth, IntegerKey(value.GetInteger()));
+      add(RowClass::kOther, KeyReading::kTruth, number);
       return;
     }
-    ReadKey(value, KeyReading::kText, &text);
     add(RowClass::kText, KeyReading::kText, text);
-    add(RowClass::kOther, KeyReading::kInteger, IntegerKey(value.GetInteger()));
+    add(RowClass::kOther, KeyReading::kInteger, number);
     return;
   }
 
   // The value is the left operand: its type picks the domain.
   if (valueIsBoolean) {
-    const std::string number = IntegerKey(value.GetInteger());
     add(RowClass::kBoolean, KeyReading::kInteger, number);
     add(RowClass::kNullBoolean, KeyReading::kInteger, number);
     add(RowClass::kText, KeyReading::kTruth, number);
@@ -91,16 +96,13 @@ void EqualityKeys(const ParvexValue& value, bool columnOnLeft, std::vector<Equal
   if (ComparesAsText(value.Type())) {
     // A Boolean column value reads "TRUE"/"FALSE" (never equal to the coerced
     // value's text when it is a NULL Boolean, which reads "NULL").
-    add(RowClass::kBoolean, KeyReading::kInteger, IntegerKey(Truth(value)));
-    ReadKey(value, KeyReading::kText, &text);
+    add(RowClass::kBoolean, KeyReading::kInteger, truth);
     add(RowClass::kText, KeyReading::kText, text);
     add(RowClass::kOther, KeyReading::kText, text);
     return;
   }
-  const std::string truth = IntegerKey(Truth(value));
   add(RowClass::kBoolean, KeyReading::kInteger, truth);
   add(RowClass::kNullBoolean, KeyReading::kInteger, truth);
-  const std::string number = IntegerKey(value.GetInteger());
   add(RowClass::kText, KeyReading::kInteger, number);
   add(RowClass::kOther, KeyReading::kInteger, number);
 }

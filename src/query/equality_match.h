@@ -48,7 +48,10 @@ struct EqualityKey {
 };
 
 // The keys under which the rows that compare equal to `value` are found.
-// `columnOnLeft` tells the comparison's operand order.
-void EqualityKeys(const ParvexValue& value, bool columnOnLeft, std::vector<EqualityKey>* keys);
+// `columnOnLeft` tells the comparison's operand order; `classes` (bit
+// 1 << class) limits the list to the row classes a column holds.
+constexpr unsigned kAllRowClasses = (1u << kRowClassCount) - 1;
+void EqualityKeys(const ParvexValue& value, bool columnOnLeft, std::vector<EqualityKey>* keys,
+                  unsigned classes = kAllRowClasses);
 
 }  // namespace parvex

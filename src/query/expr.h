@@ -8,6 +8,8 @@
 // decide what unknown means. A node owns its children.
 #pragma once
 
+#include <string_view>
+
 #include "core/table.h"
 #include "core/value.h"
 #include "platform/parvex_string.h"
@@ -55,6 +57,13 @@ class ParvexExpr {
   virtual long ChooseWildcardTable(const ParvexRecSet* recSet, bool* usable) const = 0;
   virtual bool Valid() const { return true; }
   virtual bool HasAggregate() const { return false; }
+  // For a reader that only looks at a String's bytes: true, with `text` on
+  // the bytes (valid until the next read of the same table), when the node
+  // is a column reference whose value is a non-NULL String its table can
+  // show in place. False means "use Evaluate" and says nothing else.
+  virtual bool PeekString(const ParvexEvalContext&, std::string_view*) const { return false; }
+  // The value of a constant node, or null for any other node.
+  virtual const ParvexValue* ConstantValue() const { return nullptr; }
 
   // Evaluates with no record set, group or tables (constants and functions of constants).
   bool EvaluateInIsolation(ParvexValue* out, ParvexDatabase* database) const;

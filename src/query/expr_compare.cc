@@ -106,8 +106,39 @@ PExprCompareLike::PExprCompareLike(ParvexExprPtr v, ParvexExprPtr p, ParvexExprP
 
 PExprCompareLike::~PExprCompareLike() = default;
 
+const LikePattern& PExprCompareLike::Prepared(const ParvexValue& patternValue, char escapeChar) const {
+  string copy;  // the text of a pattern that is not a String
+  std::string_view text;
+  if (patternValue.Type() == kTypeString && !patternValue.IsNull()) {
+    text = patternValue.RawText().view();
+  } else {
+    copy = patternValue.GetString();
+    text = copy.view();
+  }
+  // (Compared byte by byte: a pattern is short, and this runs once per row.)
+  bool same = mPrepared && mPreparedEscape == escapeChar && mPreparedText.size() == text.size();
+  for (size_t i = 0; same && i < text.size(); ++i) same = mPreparedText[i] == text[i];
+  if (!same) {
+    mPrepared = std::make_unique<LikePattern>(text, escapeChar);
+    mPreparedText.assign(text);
+    mPreparedEscape = escapeChar;
+  }
+  return *mPrepared;
+}
+
 bool PExprCompareLike::Evaluate(const ParvexEvalContext& context, ParvexValue* out) const {
-  if (!value || !pattern || !value->Evaluate(context, out)) return false;
+  if (!value || !pattern) return false;
+  // A stored String against a constant pattern without ESCAPE (the usual
+  // scan) is matched where the text lies, without copying it out.
+  if (!escape) {
+    const ParvexValue* constant = pattern->ConstantValue();
+    std::string_view text;
+    if (constant && value->PeekString(context, &text)) {
+      out->SetInteger(Prepared(*constant, 0).Matches(text) ? 1 : 0);
+      return true;
+    }
+  }
+  if (!value->Evaluate(context, out)) return false;
   ParvexValue patternValue;
   if (!pattern->Evaluate(context, &patternValue)) return false;
   char escapeChar = 0;
@@ -118,14 +149,9 @@ bool PExprCompareLike::Evaluate(const ParvexEvalContext& context, ParvexValue* o
     if (escapeText.length() != 1) return false;  // the escape must be exactly one character
     escapeChar = escapeText.data()[0];
   }
-  const string patternText = patternValue.GetString();
-  if (!mPrepared || mPreparedEscape != escapeChar || mPreparedText != patternText.view()) {
-    mPrepared = std::make_unique<LikePattern>(patternText.view(), escapeChar);
-    mPreparedText.assign(patternText.view());
-    mPreparedEscape = escapeChar;
-  }
-  const bool match = out->Type() == kTypeString && !out->IsNull() ? mPrepared->Matches(out->RawText().view())
-                                                                  : mPrepared->Matches(out->GetString().view());
+  const LikePattern& prepared = Prepared(patternValue, escapeChar);
+  const bool match = out->Type() == kTypeString && !out->IsNull() ? prepared.Matches(out->RawText().view())
+                                                                  : prepared.Matches(out->GetString().view());
   out->SetInteger(match ? 1 : 0);
   return true;
 }

@@ -45,6 +45,7 @@ class PExprConstant : public ParvexExpr {
   bool Evaluate(const ParvexEvalContext& context, ParvexValue* out) const override;
   string Description() const override;
   long ChooseWildcardTable(const ParvexRecSet* recSet, bool* usable) const override;
+  const ParvexValue* ConstantValue() const override { return &value; }
 
   ParvexValue value;
 };
@@ -56,9 +57,14 @@ class PExprField : public ParvexExpr {
   bool Evaluate(const ParvexEvalContext& context, ParvexValue* out) const override;
   string Description() const override;
   long ChooseWildcardTable(const ParvexRecSet* recSet, bool* usable) const override;
+  bool PeekString(const ParvexEvalContext& context, std::string_view* text) const override;
 
   long table;
   long column;
+
+ private:
+  // The source table and row the field reads in `context`, or null.
+  const ParvexTable* Source(const ParvexEvalContext& context, RowID* row) const;
 };
 
 class PExprMath : public ParvexExpr {
@@ -108,6 +114,8 @@ class PExprCompareLike : public ParvexExpr {
   // The pattern last matched, prepared once and reused while the pattern
   // text and escape character stay the same (a constant pattern is read
   // once per statement, not once per row).
+  const LikePattern& Prepared(const ParvexValue& patternValue, char escapeChar) const;
+
   mutable std::unique_ptr<LikePattern> mPrepared;
   mutable std::string mPreparedText;
   mutable char mPreparedEscape = 0;

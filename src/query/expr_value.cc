@@ -35,20 +35,30 @@ ParvexDataType PExprField::GetType(const SimpleVector<ParvexTable*>& tables) con
   return info ? info->Type() : kTypeNone;
 }
 
-bool PExprField::Evaluate(const ParvexEvalContext& context, ParvexValue* out) const {
+const ParvexTable* PExprField::Source(const ParvexEvalContext& context, RowID* row) const {
   // Over a group (aggregate evaluation) a field reads the group's first row.
   const ParvexRecSet* recSet = context.recSet;
   if (!recSet) {
-    if (!context.group || context.group->empty()) return false;
+    if (!context.group || context.group->empty()) return nullptr;
     recSet = (*context.group)[0];
   }
-  if (!recSet || !context.tables || table < 0) return false;
+  if (!recSet || !context.tables || table < 0) return nullptr;
   const size_t t = static_cast<size_t>(table);
-  if (t >= recSet->size() || t >= context.tables->size()) return false;
-  const RowID row = (*recSet)[t];
-  const ParvexTable* source = (*context.tables)[t];
-  if (row == kInvalidRowID || !source) return false;
-  return source->GetValue(row, column, out);
+  if (t >= recSet->size() || t >= context.tables->size()) return nullptr;
+  *row = (*recSet)[t];
+  return *row == kInvalidRowID ? nullptr : (*context.tables)[t];
+}
+
+bool PExprField::Evaluate(const ParvexEvalContext& context, ParvexValue* out) const {
+  RowID row = kInvalidRowID;
+  const ParvexTable* source = Source(context, &row);
+  return source && source->GetValue(row, column, out);
+}
+
+bool PExprField::PeekString(const ParvexEvalContext& context, std::string_view* text) const {
+  RowID row = kInvalidRowID;
+  const ParvexTable* source = Source(context, &row);
+  return source && source->PeekString(row, column, text);
 }
 
 string PExprField::Description() const {

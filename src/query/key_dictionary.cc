@@ -11,6 +11,9 @@ namespace {
 
 constexpr size_t kInitialSlots = 16;
 constexpr size_t kInlineBytes = 8;
+// Short keys that differ only in these low bits share a group of slots.
+constexpr unsigned kGroupBits = 3;
+constexpr uint64_t kGroupMask = (uint64_t{1} << kGroupBits) - 1;
 
 }  // namespace
 
@@ -22,7 +25,15 @@ uint64_t KeyDictionary::WordOf(std::string_view key) {
 }
 
 uint64_t KeyDictionary::Hash(std::string_view key, uint64_t word) {
-  if (key.size() <= kInlineBytes) return MixHash(word ^ (uint64_t{key.size()} << 56));
+  if (key.size() <= kInlineBytes) {
+    // Short keys are mostly integers, and integers mostly come in runs
+    // (consecutive IDs, a join column read in table order). Keys that differ
+    // only in their lowest bits share one group of slots, at distinct places
+    // within it, so a run of keys touches a few cache lines instead of one
+    // per key; the group itself is placed by the full mix.
+    const uint64_t group = MixHash((word >> kGroupBits) ^ (uint64_t{key.size()} << 56));
+    return (group & ~kGroupMask) | ((word ^ group) & kGroupMask);
+  }
   uint64_t h = 0x9e3779b97f4a7c15ULL ^ key.size();
   size_t i = 0;
   for (; i + 8 <= key.size(); i += 8) {

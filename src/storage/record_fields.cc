@@ -17,36 +17,40 @@ constexpr uint32_t kCountedStep = 254;
 constexpr uint32_t kMinValueSize = 3;
 
 // Reads a body front to back; every read checks the bytes that are left.
+// (Inline and branch-light: a table scan decodes one body per row.)
 class BodyReader {
  public:
-  BodyReader(const uint8_t* bytes, uint32_t size, bool bigEndian) : mBytes(bytes), mSize(size), mBig(bigEndian) {}
+  BodyReader(const uint8_t* bytes, uint32_t size) : mAt(bytes), mEnd(bytes + size), mBegin(bytes) {}
 
-  uint32_t Position() const { return mAt; }
-  uint32_t Left() const { return mSize - mAt; }
+  uint32_t Position() const { return static_cast<uint32_t>(mAt - mBegin); }
+  uint32_t Left() const { return static_cast<uint32_t>(mEnd - mAt); }
   bool Byte(uint8_t* b) {
-    if (mAt >= mSize) return false;
-    *b = mBytes[mAt++];
+    if (mAt == mEnd) return false;
+    *b = *mAt++;
     return true;
   }
-  bool U32(uint32_t* v) {
-    uint64_t raw = 0;
-    if (!Raw(4, mBig, &raw)) return false;
-    *v = static_cast<uint32_t>(raw);
-    return true;
-  }
-  bool Raw(uint32_t n, bool bigEndian, uint64_t* v) {
+  // n (4 or 8) bytes as a number in the given byte order.
+  template <uint32_t n>
+  bool Raw(bool bigEndian, uint64_t* v) {
     if (Left() < n) return false;
     uint64_t value = 0;
-    for (uint32_t i = 0; i < n; ++i) {
-      const uint64_t b = mBytes[mAt + (bigEndian ? i : n - 1 - i)];
-      value = (value << 8) | b;
-    }
+    for (uint32_t i = 0; i < n; ++i) value = (value << 8) | mAt[bigEndian ? i : n - 1 - i];
     mAt += n;
     *v = value;
     return true;
   }
+  bool U32(bool bigEndian, uint32_t* v) {
+    uint64_t raw = 0;
+    if (!Raw<4>(bigEndian, &raw)) return false;
+    *v = static_cast<uint32_t>(raw);
+    return true;
+  }
   // A counted integer; false at the end or when it passes 32 bits.
   bool Counted(uint32_t* v) {
+    if (mAt != mEnd && *mAt != kCountedRunByte) {  // the usual one-byte number
+      *v = *mAt++;
+      return true;
+    }
     uint64_t sum = 0;
     uint8_t b = 0;
     for (;;) {
@@ -67,44 +71,50 @@ class BodyReader {
   }
 
  private:
-  const uint8_t* mBytes;
-  uint32_t mSize;
-  uint32_t mAt = 0;
-  bool mBig;
+  const uint8_t* mAt;
+  const uint8_t* mEnd;
+  const uint8_t* mBegin;
 };
+
+constexpr uint32_t kStoredTypes = (1u << kTypeInteger) | (1u << kTypeString) | (1u << kTypeBoolean) |
+                                   (1u << kTypeDouble) | (1u << kTypeDate) | (1u << kTypeTime) |
+                                   (1u << kTypeTimestamp) | (1u << kTypeBinary);
+
+bool StoredType(ParvexDataType type) { return type < 32 && ((kStoredTypes >> type) & 1) != 0; }
 
 }  // namespace
 
-bool IsStoredType(ParvexDataType type) {
-  return type == kTypeInteger || type == kTypeString || type == kTypeBoolean || type == kTypeDouble ||
-         type == kTypeDate || type == kTypeTime || type == kTypeTimestamp || type == kTypeBinary;
-}
+bool IsStoredType(ParvexDataType type) { return StoredType(type); }
 
 bool RecordFields::Decode(const uint8_t* body, uint32_t size, bool bigEndian, bool doubleSwap, bool removals) {
-  mFields.clear();
+  mCount = 0;
   mBody.assign(body, body + size);
-  BodyReader in(mBody.data(), size, bigEndian);
+  BodyReader in(mBody.data(), size);
   uint32_t count = 0;
   // (A removal mark has no payload: a column ID and a type byte.)
   const uint32_t smallest = removals ? kMinValueSize - 1 : kMinValueSize;
   if (!in.Counted(&count) || count > in.Left() / smallest) return false;
-  mFields.resize(count);
-  for (StoredField& field : mFields) {
+  // The entries are kept from body to body (a scan decodes one per row);
+  // every member a field's type reads is written below.
+  if (mFields.size() < count) mFields.resize(count);
+  StoredField* const fields = mFields.data();
+  for (uint32_t i = 0; i < count; ++i) {
+    StoredField& field = fields[i];
     uint8_t type = 0;
-    if (!in.Counted(&field.columnID) || !in.Byte(&type) || !(IsStoredType(type) || (removals && type == kTypeNone))) {
-      mFields.clear();
+    if (!in.Counted(&field.columnID) || !in.Byte(&type) || !(StoredType(type) || (removals && type == kTypeNone))) {
       return false;
     }
     field.type = type;
   }
-  bool ok = true;
-  for (StoredField& field : mFields) {
+  for (uint32_t i = 0; i < count; ++i) {
+    StoredField& field = fields[i];
     uint64_t raw = 0;
+    bool ok = true;
     switch (field.type) {
       case kTypeNone:
         break;
       case kTypeInteger:
-        ok = in.Raw(4, bigEndian, &raw);
+        ok = in.Raw<4>(bigEndian, &raw);
         field.integer = static_cast<int32_t>(static_cast<uint32_t>(raw));
         break;
       case kTypeBoolean: {
@@ -114,28 +124,27 @@ bool RecordFields::Decode(const uint8_t* body, uint32_t size, bool bigEndian, bo
         break;
       }
       case kTypeDouble:
-        ok = in.Raw(8, bigEndian && doubleSwap, &raw);
+        ok = in.Raw<8>(bigEndian && doubleSwap, &raw);
         std::memcpy(&field.number, &raw, sizeof raw);
         break;
       default: {  // String (which also stores its encoding) and the text forms
         uint32_t room = 0;
-        ok = in.U32(&room) && in.U32(&field.textLength) &&
-             (field.type != kTypeString || in.U32(&field.encoding)) && field.textLength <= room;
+        field.encoding = kEncodingDefault;
+        ok = in.U32(bigEndian, &room) && in.U32(bigEndian, &field.textLength) &&
+             (field.type != kTypeString || in.U32(bigEndian, &field.encoding)) && field.textLength <= room;
         field.textOffset = in.Position();
         ok = ok && in.Skip(room);
         break;
       }
     }
-    if (!ok) {
-      mFields.clear();
-      return false;
-    }
+    if (!ok) return false;
   }
+  mCount = count;
   return true;
 }
 
 long RecordFields::Find(uint32_t columnID) const {
-  for (size_t i = 0; i < mFields.size(); ++i) {
+  for (size_t i = 0; i < mCount; ++i) {
     if (mFields[i].columnID == columnID) return static_cast<long>(i);
   }
   return -1;
@@ -163,13 +172,13 @@ void RecordFields::ReadValue(size_t i, ParvexValue* out) const {
 }
 
 void RecordFields::ReadValues(ParvexValueList& values) const {
-  while (values.size() > mFields.size()) {
+  while (values.size() > mCount) {
     delete values.back();
     values.RemoveAt(values.size() - 1);
   }
-  values.reserve(mFields.size());
-  while (values.size() < mFields.size()) values.push_back(new ParvexValueWithID());
-  for (size_t i = 0; i < mFields.size(); ++i) {
+  values.reserve(mCount);
+  while (values.size() < mCount) values.push_back(new ParvexValueWithID());
+  for (size_t i = 0; i < mCount; ++i) {
     ReadValue(i, values[i]);
     values[i]->id = static_cast<long>(mFields[i].columnID);
   }

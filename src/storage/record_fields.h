@@ -36,9 +36,9 @@ class RecordFields {
   // With `removals`, a type byte kTypeNone (no payload) is accepted too: a
   // pending change's mark that removes its column from the stored record.
   bool Decode(const uint8_t* body, uint32_t size, bool bigEndian, bool doubleSwap, bool removals = false);
-  void Clear() { mFields.clear(); }
+  void Clear() { mCount = 0; }
 
-  size_t size() const { return mFields.size(); }
+  size_t size() const { return mCount; }
   const StoredField& operator[](size_t i) const { return mFields[i]; }
   // The place of the field of a column ID, or -1.
   long Find(uint32_t columnID) const;
@@ -53,7 +53,8 @@ class RecordFields {
 
  private:
   std::vector<uint8_t> mBody;
-  std::vector<StoredField> mFields;
+  std::vector<StoredField> mFields;  // the first mCount are this body's (the rest are kept for reuse)
+  size_t mCount = 0;
 };
 
 // Whether a type byte names a type that records store.

@@ -232,7 +232,7 @@ bool ParvexStorage::NextRecord() {
 }
 
 bool ParvexStorage::GoToRowID(RowID rowID, bool skipDeleted) {
-  const uint32_t position = mRowPos.Find(rowID);
+  const uint32_t position = mRowPos.FindNear(rowID, &mMapHint);
   if (position == kNoRecordPosition) return false;
   if (mHaveCurrent && mCurrentLive && mCurrentRowID == rowID && mCurrentPos == position) return true;
   uint32_t tag = 0;

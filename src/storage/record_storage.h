@@ -273,6 +273,7 @@ class ParvexStorage {
   bool mCurrentLive = false;
   uint32_t mDataLength = 0;  // the data file's length, kept as the storage writes
   RowMap<uint32_t> mRowPos{RowMap<uint32_t>::kDefaultSize, kNoRecordPosition};
+  size_t mMapHint = 0;  // the map slot GoToRowID found last (scans go row by row)
   bool mMapChanged = false;
   bool mMapFromFile = false;  // the map was loaded from its file, not rebuilt
   bool mMapProven = true;     // every entry leads to its row's record

@@ -92,6 +92,31 @@ class RowMap {
     return node ? node->value : mNotFound;
   }
 
+  // Find for a caller that asks for IDs in list order, forward or backward
+  // (a table scan): the list neighbours of the place in `*hint` are tried
+  // before the bucket chain. `*hint` becomes the place of `id` when found.
+  V FindNear(RowID id, size_t* hint) const {
+    RowMap& self = *const_cast<RowMap*>(this);
+    const size_t at = *hint;
+    for (const size_t n : {at + 1, at - 1}) {  // (at - 1 wraps past the end when at is 0)
+      if (n >= mNodes) continue;
+      const Node& node = self.At(static_cast<uint32_t>(n));
+      if (node.id == id && node.next != kRemoved) {
+        *hint = n;
+        return node.value;
+      }
+    }
+    for (uint32_t n = mHeads[Bucket(id)]; n != kNoNode;) {
+      const Node& node = self.At(n);
+      if (node.id == id) {
+        *hint = n;
+        return node.value;
+      }
+      n = node.next;
+    }
+    return mNotFound;
+  }
+
   // Sets the value of `id`. A new ID is appended to the list; an ID already
   // present keeps its place.
   Node* AddItem(RowID id, V value) {

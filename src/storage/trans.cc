@@ -179,10 +179,16 @@ bool ParvexTrans::FetchStoredRow(RowID row) const {
   // Column IDs come from the counter and are stored once each: anything
   // else is a damaged record whose values would land in the wrong columns.
   const size_t count = mFetchedFields.size();
+  uint64_t seen = 0;  // the IDs below 64 met so far (the usual case, without a second loop)
   for (size_t i = 0; i < count; ++i) {
     const uint32_t id = mFetchedFields[i].columnID;
     bool repeated = false;
-    for (size_t j = 0; j < i && !repeated; ++j) repeated = mFetchedFields[j].columnID == id;
+    if (id < 64) {
+      repeated = (seen >> id) & 1;
+      seen |= uint64_t{1} << id;
+    } else {
+      for (size_t j = 0; j < i && !repeated; ++j) repeated = mFetchedFields[j].columnID == id;
+    }
     if (id == kRowIDColumnID || (mColumnCounterFromFile && id > mSavedLastColumnID) || repeated) {
       mFetchedFields.Clear();
       ReportDamage(string("the record of row ") + std::to_string(row).c_str() + " in " +
@@ -200,7 +206,7 @@ bool ParvexTrans::FetchStoredRow(RowID row) const {
 bool ParvexTrans::FetchPendingRow(RowID row) const {
   if (mPendingRowID == row) return true;
   mPendingRowID = kInvalidRowID;
-  if (!mChanges.Contains(row)) return false;
+  if (mChanges.empty() || !mChanges.Contains(row)) return false;
   mChanges.Read(row, &mPendingFields);  // encoded here: it decodes
   mPendingRowID = row;
   return true;
@@ -218,7 +224,7 @@ bool ParvexTrans::ReadColumn(RowID row, long columnID, ParvexValue* out) const {
       out->SetNull();
       return true;
     }
-  } else if (mDeletions.Contains(row)) {
+  } else if (!mDeletions.empty() && mDeletions.Contains(row)) {
     return false;
   }
   if (!FetchStoredRow(row)) return false;
@@ -228,6 +234,10 @@ bool ParvexTrans::ReadColumn(RowID row, long columnID, ParvexValue* out) const {
     return true;
   }
   const auto place = static_cast<size_t>(i);
+  if (!IsTextType(mFetchedFields[place].type)) {  // a number is read as it is: no text to share
+    mFetchedFields.ReadValue(place, out);
+    return true;
+  }
   if (!mFetchedColumnRead[place]) {
     mFetchedFields.ReadValue(place, &mFetchedColumns[place]);
     mFetchedColumnRead[place] = 1;
@@ -247,6 +257,16 @@ bool ParvexTrans::GetValue(RowID row, long column, ParvexValue* out) const {
   if (!ReadColumn(row, info.columnID, out)) return false;
   // An absent column, or a removal marker, reads as the column type's NULL.
   if (out->IsNull()) out->SetNull(info.Type());
+  return true;
+}
+
+bool ParvexTrans::PeekString(RowID row, long column, std::string_view* text) const {
+  if (!mUsable || column <= 0 || column >= QtyColumns() || !mChanges.empty() || !mDeletions.empty()) return false;
+  const long columnID = mColumns[static_cast<size_t>(column)]->columnID;
+  if (columnID < 0 || !FetchStoredRow(row)) return false;
+  const long i = mFetchedFields.Find(static_cast<uint32_t>(columnID));
+  if (i < 0 || mFetchedFields[static_cast<size_t>(i)].type != kTypeString) return false;
+  *text = mFetchedFields.Text(mFetchedFields[static_cast<size_t>(i)]);
   return true;
 }
 

@@ -129,6 +129,8 @@ class ParvexTrans : public ParvexTable {
   long QtyRows() const override;
   void GetRowIDs(SimpleVector<RowID>* ids) const override;
   bool GetValue(RowID row, long column, ParvexValue* out) const override;
+  // Shows stored Strings of a sound table with nothing pending in place.
+  bool PeekString(RowID row, long column, std::string_view* text) const override;
   // A new row takes the next unused row ID, or the ID given for `_rowid`;
   // kInvalidRowID when that ID is taken (or none is left).
   RowID AddRow(ParvexValueList& values, bool takeOwnership) override;

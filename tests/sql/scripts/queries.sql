@@ -216,6 +216,24 @@ SELECT s FROM e WHERE s LIKE '%VANILLA%';
 > Vanilla beans
 SELECT s FROM e WHERE s NOT LIKE '100%';
 > Vanilla beans
+-- The same over stored rows (matched where they lie), under a pending
+-- change, and over numbers and NULLs (their texts).
+COMMIT;
+SELECT s FROM e WHERE s LIKE '%BEANS';
+> Vanilla beans
+UPDATE e SET s = 'beans' WHERE s LIKE '100 %';
+SELECT s FROM e WHERE s LIKE '%beans';
+> beans
+> Vanilla beans
+ROLLBACK;
+CREATE TABLE en (n Integer, s String);
+INSERT INTO en VALUES (105, NULL);
+INSERT INTO en VALUES (7, 'x');
+COMMIT;
+SELECT n FROM en WHERE n LIKE '1%';
+> 105
+SELECT n FROM en WHERE s LIKE 'N%';
+> 105
 
 -- The read-only system table _TABLES.
 SELECT * FROM _TABLES;
