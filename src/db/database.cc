@@ -43,15 +43,9 @@ std::string TwoDigits(int value) {
 }  // namespace
 
 void ParvexDatabase::SetClock(int year, int month, int day, int hour, int minute, int second) {
+  mClockParts = {year, month, day, hour, minute, second};
   const std::string date = FormatInteger(year) + "-" + TwoDigits(month) + "-" + TwoDigits(day);
   const std::string time = TwoDigits(hour) + ":" + TwoDigits(minute) + ":" + TwoDigits(second);
-  // Statements refresh the clock many times a second; the texts change once
-  // a second, and unchanged ones are kept rather than made again.
-  const std::string_view stamp = currentTimestamp.view();
-  if (currentDate.view() == date && currentTime.view() == time && stamp.size() == date.size() + 1 + time.size() &&
-      stamp.substr(0, date.size()) == date && stamp[date.size()] == ' ' && stamp.substr(date.size() + 1) == time) {
-    return;
-  }
   currentDate = string(date);
   currentTime = string(time);
   currentTimestamp = string(date + " " + time);
@@ -60,6 +54,9 @@ void ParvexDatabase::SetClock(int year, int month, int day, int hour, int minute
 void ParvexDatabase::UpdateClock() {
   LocalDateTime now;
   if (!GetLocalDateTime(&now)) return;  // the texts keep their last values
+  // Statements refresh the clock many times a second; the texts change once
+  // a second and are made only then.
+  if (mClockParts == std::array<int, 6>{now.year, now.month, now.day, now.hour, now.minute, now.second}) return;
   SetClock(now.year, now.month, now.day, now.hour, now.minute, now.second);
 }
 

@@ -25,6 +25,7 @@
 //   the caller runs the transaction again once the cause is mended.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 
@@ -133,6 +134,8 @@ class ParvexDatabase {
 
   std::atomic<bool> mInterrupted{false};
   bool mNeedsReload = false;  // the tables are gone until the file is restored
+  // The parts the clock texts were last made from (none yet: all zero).
+  std::array<int, 6> mClockParts{};
 };
 
 // How to open a database file. The defaults open an existing file read-write,

@@ -183,6 +183,17 @@ int StepTable(parvex_stmt* stmt) {
   return PARVEX_ROW;
 }
 
+// The statement's canonical text. Most statements are run without it being
+// asked for (each INSERT of a bulk load), so it is printed on first need;
+// the syntax tree does not change after preparation.
+const std::string& CanonicalText(parvex_stmt* stmt) {
+  if (!stmt->canonicalMade && stmt->statement) {
+    stmt->canonical = stmt->statement->Node().Description().str();
+    stmt->canonicalMade = true;
+  }
+  return stmt->canonical;
+}
+
 int NextRow(parvex_stmt* stmt) {
   if (stmt->next >= stmt->qtyRows) {
     // The result's columns stay readable until the next step or reset.
@@ -226,7 +237,6 @@ int parvex_prepare(parvex_db* db, const char* sql, parvex_stmt** stmt) {
     if (!prepared) return db->Report(status);
     auto handle = std::make_unique<parvex_stmt>();
     handle->db = db;
-    handle->canonical = prepared->Node().Description().str();
     handle->statement = std::move(prepared);
     *stmt = handle.release();
     ++db->liveStatements;
@@ -323,11 +333,18 @@ int parvex_stmt_kind(parvex_stmt* stmt) {
   if (node.IsCreateIndex()) return PARVEX_KIND_CREATE_INDEX;
   if (node.IsDropIndex()) return PARVEX_KIND_DROP_INDEX;
   if (node.IsSetOption()) return PARVEX_KIND_SET;
-  if (node.IsEndTransaction()) return stmt->canonical == "COMMIT" ? PARVEX_KIND_COMMIT : PARVEX_KIND_ROLLBACK;
+  if (node.IsEndTransaction()) return CanonicalText(stmt) == "COMMIT" ? PARVEX_KIND_COMMIT : PARVEX_KIND_ROLLBACK;
   return 0;
 }
 
-const char* parvex_stmt_sql(parvex_stmt* stmt) { return stmt ? stmt->canonical.c_str() : nullptr; }
+const char* parvex_stmt_sql(parvex_stmt* stmt) {
+  if (!stmt) return nullptr;
+  try {
+    return CanonicalText(stmt).c_str();
+  } catch (...) {
+    return "";
+  }
+}
 
 int parvex_bind_parameter_count(parvex_stmt* stmt) {
   return stmt && stmt->statement ? stmt->statement->ParameterCount() : 0;

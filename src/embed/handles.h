@@ -51,7 +51,8 @@ struct parvex_stmt {
 
   parvex_db* db = nullptr;
   std::unique_ptr<parvex::ParvexPreparedStatement> statement;
-  std::string canonical;  // the statement's canonical text
+  std::string canonical;  // the statement's canonical text, made when first asked for
+  bool canonicalMade = false;
   Phase phase = Phase::kReady;
   std::unique_ptr<parvex::ParvexTable> result;  // while rows are read
   // The result as a result table (rows read by position, a row at a time),

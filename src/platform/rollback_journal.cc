@@ -1,6 +1,7 @@
 // RollbackJournal: the journal's header, records, hardening and playback.
 #include "platform/rollback_journal.h"
 
+#include <bit>
 #include <cerrno>
 #include <cstring>
 #include <unordered_set>
@@ -50,7 +51,11 @@ uint64_t JournalChecksum(uint64_t seed, const uint8_t* bytes, size_t count) {
   size_t i = 0;
   for (; i + 8 <= count; i += 8) {
     uint64_t word = 0;
-    for (int b = 7; b >= 0; --b) word = (word << 8) | bytes[i + static_cast<size_t>(b)];
+    if constexpr (std::endian::native == std::endian::little) {
+      std::memcpy(&word, bytes + i, sizeof word);  // one load on the common machines
+    } else {
+      for (int b = 7; b >= 0; --b) word = (word << 8) | bytes[i + static_cast<size_t>(b)];
+    }
     hash ^= RotateLeft(word * kPrime2, 31) * kPrime1;
     hash = RotateLeft(hash, 27) * kPrime1 + kPrime3;
   }

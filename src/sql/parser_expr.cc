@@ -15,6 +15,7 @@ namespace parvex {
 namespace {
 
 bool IsComparison(const string& token) {
+  if (token.empty() || (token[0] != '=' && token[0] != '<' && token[0] != '>')) return false;  // most tokens
   static constexpr const char* kOperators[] = {"=", "<>", "<", "<=", ">", ">="};
   for (const char* op : kOperators) {
     if (token.CompareWithCase(op) == 0) return true;

@@ -511,11 +511,13 @@ bool ParvexIndex::SaveToFile(std::unique_ptr<RandomAccessMechanism> stream) {
     for (const ParvexValue& v : values) placeholder = placeholder || v.IsNull();
     break;
   }
-  bool ok = !placeholder || storage.AddNewRecord(kInvalidRowID, record.list);
+  // The records go out in large appends.
+  bool ok = !placeholder || storage.AppendRecord(kInvalidRowID, record.list);
   ForEachEntry([&](const ParvexIndexEntry& entry) {
     for (size_t i = 0; i < record.list.size(); ++i) static_cast<ParvexValue&>(*record.list[i]) = entry.values[i];
-    ok = ok && storage.AddNewRecord(entry.rowID, record.list);
+    ok = ok && storage.AppendRecord(entry.rowID, record.list);
   });
+  ok = storage.FinishAppends() && ok;
   if (ok) mChanged = false;
   return ok;
 }

@@ -22,8 +22,31 @@ void PendingRows::SetByteOrder(bool bigEndian, bool doubleSwap) {
 }
 
 bool PendingRows::IsStored(RowID row) const {
+  const Slot* slot = Find(row);
+  return slot && IsStoredSlot(*slot);
+}
+
+const PendingRows::Slot* PendingRows::Find(RowID row) const {
+  if (mRunLength > 0 && row >= mRunStart && row - mRunStart < mRunLength) return &RunSlot(row - mRunStart);
   const auto* node = mRows.FindNode(row);
-  return node && IsStoredSlot(node->value);
+  return node ? &node->value : nullptr;
+}
+
+void PendingRows::AppendToRun(RowID row, const Slot& slot) {
+  if (mRunLength > 0 && uint64_t{row} != uint64_t{mRunStart} + mRunLength) EndRun();
+  if (mRunLength == 0) mRunStart = row;
+  if ((mRunLength & kRunPageMask) == 0) {
+    mRun.emplace_back();
+    mRun.back().reserve(mRunLength == 0 ? 16 : size_t{1} << kRunPageBits);
+  }
+  mRun.back().push_back(slot);
+  ++mRunLength;
+}
+
+void PendingRows::EndRun() {
+  for (size_t i = 0; i < mRunLength; ++i) mRows.AddItem(RunRow(i), RunSlot(i));
+  mRun.clear();
+  mRunLength = 0;
 }
 
 PendingRows::Slot PendingRows::Store(const uint8_t* bytes, uint32_t length) {
@@ -65,29 +88,46 @@ void PendingRows::Release(const Slot& slot, bool all) {
 void PendingRows::Put(RowID row, bool stored, const ParvexValueList& values) {
   mEncoded.clear();
   EncodeBody(values, mBigEndian, mDoubleSwap, stored, &mEncoded);
-  if (const auto* old = mRows.FindNode(row)) Release(old->value, false);
+  Slot* old = Find(row);
+  if (old) Release(*old, false);
   Slot slot = Store(mEncoded.data(), static_cast<uint32_t>(mEncoded.size()));
   if (stored) slot.length |= kStoredBit;
-  mRows.AddItem(row, slot);
+  if (old) {
+    *old = slot;  // the row keeps its place
+  } else {
+    AppendToRun(row, slot);
+  }
   if (mUsedBytes - mLiveBytes > kCompactFloor && mUsedBytes > 2 * mLiveBytes) Compact();
 }
 
 bool PendingRows::Read(RowID row, RecordFields* fields) const {
-  const auto* node = mRows.FindNode(row);
-  if (!node) {
+  const Slot* slot = Find(row);
+  if (!slot) {
     fields->Clear();
     return false;
   }
-  return Decode(Bytes(node->value), Length(node->value), fields);
+  return Decode(Bytes(*slot), Length(*slot), fields);
 }
 
 void PendingRows::Remove(RowID row) {
-  if (const auto* old = mRows.FindNode(row)) Release(old->value, false);
+  Slot* slot = Find(row);
+  if (!slot) return;
+  Release(*slot, false);
+  if (mRunLength > 0 && row == RunRow(mRunLength - 1)) {
+    mRun.back().pop_back();
+    if (mRun.back().empty()) mRun.pop_back();
+    --mRunLength;
+    return;
+  }
+  // Out of the middle of the run: the run ends first.
+  if (mRunLength > 0 && row >= mRunStart && row - mRunStart < mRunLength) EndRun();
   mRows.RemoveItem(row);
 }
 
 void PendingRows::Clear() {
   mRows.RemoveAll();
+  mRun.clear();
+  mRunLength = 0;
   mChunks.clear();
   mLiveBytes = 0;
   mUsedBytes = 0;
@@ -106,6 +146,12 @@ void PendingRows::Compact() {
     moved.emplace_back(row, copy);
   });
   for (const auto& [row, slot] : moved) mRows.AddItem(row, slot);  // keeps each row's place
+  for (size_t i = 0; i < mRunLength; ++i) {
+    Slot& slot = RunSlot(i);
+    const uint32_t length = slot.length;
+    slot = Store(old[slot.chunk].bytes.get() + slot.at, Length(slot));
+    slot.length = length;
+  }
 }
 
 }  // namespace parvex

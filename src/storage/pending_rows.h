@@ -15,6 +15,10 @@
 //   becomes garbage. A chunk no row uses any more is given back at once, and
 //   the arena is compacted (in row order) once garbage outweighs the live
 //   bytes.
+// - Rows first changed one after the other with consecutive IDs (a load, an
+//   update of every row) are kept as a run: a slot per row in ID order and
+//   no hash entry. A row that does not continue the run moves the run's
+//   rows into the hash map (each row at most once) and starts a new run.
 // - Drain hands out every row, in order, giving back the memory of the rows
 //   handed out as it goes, so that a Commit writing the rows into the data
 //   file does not hold them twice.
@@ -37,9 +41,9 @@ class PendingRows {
   // The byte order of the encodings (the data file's); set before any Put.
   void SetByteOrder(bool bigEndian, bool doubleSwap);
 
-  size_t size() const { return mRows.QtyItems(); }
-  bool empty() const { return mRows.empty(); }
-  bool Contains(RowID row) const { return mRows.Contains(row); }
+  size_t size() const { return mRows.QtyItems() + mRunLength; }
+  bool empty() const { return size() == 0; }
+  bool Contains(RowID row) const { return Find(row) != nullptr; }
   // True for a change of a stored row, false for a new row (or none).
   bool IsStored(RowID row) const;
 
@@ -53,16 +57,23 @@ class PendingRows {
   // Calls f(row, stored, body, length) for every row, in order.
   template <typename F>
   void ForEach(F&& f) const {
-    mRows.ForEach([&](RowID row, const Slot& slot) { f(row, IsStoredSlot(slot), Bytes(slot), Length(slot)); });
+    const auto each = [&](RowID row, const Slot& slot) { f(row, IsStoredSlot(slot), Bytes(slot), Length(slot)); };
+    mRows.ForEach(each);
+    for (size_t i = 0; i < mRunLength; ++i) each(RunRow(i), RunSlot(i));
   }
   // The same, leaving no rows; the rows must not be read or changed from `f`
   // (the body is valid during the call).
   template <typename F>
   void Drain(F&& f) {
-    mRows.TakeEach([&](RowID row, const Slot& slot) {
+    const auto each = [&](RowID row, const Slot& slot) {
       f(row, IsStoredSlot(slot), Bytes(slot), Length(slot));
       Release(slot, true);
-    });
+    };
+    mRows.TakeEach(each);
+    for (size_t i = 0; i < mRunLength; ++i) {
+      each(RunRow(i), RunSlot(i));
+      if ((i & kRunPageMask) == kRunPageMask) std::vector<Slot>().swap(mRun[i >> kRunPageBits]);
+    }
     Clear();
   }
   // Decodes a body handed out by ForEach or Drain.
@@ -84,7 +95,18 @@ class PendingRows {
     uint32_t used = 0;
     uint32_t rows = 0;  // rows whose bodies are in the chunk
   };
+  static constexpr uint32_t kRunPageBits = 12;
+  static constexpr size_t kRunPageMask = (size_t{1} << kRunPageBits) - 1;
   static bool IsStoredSlot(const Slot& slot) { return (slot.length & kStoredBit) != 0; }
+  RowID RunRow(size_t i) const { return static_cast<RowID>(mRunStart + i); }
+  const Slot& RunSlot(size_t i) const { return mRun[i >> kRunPageBits][i & kRunPageMask]; }
+  Slot& RunSlot(size_t i) { return mRun[i >> kRunPageBits][i & kRunPageMask]; }
+  // The slot of a row, in the run or the map; null when it has none.
+  const Slot* Find(RowID row) const;
+  Slot* Find(RowID row) { return const_cast<Slot*>(static_cast<const PendingRows*>(this)->Find(row)); }
+  void AppendToRun(RowID row, const Slot& slot);
+  // Moves the run's rows into the map (after every row there).
+  void EndRun();
   static uint32_t Length(const Slot& slot) { return slot.length & ~kStoredBit; }
   const uint8_t* Bytes(const Slot& slot) const { return mChunks[slot.chunk].bytes.get() + slot.at; }
   // Copies bytes into the arena and says where they went.
@@ -94,7 +116,10 @@ class PendingRows {
   void Release(const Slot& slot, bool all);
   void Compact();
 
-  RowMap<Slot> mRows;
+  RowMap<Slot> mRows;                   // rows changed before the run
+  RowID mRunStart = 0;
+  size_t mRunLength = 0;
+  std::vector<std::vector<Slot>> mRun;  // the run's slots, in pages of 2^kRunPageBits
   std::vector<Chunk> mChunks;
   uint64_t mLiveBytes = 0;
   uint64_t mUsedBytes = 0;

@@ -460,6 +460,12 @@ bool ParvexStorage::AppendRecordBody(RowID rowID, const uint8_t* body, uint32_t 
   return true;
 }
 
+bool ParvexStorage::AppendRecord(RowID rowID, const ParvexValueList& values) {
+  EncodeRecord(values);
+  return AppendRecordBody(rowID, mEncoded.data() + kRecordHeaderSize,
+                          static_cast<uint32_t>(mEncoded.size() - kRecordHeaderSize));
+}
+
 bool ParvexStorage::FinishAppends() {
   if (mAppends.empty()) return true;
   const bool ok = WriteDataAt(mDataLength, mAppends.data(), static_cast<uint32_t>(mAppends.size()));

@@ -173,6 +173,8 @@ class ParvexStorage {
   // AppendRecordBody) writes it, and only then are the rows in the map. No
   // other operation may be used while appended records wait.
   bool AppendRecordBody(RowID rowID, const uint8_t* body, uint32_t length);
+  // The same for values (which stay the caller's).
+  bool AppendRecord(RowID rowID, const ParvexValueList& values);
   bool FinishAppends();
   // Merges a pending change (a body decoded with its removal marks) into the
   // live record of `rowID`, as UpdateRecord does with values. False when
