@@ -6,6 +6,7 @@
 
 #include "db/database.h"
 #include "db/temp_table.h"
+#include "query/expr_walk.h"
 #include "query/query.h"
 
 namespace parvex {
@@ -14,6 +15,47 @@ namespace {
 
 constexpr long kRowIDColumn = 0;  // a stored table's hidden `_rowid`
 constexpr const char* kRowIDName = "_rowid";
+
+// True when `node` reads nothing but the target row's own columns through
+// operators and constants: its value is then the same whether it is taken
+// while the selecting scan holds the row or just before the row is written
+// (the update changes each target once, and no other row's change can reach
+// it). Functions, subqueries and aggregates are left out.
+bool ReadsOnlyItsRow(const ParvexExpr& node) {
+  if (const auto* field = dynamic_cast<const PExprField*>(&node)) return field->table == 0;
+  if (!dynamic_cast<const PExprConstant*>(&node) && !dynamic_cast<const PExprMath*>(&node) &&
+      !dynamic_cast<const PExprCompare*>(&node) && !dynamic_cast<const PExprNot*>(&node) &&
+      !dynamic_cast<const PExprAnd*>(&node) && !dynamic_cast<const PExprOr*>(&node)) {
+    return false;
+  }
+  bool local = true;
+  const bool known = VisitChildren(node, [&](const ParvexExpr& child) { local = local && ReadsOnlyItsRow(child); });
+  return known && local;
+}
+
+// A result item of the selecting query standing for a SET expression it
+// does not own; it notes whether any evaluation failed, since a query keeps
+// a failed item's value and goes on.
+class NotingItem : public ParvexExpr {
+ public:
+  explicit NotingItem(const ParvexExpr& inner) : mInner(inner) {}
+  ParvexDataType GetType(const SimpleVector<ParvexTable*>& tables) const override { return mInner.GetType(tables); }
+  bool Evaluate(const ParvexEvalContext& context, ParvexValue* out) const override {
+    if (mInner.Evaluate(context, out)) return true;
+    failed = true;
+    return false;
+  }
+  string Description() const override { return mInner.Description(); }
+  long ChooseWildcardTable(const ParvexRecSet* recSet, bool* usable) const override {
+    return mInner.ChooseWildcardTable(recSet, usable);
+  }
+  bool Valid() const override { return mInner.Valid(); }
+
+  mutable bool failed = false;
+
+ private:
+  const ParvexExpr& mInner;
+};
 
 }  // namespace
 
@@ -41,8 +83,11 @@ bool ParvexUpdate::RunUpdate() {
     }
   }
 
-  // The target rows.
+  // The target rows, and with the fast executor the row-dependent values
+  // that read only their own row, taken by the selecting scan.
   SimpleVector<RowID> targets;
+  std::unique_ptr<ParvexTempTable> found;
+  bool valuesFound = false;
   if (!where) {
     table->GetRowIDs(&targets);
   } else {
@@ -53,10 +98,23 @@ bool ParvexUpdate::RunUpdate() {
     auto rowID = std::make_unique<PExprField>(0, kRowIDColumn);
     rowID->name = string(kRowIDName);
     selection.items.push_back(std::move(rowID));
+    valuesFound = selection.executor == QueryExecutor::kFast && !perRow.empty();
+    for (size_t i : perRow) valuesFound = valuesFound && ReadsOnlyItsRow(*expressions[i]);
+    std::vector<const NotingItem*> noting;
+    if (valuesFound) {
+      for (size_t i : perRow) {
+        auto item = std::make_unique<NotingItem>(*expressions[i]);
+        noting.push_back(item.get());
+        selection.items.push_back(std::move(item));
+      }
+    }
     selection.where = std::move(where);
-    std::unique_ptr<ParvexTempTable> found(selection.RunQuery());
+    found.reset(selection.RunQuery());
     where = std::move(selection.where);  // the condition stays this update's
     if (!found) return false;
+    // A value that failed for some row: evaluate row by row instead, so the
+    // rows before that one are written and the statement fails at it.
+    for (const NotingItem* item : noting) valuesFound = valuesFound && !item->failed;
     targets.reserve(static_cast<size_t>(found->QtyRows()));
     ParvexValue id;
     for (long row = 0; row < found->QtyRows(); ++row) {
@@ -72,11 +130,17 @@ bool ParvexUpdate::RunUpdate() {
   context.recSet = &recSet;
   context.tables = &oneTable;
   context.database = database;
-  for (RowID target : targets) {
+  for (size_t row = 0; row < targets.size(); ++row) {
+    const RowID target = targets[row];
     recSet[0] = target;
-    for (size_t i : perRow) {
+    for (size_t k = 0; k < perRow.size(); ++k) {
+      const size_t i = perRow[k];
       slots[i]->SetNull();
-      if (!expressions[i]->Evaluate(context, slots[i].get())) return false;
+      if (valuesFound) {
+        found->GetValue(static_cast<RowID>(row), static_cast<long>(k + 1), slots[i].get());
+      } else if (!expressions[i]->Evaluate(context, slots[i].get())) {
+        return false;
+      }
     }
     table->UpdateRow(target, values, false);
     ++rowsUpdated;

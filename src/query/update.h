@@ -2,6 +2,10 @@
 //
 // SET values that do not depend on the row (they evaluate in isolation) are
 // computed once; the others are evaluated per target row with that row bound.
+// With the fast executor, row-dependent values that read only their own row
+// (columns, constants, operators) are taken by the selecting query while it
+// holds the row, which gives the same values without fetching the row again;
+// if one fails for some row, the values are evaluated row by row instead.
 // A SET entry without an expression takes the column's default value. The
 // target rows are all rows, or those a ParvexQuery selecting `_rowid` under
 // the WHERE condition returns, in that query's order; each is written with

@@ -327,7 +327,8 @@ class SqlGenerator {
     std::string sets;
     for (int i = 1 + Pick(2); i > 0; --i) {
       const GenColumn& column = table.columns[static_cast<size_t>(Pick(static_cast<int>(table.columns.size())))];
-      const std::string value = Chance(50) ? ValueFor(column) : Operand(self);
+      std::string value = Chance(50) ? ValueFor(column) : Operand(self);
+      if (Chance(10)) value = Comparison(self);  // a truth value
       sets += (sets.empty() ? "" : ", ") + column.name + " = " + value;
     }
     std::string sql = "UPDATE " + table.name + " SET " + sets;

@@ -105,3 +105,16 @@ SELECT * FROM dup;
 > 5 | y
 SELECT a FROM dup;
 > 5
+
+-- A value that can't be computed for a row stops UPDATE at that row; the
+-- rows before it keep their new values.
+CREATE TABLE upd (k Integer, v Integer);
+INSERT INTO upd VALUES (1, 5);
+INSERT INTO upd VALUES (2, 0);
+INSERT INTO upd VALUES (3, 4);
+UPDATE upd SET k = k * 10, v = 100 / v WHERE k > 0;
+! [07000] Error: UPDATE failed.
+SELECT k, v FROM upd;
+> 10 | 20
+> 2 | 0
+> 3 | 4
