@@ -334,18 +334,19 @@ uint32_t JournaledFile::ReadAheadCount(uint32_t first) const {
 bool JournaledFile::LoadPages(uint32_t first, uint32_t count) {
   const int64_t start = static_cast<int64_t>(first) * kPage;
   const int64_t bytes = std::min<int64_t>(static_cast<int64_t>(count) * kPage, std::min(mReadableEnd, mFileSize) - start);
-  std::vector<uint8_t> staging(static_cast<size_t>(bytes));
+  const std::unique_ptr<uint8_t[]> staging(new (std::nothrow) uint8_t[static_cast<size_t>(bytes)]);  // not zeroed
+  if (!staging) return true;  // the page that is needed is read on its own
   size_t got = 0;
-  if (const int error = mFile->Read(start, staging.data(), staging.size(), &got)) return Fail(error);
+  if (const int error = mFile->Read(start, staging.get(), static_cast<size_t>(bytes), &got)) return Fail(error);
   // A short read leaves the pages it did not reach to be read one by one.
   for (uint32_t i = 0; i < count && static_cast<size_t>(i) * kPageSize < got; ++i) {
     const size_t at = static_cast<size_t>(i) * kPageSize;
     const size_t filled = std::min<size_t>(kPageSize, got - at);
-    if (filled < kPageSize && at + filled < staging.size()) break;
+    if (filled < kPageSize && at + filled < static_cast<size_t>(bytes)) break;
     CachedPage page;
     page.bytes.reset(new (std::nothrow) uint8_t[kPageSize]);
     if (!page.bytes) return true;  // the page that is needed is read on its own
-    std::memcpy(page.bytes.get(), staging.data() + at, filled);
+    std::memcpy(page.bytes.get(), staging.get() + at, filled);
     std::memset(page.bytes.get() + filled, 0, kPageSize - filled);
     mPages.emplace(first + i, std::move(page));
     mLastLoaded = first + i;

@@ -103,13 +103,16 @@ void RollbackJournal::Begin(const JournalHeader& header) {
 }
 
 void RollbackJournal::Append(uint32_t pageNumber, const uint8_t* page) {
+  // Appended piece by piece: the queue's bytes are written once each.
   const size_t start = mQueue.size();
-  mQueue.resize(start + kJournalRecordOverhead + mHeader.pageSize, 0);
-  uint8_t* record = mQueue.data() + start;
-  PutU32(record + kJournalRecordPageNumberOffset, pageNumber);
-  std::memcpy(record + kJournalRecordPageOffset, page, mHeader.pageSize);
+  uint8_t head[kJournalRecordPageOffset] = {};
+  PutU32(head + kJournalRecordPageNumberOffset, pageNumber);
+  mQueue.insert(mQueue.end(), head, head + sizeof head);
+  mQueue.insert(mQueue.end(), page, page + mHeader.pageSize);
   const size_t covered = kJournalRecordPageOffset + mHeader.pageSize;
-  PutU64(record + covered, JournalChecksum(mHeader.nonce, record, covered));
+  uint8_t checksum[kJournalRecordOverhead - kJournalRecordPageOffset];
+  PutU64(checksum, JournalChecksum(mHeader.nonce, mQueue.data() + start, covered));
+  mQueue.insert(mQueue.end(), checksum, checksum + sizeof checksum);
 }
 
 bool RollbackJournal::Harden(HostFileFailure* failure) {
