@@ -274,7 +274,7 @@ JournaledFile::CachedPage* JournaledFile::FetchPage(uint32_t number) {
   }
   if (found == mPages.end()) {
     CachedPage page;
-    page.bytes.reset(new (std::nothrow) uint8_t[kPageSize]);
+    page.bytes = NewPageBuffer();
     if (!page.bytes) {
       NoteFailure(ENOMEM, "caching " + DatabaseFileName(mPath));
       return nullptr;
@@ -344,7 +344,7 @@ bool JournaledFile::LoadPages(uint32_t first, uint32_t count) {
     const size_t filled = std::min<size_t>(kPageSize, got - at);
     if (filled < kPageSize && at + filled < static_cast<size_t>(bytes)) break;
     CachedPage page;
-    page.bytes.reset(new (std::nothrow) uint8_t[kPageSize]);
+    page.bytes = NewPageBuffer();
     if (!page.bytes) return true;  // the page that is needed is read on its own
     std::memcpy(page.bytes.get(), staging.get() + at, filled);
     std::memset(page.bytes.get() + filled, 0, kPageSize - filled);
@@ -371,9 +371,24 @@ bool JournaledFile::TrimCache() {
   return ok;
 }
 
+std::unique_ptr<uint8_t[]> JournaledFile::NewPageBuffer() {
+  if (mSpareBuffers.empty()) return std::unique_ptr<uint8_t[]>(new (std::nothrow) uint8_t[kPageSize]);
+  std::unique_ptr<uint8_t[]> bytes = std::move(mSpareBuffers.back());
+  mSpareBuffers.pop_back();
+  return bytes;
+}
+
 void JournaledFile::DropCleanPages() {
+  // The buffers of dropped pages serve the pages read next (a scan drops a
+  // full cache and fills it again): together with the cache they never
+  // hold more than the cache's bound and the pages read ahead with it.
   for (auto it = mPages.begin(); it != mPages.end();) {
-    it = it->second.dirty ? std::next(it) : mPages.erase(it);
+    if (it->second.dirty) {
+      ++it;
+      continue;
+    }
+    if (mSpareBuffers.size() < mCacheLimit) mSpareBuffers.push_back(std::move(it->second.bytes));
+    it = mPages.erase(it);
   }
   mLastNumber = UINT32_MAX;
   mLastPage = nullptr;
@@ -381,6 +396,7 @@ void JournaledFile::DropCleanPages() {
 
 void JournaledFile::DropAllPages() {
   mPages.clear();
+  mSpareBuffers.clear();
   mDirtyPages = 0;
   mLastNumber = UINT32_MAX;
   mLastPage = nullptr;

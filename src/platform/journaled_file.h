@@ -50,6 +50,7 @@
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 #include "platform/file_system.h"
 #include "platform/random_access.h"
@@ -127,6 +128,9 @@ class JournaledFile final : public RandomAccessMechanism {
   // Marks a clean page changed, queueing its original for the journal.
   void MakeDirty(uint32_t number, CachedPage& page);
   bool TrimCache();
+  // A page buffer (not zeroed), a spare one when there is one; null when
+  // memory runs out.
+  std::unique_ptr<uint8_t[]> NewPageBuffer();
   void DropCleanPages();
   void DropAllPages();
 
@@ -158,6 +162,7 @@ class JournaledFile final : public RandomAccessMechanism {
   int64_t mReadableEnd = 0;  // file bytes from here on read as zeros (a cut not yet made)
 
   std::unordered_map<uint32_t, CachedPage> mPages;
+  std::vector<std::unique_ptr<uint8_t[]>> mSpareBuffers;  // of dropped clean pages
   uint32_t mLastNumber = UINT32_MAX;  // the page last fetched, for small transfers
   uint32_t mLastLoaded = UINT32_MAX - 1;  // the page last read from the file
   CachedPage* mLastPage = nullptr;

@@ -50,25 +50,32 @@ void JournaledFile::EndTransaction() {
 }
 
 bool JournaledFile::WritePageRun(const std::vector<uint32_t>& numbers, size_t first, size_t count) {
-  const int64_t start = static_cast<int64_t>(numbers[first]) * kPage;
-  // The last page of the file goes out only up to the file's length.
-  const int64_t bytes = std::min<int64_t>(static_cast<int64_t>(count) * kPage, mLength - start);
-  if (bytes <= 0) return true;
-  const uint8_t* source;
-  std::vector<uint8_t> staging;
-  if (count == 1) {
-    source = mPages[numbers[first]].bytes.get();
-  } else {
-    staging.resize(count * kPageSize);
-    for (size_t i = 0; i < count; ++i) {
-      std::memcpy(staging.data() + i * kPageSize, mPages[numbers[first + i]].bytes.get(), kPageSize);
+  // A long run goes out in pieces through one buffer small enough to be
+  // reused by the allocator (a large one would be fresh memory every time).
+  constexpr size_t kPiecePages = 16;
+  std::unique_ptr<uint8_t[]> staging;
+  for (size_t done = 0; done < count;) {
+    const size_t piece = std::min(count - done, kPiecePages);
+    const int64_t start = static_cast<int64_t>(numbers[first + done]) * kPage;
+    // The last page of the file goes out only up to the file's length.
+    const int64_t bytes = std::min<int64_t>(static_cast<int64_t>(piece) * kPage, mLength - start);
+    if (bytes <= 0) return true;
+    const uint8_t* source;
+    if (piece == 1) {
+      source = mPages[numbers[first + done]].bytes.get();
+    } else {
+      if (!staging) staging.reset(new uint8_t[kPiecePages * kPageSize]);
+      for (size_t i = 0; i < piece; ++i) {
+        std::memcpy(staging.get() + i * kPageSize, mPages[numbers[first + done + i]].bytes.get(), kPageSize);
+      }
+      source = staging.get();
     }
-    source = staging.data();
+    if (!mFailure.Note(mFile->Write(start, source, static_cast<size_t>(bytes)), "writing the database file " + mPath)) {
+      return false;
+    }
+    mFileSize = std::max(mFileSize, start + bytes);
+    done += piece;
   }
-  if (!mFailure.Note(mFile->Write(start, source, static_cast<size_t>(bytes)), "writing the database file " + mPath)) {
-    return false;
-  }
-  mFileSize = std::max(mFileSize, start + bytes);
   return true;
 }
 
