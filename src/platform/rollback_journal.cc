@@ -1,6 +1,7 @@
 // RollbackJournal: the journal's header, records, hardening and playback.
 #include "platform/rollback_journal.h"
 
+#include <algorithm>
 #include <bit>
 #include <cerrno>
 #include <cstring>
@@ -90,33 +91,49 @@ RollbackJournal::~RollbackJournal() = default;
 void RollbackJournal::Begin(const JournalHeader& header) {
   mHeader = header;
   mStarted = false;
-  mQueue.assign(kJournalHeaderSize, 0);
-  uint8_t* out = mQueue.data();
+  mHeaderBytes.assign(kJournalHeaderSize, 0);
+  uint8_t* out = mHeaderBytes.data();
   std::memcpy(out + kJournalMagicOffset, kJournalMagic, sizeof kJournalMagic);
   PutU32(out + kJournalVersionOffset, kJournalVersion);
   PutU32(out + kJournalPageSizeOffset, header.pageSize);
   PutU64(out + kJournalNonceOffset, header.nonce);
   PutU64(out + kJournalOriginalLengthOffset, static_cast<uint64_t>(header.originalLength));
   PutU64(out + kJournalHeaderChecksumOffset, JournalChecksum(0, out, kJournalHeaderChecksumOffset));
-  mHeaderBytes = mQueue;
+  mChunksUsed = 0;
+  std::vector<uint8_t>& chunk = ChunkWithRoom(mHeaderBytes.size());
+  chunk.insert(chunk.end(), mHeaderBytes.begin(), mHeaderBytes.end());
   mQueueOffset = 0;
 }
 
+std::vector<uint8_t>& RollbackJournal::ChunkWithRoom(size_t bytes) {
+  if (mChunksUsed > 0) {
+    std::vector<uint8_t>& last = mQueue[mChunksUsed - 1];
+    if (last.capacity() - last.size() >= bytes) return last;
+  }
+  if (mChunksUsed == mQueue.size()) mQueue.emplace_back();
+  std::vector<uint8_t>& chunk = mQueue[mChunksUsed++];
+  chunk.clear();
+  chunk.reserve(std::max(kQueueChunkBytes, bytes));
+  return chunk;
+}
+
 void RollbackJournal::Append(uint32_t pageNumber, const uint8_t* page) {
-  // Appended piece by piece: the queue's bytes are written once each.
-  const size_t start = mQueue.size();
+  // Appended piece by piece into a chunk with room for the whole record:
+  // the queue's bytes are written once each and never moved.
+  std::vector<uint8_t>& chunk = ChunkWithRoom(kJournalRecordOverhead + mHeader.pageSize);
+  const size_t start = chunk.size();
   uint8_t head[kJournalRecordPageOffset] = {};
   PutU32(head + kJournalRecordPageNumberOffset, pageNumber);
-  mQueue.insert(mQueue.end(), head, head + sizeof head);
-  mQueue.insert(mQueue.end(), page, page + mHeader.pageSize);
+  chunk.insert(chunk.end(), head, head + sizeof head);
+  chunk.insert(chunk.end(), page, page + mHeader.pageSize);
   const size_t covered = kJournalRecordPageOffset + mHeader.pageSize;
   uint8_t checksum[kJournalRecordOverhead - kJournalRecordPageOffset];
-  PutU64(checksum, JournalChecksum(mHeader.nonce, mQueue.data() + start, covered));
-  mQueue.insert(mQueue.end(), checksum, checksum + sizeof checksum);
+  PutU64(checksum, JournalChecksum(mHeader.nonce, chunk.data() + start, covered));
+  chunk.insert(chunk.end(), checksum, checksum + sizeof checksum);
 }
 
 bool RollbackJournal::Harden(HostFileFailure* failure) {
-  if (mQueue.empty()) return true;
+  if (mChunksUsed == 0) return true;
   const std::string name = "the journal file " + mPath;
   if (!mFile) {
     if (!failure->Note(mFileSystem->Open(mPath, ParvexFileSystem::OpenMode::kReadWriteCreate, &mFile),
@@ -127,15 +144,20 @@ bool RollbackJournal::Harden(HostFileFailure* failure) {
   }
   // From here the header may be in the file, even if the write fails.
   mStarted = true;
-  if (!failure->Note(mFile->Write(mQueueOffset, mQueue.data(), mQueue.size()), "writing " + name)) return false;
+  int64_t offset = mQueueOffset;
+  for (size_t i = 0; i < mChunksUsed; ++i) {
+    const std::vector<uint8_t>& chunk = mQueue[i];
+    if (!failure->Note(mFile->Write(offset, chunk.data(), chunk.size()), "writing " + name)) return false;
+    offset += static_cast<int64_t>(chunk.size());
+  }
   if (mSync && !failure->Note(mFile->Sync(), "syncing " + name)) return false;
   // A new journal's name must survive a power loss as surely as its bytes.
   if (mSync && !mFolderSynced) {
     if (!failure->Note(mFileSystem->SyncFolder(mPath), "syncing the folder of " + name)) return false;
     mFolderSynced = true;
   }
-  mQueueOffset += static_cast<int64_t>(mQueue.size());
-  mQueue.clear();
+  mQueueOffset = offset;
+  mChunksUsed = 0;  // the chunks stay for the next records
   return true;
 }
 
@@ -158,7 +180,7 @@ bool RollbackJournal::RestoreHeader(HostFileFailure* failure) {
 }
 
 void RollbackJournal::Reset() {
-  mQueue.clear();
+  mChunksUsed = 0;
   mQueueOffset = 0;
   mStarted = false;
 }

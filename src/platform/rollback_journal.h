@@ -48,7 +48,7 @@ class RollbackJournal {
   // Queues a page's original bytes (header.pageSize of them).
   void Append(uint32_t pageNumber, const uint8_t* page);
   // True when bytes are queued that have not reached the file.
-  bool NeedsHardening() const { return !mQueue.empty(); }
+  bool NeedsHardening() const { return mChunksUsed > 0; }
   // True once the transaction's header may have reached the file.
   bool Started() const { return mStarted; }
   // Writes the queued bytes and syncs the journal (and, after creating it,
@@ -76,7 +76,13 @@ class RollbackJournal {
   bool mFolderSynced = false;
   JournalHeader mHeader;
   std::vector<uint8_t> mHeaderBytes;
-  std::vector<uint8_t> mQueue;
+  // The queued bytes, in chunks that each hold whole records (so that
+  // appending never moves what is queued); chunks past mChunksUsed are kept
+  // empty for the next records.
+  static constexpr size_t kQueueChunkBytes = size_t{1} << 20;
+  std::vector<uint8_t>& ChunkWithRoom(size_t bytes);
+  std::vector<std::vector<uint8_t>> mQueue;
+  size_t mChunksUsed = 0;
   int64_t mQueueOffset = 0;  // where the queue's first byte goes in the file
   bool mStarted = false;
 };
