@@ -5,7 +5,8 @@
 // 0x80 NULL; for texts 0x20 for the default encoding, 0x40 for an encoding
 // code that follows in 4 bytes, neither for UTF-8. Integers and Booleans
 // follow as zigzag base-128 numbers (1 to 5 bytes, small ones short),
-// Doubles as 8 bytes, texts as a base-128 length and the bytes.
+// Doubles as 8 bytes, texts as a base-128 length, the bytes and a zero byte
+// (so that a text read in place can be handed out as a C string).
 #include "core/value_codec.h"
 
 #include <cstring>
@@ -88,7 +89,8 @@ char* EncodeValueTo(char* out, const ParvexValue* v) {
   const size_t length = v->RawText().length();
   out = WriteVarint(out, static_cast<uint32_t>(length));
   if (length > 0) std::memcpy(out, v->RawText().data(), length);
-  return out + length;
+  out[length] = '\0';
+  return out + length + 1;
 }
 
 void EncodeValue(std::string* out, const ParvexValue* v) {
@@ -104,7 +106,7 @@ size_t EncodedSize(const ParvexValue* v) {
   if (v->Type() == kTypeDouble) return header + sizeof(double);
   const size_t length = v->RawText().length();
   const size_t encoding = EncodingFlag(v->RawText().Encoding()) & kOtherEncodingFlag ? sizeof(uint32_t) : 0;
-  return header + encoding + VarintSize(static_cast<uint32_t>(length)) + length;
+  return header + encoding + VarintSize(static_cast<uint32_t>(length)) + length + 1;
 }
 
 EncodedValue ReadEncodedValue(std::string_view bytes, size_t* at) {
@@ -129,7 +131,7 @@ EncodedValue ReadEncodedValue(std::string_view bytes, size_t* at) {
     }
     const uint32_t length = ReadVarint(data, at);
     v.text = std::string_view(data + *at, length);
-    *at += length;
+    *at += length + 1;
   }
   return v;
 }
@@ -148,7 +150,7 @@ void SkipEncodedValue(std::string_view bytes, size_t* at) {
   } else {
     if (header & kOtherEncodingFlag) *at += sizeof(uint32_t);
     const uint32_t length = ReadVarint(data, at);
-    *at += length;
+    *at += length + 1;
   }
 }
 

@@ -4,10 +4,10 @@
 // A value is a header byte (type, NULL flag, how the text's encoding is
 // given), then, when not NULL: an Integer's or Boolean's number in 1 to 5
 // bytes (small numbers short), a Double's 8 bytes, or for any other type its
-// text's length and bytes (plus the encoding code when it is neither UTF-8
-// nor the default). Numbers are in the machine's order (the encoding never
-// leaves memory). Decoding gives back the same type, NULL flag and payload
-// (a NULL decodes as the NULL of its type).
+// text's length, its bytes and a zero byte (plus the encoding code when it
+// is neither UTF-8 nor the default). Numbers are in the machine's order (the
+// encoding never leaves memory). Decoding gives back the same type, NULL
+// flag and payload (a NULL decodes as the NULL of its type).
 #pragma once
 
 #include <cstdint>
@@ -25,7 +25,7 @@ struct EncodedValue {
   int32_t integer = 0;
   double number = 0.0;
   uint32_t encoding = kEncodingDefault;
-  std::string_view text;
+  std::string_view text;  // followed by a zero byte in the encoded bytes
 };
 
 // Appends the encoding of `value` (null: a NULL of type None).

@@ -29,6 +29,50 @@ uint64_t FoldedPrefix(std::string_view text) {
   return prefix;
 }
 
+// Sorts entries by their leads' bytes from `shift` down (most significant
+// first, in place), each part that shares every higher byte on its own;
+// parts small enough, or whose leads are all equal, go to std::sort with
+// `less`, which orders by lead first and so agrees with the partition.
+template <typename Entry, typename Less>
+void RadixSortByLead(Entry* first, Entry* last, int shift, const Less& less) {
+  constexpr ptrdiff_t kSmall = 64;
+  while (last - first > kSmall && shift >= 0) {
+    size_t counts[256] = {};
+    for (const Entry* e = first; e != last; ++e) ++counts[(e->lead >> shift) & 0xFF];
+    if (counts[(first->lead >> shift) & 0xFF] == static_cast<size_t>(last - first)) {
+      shift -= 8;  // one byte value throughout: nothing to part here
+      continue;
+    }
+    // Part the entries by this byte, one cycle of moves at a time.
+    size_t next[256];
+    size_t end[256];
+    size_t at = 0;
+    for (int b = 0; b < 256; ++b) {
+      next[b] = at;
+      at += counts[b];
+      end[b] = at;
+    }
+    for (int b = 0; b < 256; ++b) {
+      while (next[b] < end[b]) {
+        Entry moving = first[next[b]];
+        size_t digit = (moving.lead >> shift) & 0xFF;
+        while (digit != static_cast<size_t>(b)) {
+          std::swap(moving, first[next[digit]++]);
+          digit = (moving.lead >> shift) & 0xFF;
+        }
+        first[next[b]++] = moving;
+      }
+    }
+    size_t start = 0;
+    for (int b = 0; b < 256; ++b) {
+      if (counts[b] > 1) RadixSortByLead(first + start, first + start + counts[b], shift - 8, less);
+      start += counts[b];
+    }
+    return;
+  }
+  std::sort(first, last, less);
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
@@ -171,11 +215,12 @@ std::vector<uint32_t> TempRowSorter::SortedOrder() {
                      [this](uint32_t a, uint32_t b) { return CompareKeys(a, b, 0) < 0; });
     return order;
   }
-  std::sort(mEntries.begin(), mEntries.end(), [this](const Entry& a, const Entry& b) {
+  const auto less = [this](const Entry& a, const Entry& b) {
     if (a.lead != b.lead) return a.lead < b.lead;
     const long order = CompareTie(a.row, b.row);
     return order != 0 ? order < 0 : a.row < b.row;  // ties keep their order
-  });
+  };
+  RadixSortByLead(mEntries.data(), mEntries.data() + mEntries.size(), 56, less);
   for (size_t r = 0; r < rows; ++r) order[r] = mEntries[r].row;
   std::vector<Entry>().swap(mEntries);
   return order;

@@ -106,8 +106,9 @@ class ParvexTempTable : public ParvexTable {
 
   // Appends a row holding copies of `values` in vector order (or the values
   // themselves with `takeOwnership`, in which case the caller's vector is
-  // emptied) and a copy of `source` (none when null). Returns the new row's ID, which also becomes
-  // lastRowID, or kInvalidRowID when the table is full (no more row IDs).
+  // emptied) and a copy of `source` (none when null). Returns the new row's
+  // ID, which also becomes lastRowID, or kInvalidRowID when the table is full
+  // (no more row IDs).
   RowID AddRow(ParvexValueList& values, bool takeOwnership, const ParvexRecSet* source);
   RowID AddRow(ParvexValueList& values, bool takeOwnership) override;
 

@@ -461,7 +461,11 @@ const char* parvex_column_text(parvex_stmt* stmt, int column) {
     HoldInteger(&text.held, cell->integer);
   } else if (cell && !cell->null && IsTextType(cell->type) &&
              (cell->type == kTypeBinary || cell->encoding == kEncodingUTF8)) {
-    text.held.assign(cell->text);
+    // The encoded bytes end with a zero byte and stay put while the result
+    // is read.
+    text.text = cell->text.data();
+    text.bytes = cell->text.size();
+    return text.text;
   } else {
     const ParvexValue& value = Cell(stmt, column);
     if (value.IsNull()) return nullptr;

@@ -191,7 +191,8 @@ void ParvexIndex::Clear() {
   mHoles = 0;
   mDeadBytes = 0;
   mRowSlots.Clear();
-  mRowSlotsBuilt = true;
+  mRowSlotsFrom = 0;
+  mMaxRow = -1;
   mKeyHeads.Clear();
   mKinds.clear();
   mTypeCounts.clear();
@@ -249,13 +250,14 @@ bool ParvexIndex::SlotKey(uint32_t slot, std::string* kinds, std::string* key) c
 }
 
 size_t ParvexIndex::FindRowCell(RowID row) const {
-  if (!mRowSlotsBuilt) {
-    mRowSlots.Clear();
+  // Slots appended since the last call (or all, after a load or a
+  // compaction) are entered now, each once.
+  if (mRowSlotsFrom < mSlotRow.size()) {
     mRowSlots.Reserve(QtyEntries());
-    for (uint32_t slot = 0; slot < mSlotRow.size(); ++slot) {
+    for (auto slot = static_cast<uint32_t>(mRowSlotsFrom); slot < mSlotRow.size(); ++slot) {
       if (mSlotRow[slot] != kInvalidRowID) mRowSlots.Insert(mSlotRow[slot], slot);
     }
-    mRowSlotsBuilt = true;
+    mRowSlotsFrom = mSlotRow.size();
   }
   return mRowSlots.Find(RowHash(row), [row](const auto& cell) { return cell.key == row; });
 }
@@ -339,6 +341,7 @@ bool ParvexIndex::AllValuesOfType(size_t place, ParvexDataType type) const {
 
 uint32_t ParvexIndex::AppendSlot(ParvexIndexKey values, RowID rowID, bool file) {
   const auto slot = static_cast<uint32_t>(mSlotRow.size());
+  mMaxRow = std::max<int64_t>(mMaxRow, rowID);
   mSlotRow.push_back(rowID);
   mSlotValues.push_back(EncodeValues(values));
   mSlotNext.push_back(kNoSlot);
@@ -351,7 +354,7 @@ uint32_t ParvexIndex::AppendSlot(ParvexIndexKey values, RowID rowID, bool file) 
 void ParvexIndex::FileSlotsAhead(uint32_t from) {
   // The keys of the next kAhead slots are made (and their cells fetched)
   // while the current one is filed; each key is made once.
-  constexpr uint32_t kAhead = 8;
+  constexpr uint32_t kAhead = 16;
   struct Pending {
     std::string kinds, key;
     uint32_t hash = 0;
@@ -388,9 +391,12 @@ void ParvexIndex::ClearSlot(uint32_t slot) {
 
 void ParvexIndex::Add(ParvexIndexKey values, RowID rowID) {
   if (rowID == kInvalidRowID) return;
-  const uint32_t slot = SlotOf(rowID);
+  // A row above every row entered so far is new without a look at the row
+  // table (rows are mostly added in ascending order); a new entry joins the
+  // row table when it is next needed.
+  const uint32_t slot = static_cast<int64_t>(rowID) > mMaxRow ? kNoSlot : SlotOf(rowID);
   if (slot == kNoSlot) {
-    mRowSlots.Insert(rowID, AppendSlot(values, rowID));
+    AppendSlot(values, rowID);
   } else {
     // The entry keeps its place with new values.
     UnfileSlot(slot);
@@ -440,7 +446,7 @@ void ParvexIndex::CompactIfSparse() {
   mSlotNext.assign(mSlotRow.size(), kNoSlot);
   mSlotPrev.assign(mSlotRow.size(), kNoSlot);
   mRowSlots.Clear();
-  mRowSlotsBuilt = false;  // rebuilt on first need
+  mRowSlotsFrom = 0;  // rebuilt on first need
   mKeyHeads.Clear();
   mKeyHeads.Reserve(mSlotRow.size());
   mKinds.clear();
@@ -593,7 +599,8 @@ bool ParvexIndex::LoadEntries(ParvexStorage& storage) {
   }
   mKeyHeads.Reserve(QtyEntries());
   FileSlotsAhead(0);
-  mRowSlotsBuilt = false;
+  mRowSlots.Clear();
+  mRowSlotsFrom = 0;  // built on first need (lookups never need it)
   CompactIfSparse();
   return ok;
 }

@@ -213,9 +213,11 @@ class ParvexIndex {
   std::string mValueBytes;
   size_t mHoles = 0;
   size_t mDeadBytes = 0;
-  // Built on first need (an index loaded for lookups only never needs it).
+  // Entered on first need (an index loaded for lookups only never needs it):
+  // the slots from mRowSlotsFrom on are not in it yet.
   mutable CellTable<RowHome> mRowSlots;  // key: row ID; value: its slot
-  mutable bool mRowSlotsBuilt = true;
+  mutable size_t mRowSlotsFrom = 0;
+  int64_t mMaxRow = -1;  // the highest row ever entered since the last Clear (-1: none)
   CellTable<KeyHome> mKeyHeads;  // key: the head slot of a key's list; value: the key's hash
   // Key kinds of the filed entries -> how many entries have them.
   std::map<std::string, size_t> mKinds;

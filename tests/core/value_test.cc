@@ -87,7 +87,11 @@ TEST(ValueTest, EncodingRoundTrips) {
     const size_t start = at;
     const ParvexValue back = DecodeValue(ReadEncodedValue(bytes, &at));
     size_t again = start;
-    DecodeValueInto(ReadEncodedValue(bytes, &again), &reused);
+    const EncodedValue read = ReadEncodedValue(bytes, &again);
+    if (IsTextType(v.Type()) && !v.IsNull()) {
+      EXPECT_EQ(read.text.data()[read.text.size()], '\0');  // a C string
+    }
+    DecodeValueInto(read, &reused);
     EXPECT_EQ(again, at);
     size_t skipped = start;
     SkipEncodedValue(bytes, &skipped);

@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <random>
+#include <set>
 #include <vector>
 
 #include "storage_test_util.h"
@@ -76,13 +77,17 @@ ParvexValue RandomValue(std::mt19937& random) {
 TEST(IndexTest, LookupAgreesWithAScanForTheFirstMatchingEntry) {
   std::mt19937 random(77);
   ParvexIndex index(Columns({3, 4}));
+  std::set<RowID> rows;  // one entry per row, however often it is added
   for (int step = 0; step < 1500; ++step) {
     const RowID row = random() % 200;
     if (random() % 4 == 0) {
       index.Delete(Key{}, row);
+      rows.erase(row);
     } else {
       index.Add(Key{RandomValue(random), RandomValue(random)}, row);
+      rows.insert(row);
     }
+    ASSERT_EQ(index.QtyEntries(), rows.size()) << "step " << step;
     const Key probe{RandomValue(random), RandomValue(random)};
     std::vector<RowID> expected;
     bool allIntegers = true;
