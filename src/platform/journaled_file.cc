@@ -161,6 +161,15 @@ bool JournaledFile::ReadData(void* buffer, int32_t count, int32_t* bytesRead) {
   if (count < 0) return Fail(EINVAL);
   if (mNeedsRestore) return Fail(EIO);
   auto* out = static_cast<uint8_t*>(buffer);
+  // A read inside the page read last (the usual step of a scan through the
+  // volume's blocks) adds no page, so the cache needs no trimming.
+  if (mLastPage && count > 0 && mPosition / kPage == mLastNumber && mPosition % kPage + count <= kPage &&
+      mPosition + count <= mLength) {
+    std::memcpy(out, mLastPage->bytes.get() + mPosition % kPage, static_cast<size_t>(count));
+    mPosition += count;
+    if (bytesRead) *bytesRead = count;
+    return true;
+  }
   const int64_t wanted = std::min<int64_t>(count, std::max<int64_t>(0, mLength - mPosition));
   int64_t done = 0;
   bool ok = true;
@@ -334,18 +343,22 @@ uint32_t JournaledFile::ReadAheadCount(uint32_t first) const {
 bool JournaledFile::LoadPages(uint32_t first, uint32_t count) {
   const int64_t start = static_cast<int64_t>(first) * kPage;
   const int64_t bytes = std::min<int64_t>(static_cast<int64_t>(count) * kPage, std::min(mReadableEnd, mFileSize) - start);
-  std::vector<uint8_t> staging(static_cast<size_t>(bytes));
+  if (bytes <= 0) return true;
+  // The staging buffer is kept: a scan reads through it thousands of times.
+  if (!mStaging) mStaging.reset(new (std::nothrow) uint8_t[kReadAheadPages * kPageSize]);
+  if (!mStaging || static_cast<size_t>(bytes) > kReadAheadPages * kPageSize) return true;  // read page by page
+  const uint8_t* staging = mStaging.get();
   size_t got = 0;
-  if (const int error = mFile->Read(start, staging.data(), staging.size(), &got)) return Fail(error);
+  if (const int error = mFile->Read(start, mStaging.get(), static_cast<size_t>(bytes), &got)) return Fail(error);
   // A short read leaves the pages it did not reach to be read one by one.
   for (uint32_t i = 0; i < count && static_cast<size_t>(i) * kPageSize < got; ++i) {
     const size_t at = static_cast<size_t>(i) * kPageSize;
     const size_t filled = std::min<size_t>(kPageSize, got - at);
-    if (filled < kPageSize && at + filled < staging.size()) break;
+    if (filled < kPageSize && at + filled < static_cast<size_t>(bytes)) break;
     CachedPage page;
     page.bytes.reset(new (std::nothrow) uint8_t[kPageSize]);
     if (!page.bytes) return true;  // the page that is needed is read on its own
-    std::memcpy(page.bytes.get(), staging.data() + at, filled);
+    std::memcpy(page.bytes.get(), staging + at, filled);
     std::memset(page.bytes.get() + filled, 0, kPageSize - filled);
     mPages.emplace(first + i, std::move(page));
     mLastLoaded = first + i;

@@ -161,6 +161,7 @@ class JournaledFile final : public RandomAccessMechanism {
   uint32_t mLastNumber = UINT32_MAX;  // the page last fetched, for small transfers
   uint32_t mLastLoaded = UINT32_MAX - 1;  // the page last read from the file
   CachedPage* mLastPage = nullptr;
+  std::unique_ptr<uint8_t[]> mStaging;  // pages read ahead land here first
   size_t mDirtyPages = 0;
 
   bool mInTransaction = false;
