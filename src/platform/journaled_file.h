@@ -107,7 +107,10 @@ class JournaledFile final : public RandomAccessMechanism {
 
  private:
   struct CachedPage {
-    std::unique_ptr<uint8_t[]> bytes;
+    // Pages read ahead together share one block (one read, no copy each);
+    // a page that is about to change gets a block of its own first.
+    std::shared_ptr<uint8_t[]> block;
+    uint8_t* bytes = nullptr;
     bool dirty = false;
   };
 
@@ -161,7 +164,6 @@ class JournaledFile final : public RandomAccessMechanism {
   uint32_t mLastNumber = UINT32_MAX;  // the page last fetched, for small transfers
   uint32_t mLastLoaded = UINT32_MAX - 1;  // the page last read from the file
   CachedPage* mLastPage = nullptr;
-  std::unique_ptr<uint8_t[]> mStaging;  // pages read ahead land here first
   size_t mDirtyPages = 0;
 
   bool mInTransaction = false;

@@ -57,11 +57,11 @@ bool JournaledFile::WritePageRun(const std::vector<uint32_t>& numbers, size_t fi
   const uint8_t* source;
   std::vector<uint8_t> staging;
   if (count == 1) {
-    source = mPages[numbers[first]].bytes.get();
+    source = mPages[numbers[first]].bytes;
   } else {
     staging.resize(count * kPageSize);
     for (size_t i = 0; i < count; ++i) {
-      std::memcpy(staging.data() + i * kPageSize, mPages[numbers[first + i]].bytes.get(), kPageSize);
+      std::memcpy(staging.data() + i * kPageSize, mPages[numbers[first + i]].bytes, kPageSize);
     }
     source = staging.data();
   }
