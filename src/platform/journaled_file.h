@@ -69,7 +69,7 @@ struct HostFileOptions {
 class JournaledFile final : public RandomAccessMechanism {
  public:
   static constexpr uint32_t kPageSize = 4096;
-  static constexpr int32_t kDefaultCachePages = 2048;  // 8 MiB
+  static constexpr int32_t kDefaultCachePages = 512;  // 2 MiB
   static constexpr int32_t kMinCachePages = 8;
 
   // Null with `failure` set when the file can't be opened, locked (error
