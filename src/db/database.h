@@ -159,7 +159,7 @@ struct ParvexOpenOptions {
   // failing with kPXDatabaseLocked; 0 fails at once.
   int32_t lockTimeoutMs = 0;
   // Pages (4 KiB each) of the database file kept in memory; 0 for the default
-  // (8 MiB). A transaction that changes more spills pages to the file before
+  // (2 MiB). A transaction that changes more spills pages to the file before
   // its commit, safely.
   int32_t cachePages = 0;
   // Every access to host files goes through this file system; null for the

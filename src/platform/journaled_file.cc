@@ -161,6 +161,15 @@ bool JournaledFile::ReadData(void* buffer, int32_t count, int32_t* bytesRead) {
   if (count < 0) return Fail(EINVAL);
   if (mNeedsRestore) return Fail(EIO);
   auto* out = static_cast<uint8_t*>(buffer);
+  // A read inside the page read last (the usual step of a scan through the
+  // volume's blocks) adds no page, so the cache needs no trimming.
+  if (mLastPage && count > 0 && mPosition / kPage == mLastNumber && mPosition % kPage + count <= kPage &&
+      mPosition + count <= mLength) {
+    std::memcpy(out, mLastPage->bytes + mPosition % kPage, static_cast<size_t>(count));
+    mPosition += count;
+    if (bytesRead) *bytesRead = count;
+    return true;
+  }
   const int64_t wanted = std::min<int64_t>(count, std::max<int64_t>(0, mLength - mPosition));
   int64_t done = 0;
   bool ok = true;
@@ -173,7 +182,7 @@ bool JournaledFile::ReadData(void* buffer, int32_t count, int32_t* bytesRead) {
       ok = false;
       break;
     }
-    std::memcpy(out + done, page->bytes.get() + offset, static_cast<size_t>(n));
+    std::memcpy(out + done, page->bytes + offset, static_cast<size_t>(n));
     done += n;
     mPosition += n;
   }
@@ -200,11 +209,10 @@ bool JournaledFile::WriteData(const void* buffer, int32_t count) {
     const int64_t n = std::min<int64_t>(count - done, kPage - offset);
     CachedPage* page = FetchPage(number);
     if (!page) return false;
-    uint8_t* target = page->bytes.get() + offset;
     // Bytes the page already holds change nothing: no journal record, no write.
-    if (page->dirty || std::memcmp(target, in + done, static_cast<size_t>(n)) != 0) {
-      if (!page->dirty) MakeDirty(number, *page);
-      std::memcpy(target, in + done, static_cast<size_t>(n));
+    if (page->dirty || std::memcmp(page->bytes + offset, in + done, static_cast<size_t>(n)) != 0) {
+      if (!page->dirty) MakeDirty(number, *page);  // may move the page's bytes
+      std::memcpy(page->bytes + offset, in + done, static_cast<size_t>(n));
     }
     done += n;
     mPosition += n;
@@ -247,7 +255,7 @@ bool JournaledFile::SetLength(int32_t length) {
     CachedPage* page = FetchPage(last);
     if (!page) return false;
     if (!page->dirty) MakeDirty(last, *page);
-    std::memset(page->bytes.get() + length % kPage, 0, static_cast<size_t>(kPage - length % kPage));
+    std::memset(page->bytes + length % kPage, 0, static_cast<size_t>(kPage - length % kPage));
   }
   mLength = length;
   mReadableEnd = std::min<int64_t>(mReadableEnd, length);
@@ -274,12 +282,13 @@ JournaledFile::CachedPage* JournaledFile::FetchPage(uint32_t number) {
   }
   if (found == mPages.end()) {
     CachedPage page;
-    page.bytes = NewPageBuffer();
+    page.block.reset(new (std::nothrow) uint8_t[kPageSize]);
+    page.bytes = page.block.get();
     if (!page.bytes) {
       NoteFailure(ENOMEM, "caching " + DatabaseFileName(mPath));
       return nullptr;
     }
-    if (!LoadPage(number, page.bytes.get())) {
+    if (!LoadPage(number, page.bytes)) {
       // A transaction that met a read error is not committed: a page read
       // for a change can't be journaled, and what was read for the commit's
       // own work may be missing.
@@ -334,20 +343,21 @@ uint32_t JournaledFile::ReadAheadCount(uint32_t first) const {
 bool JournaledFile::LoadPages(uint32_t first, uint32_t count) {
   const int64_t start = static_cast<int64_t>(first) * kPage;
   const int64_t bytes = std::min<int64_t>(static_cast<int64_t>(count) * kPage, std::min(mReadableEnd, mFileSize) - start);
-  const std::unique_ptr<uint8_t[]> staging(new (std::nothrow) uint8_t[static_cast<size_t>(bytes)]);  // not zeroed
-  if (!staging) return true;  // the page that is needed is read on its own
+  if (bytes <= 0) return true;
+  // The pages are read straight into one block that they then share.
+  std::shared_ptr<uint8_t[]> block(new (std::nothrow) uint8_t[static_cast<size_t>(count) * kPageSize]);
+  if (!block) return true;  // the page that is needed is read on its own
   size_t got = 0;
-  if (const int error = mFile->Read(start, staging.get(), static_cast<size_t>(bytes), &got)) return Fail(error);
+  if (const int error = mFile->Read(start, block.get(), static_cast<size_t>(bytes), &got)) return Fail(error);
   // A short read leaves the pages it did not reach to be read one by one.
   for (uint32_t i = 0; i < count && static_cast<size_t>(i) * kPageSize < got; ++i) {
     const size_t at = static_cast<size_t>(i) * kPageSize;
     const size_t filled = std::min<size_t>(kPageSize, got - at);
     if (filled < kPageSize && at + filled < static_cast<size_t>(bytes)) break;
     CachedPage page;
-    page.bytes = NewPageBuffer();
-    if (!page.bytes) return true;  // the page that is needed is read on its own
-    std::memcpy(page.bytes.get(), staging.get() + at, filled);
-    std::memset(page.bytes.get() + filled, 0, kPageSize - filled);
+    page.block = block;
+    page.bytes = block.get() + at;
+    std::memset(page.bytes + filled, 0, kPageSize - filled);
     mPages.emplace(first + i, std::move(page));
     mLastLoaded = first + i;
   }
@@ -358,7 +368,14 @@ void JournaledFile::MakeDirty(uint32_t number, CachedPage& page) {
   // The page still holds what the file held when the transaction began: a
   // clean page was either read from the file or written out after it was
   // journaled.
-  if (number < mOriginalPages && mJournaled.insert(number).second) mJournal->Append(number, page.bytes.get());
+  if (number < mOriginalPages && mJournaled.insert(number).second) mJournal->Append(number, page.bytes);
+  if (page.block.use_count() > 1) {
+    // Its bytes are shared with pages read along with it: changes go to a copy.
+    std::shared_ptr<uint8_t[]> own(new uint8_t[kPageSize]);
+    std::memcpy(own.get(), page.bytes, kPageSize);
+    page.block = std::move(own);
+    page.bytes = page.block.get();
+  }
   page.dirty = true;
   ++mDirtyPages;
 }
@@ -371,24 +388,9 @@ bool JournaledFile::TrimCache() {
   return ok;
 }
 
-std::unique_ptr<uint8_t[]> JournaledFile::NewPageBuffer() {
-  if (mSpareBuffers.empty()) return std::unique_ptr<uint8_t[]>(new (std::nothrow) uint8_t[kPageSize]);
-  std::unique_ptr<uint8_t[]> bytes = std::move(mSpareBuffers.back());
-  mSpareBuffers.pop_back();
-  return bytes;
-}
-
 void JournaledFile::DropCleanPages() {
-  // The buffers of dropped pages serve the pages read next (a scan drops a
-  // full cache and fills it again): together with the cache they never
-  // hold more than the cache's bound and the pages read ahead with it.
   for (auto it = mPages.begin(); it != mPages.end();) {
-    if (it->second.dirty) {
-      ++it;
-      continue;
-    }
-    if (mSpareBuffers.size() < mCacheLimit) mSpareBuffers.push_back(std::move(it->second.bytes));
-    it = mPages.erase(it);
+    it = it->second.dirty ? std::next(it) : mPages.erase(it);
   }
   mLastNumber = UINT32_MAX;
   mLastPage = nullptr;
@@ -396,7 +398,6 @@ void JournaledFile::DropCleanPages() {
 
 void JournaledFile::DropAllPages() {
   mPages.clear();
-  mSpareBuffers.clear();
   mDirtyPages = 0;
   mLastNumber = UINT32_MAX;
   mLastPage = nullptr;

@@ -50,7 +50,6 @@
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
-#include <vector>
 
 #include "platform/file_system.h"
 #include "platform/random_access.h"
@@ -70,7 +69,7 @@ struct HostFileOptions {
 class JournaledFile final : public RandomAccessMechanism {
  public:
   static constexpr uint32_t kPageSize = 4096;
-  static constexpr int32_t kDefaultCachePages = 2048;  // 8 MiB
+  static constexpr int32_t kDefaultCachePages = 512;  // 2 MiB
   static constexpr int32_t kMinCachePages = 8;
 
   // Null with `failure` set when the file can't be opened, locked (error
@@ -108,7 +107,10 @@ class JournaledFile final : public RandomAccessMechanism {
 
  private:
   struct CachedPage {
-    std::unique_ptr<uint8_t[]> bytes;
+    // Pages read ahead together share one block (one read, no copy each);
+    // a page that is about to change gets a block of its own first.
+    std::shared_ptr<uint8_t[]> block;
+    uint8_t* bytes = nullptr;
     bool dirty = false;
   };
 
@@ -128,9 +130,6 @@ class JournaledFile final : public RandomAccessMechanism {
   // Marks a clean page changed, queueing its original for the journal.
   void MakeDirty(uint32_t number, CachedPage& page);
   bool TrimCache();
-  // A page buffer (not zeroed), a spare one when there is one; null when
-  // memory runs out.
-  std::unique_ptr<uint8_t[]> NewPageBuffer();
   void DropCleanPages();
   void DropAllPages();
 
@@ -162,7 +161,6 @@ class JournaledFile final : public RandomAccessMechanism {
   int64_t mReadableEnd = 0;  // file bytes from here on read as zeros (a cut not yet made)
 
   std::unordered_map<uint32_t, CachedPage> mPages;
-  std::vector<std::unique_ptr<uint8_t[]>> mSpareBuffers;  // of dropped clean pages
   uint32_t mLastNumber = UINT32_MAX;  // the page last fetched, for small transfers
   uint32_t mLastLoaded = UINT32_MAX - 1;  // the page last read from the file
   CachedPage* mLastPage = nullptr;

@@ -62,11 +62,11 @@ bool JournaledFile::WritePageRun(const std::vector<uint32_t>& numbers, size_t fi
     if (bytes <= 0) return true;
     const uint8_t* source;
     if (piece == 1) {
-      source = mPages[numbers[first + done]].bytes.get();
+      source = mPages[numbers[first + done]].bytes;
     } else {
       if (!staging) staging.reset(new uint8_t[kPiecePages * kPageSize]);
       for (size_t i = 0; i < piece; ++i) {
-        std::memcpy(staging.get() + i * kPageSize, mPages[numbers[first + done + i]].bytes.get(), kPageSize);
+        std::memcpy(staging.get() + i * kPageSize, mPages[numbers[first + done + i]].bytes, kPageSize);
       }
       source = staging.get();
     }
