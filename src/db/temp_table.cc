@@ -331,8 +331,6 @@ RowID ParvexTempTable::AddRow(ParvexValueList& values, bool takeOwnership) {
   return AddRow(values, takeOwnership, nullptr);
 }
 
-long ParvexTempTable::QtyColumns() const { return static_cast<long>(mColumns.size()); }
-
 const ParvexColumnInfo* ParvexTempTable::Column(long index) const {
   if (index < 0 || static_cast<size_t>(index) >= mColumns.size()) return nullptr;
   return mColumns[static_cast<size_t>(index)].get();

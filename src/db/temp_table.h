@@ -106,7 +106,7 @@ class TempRowSorter {
   std::vector<Entry> mEntries;  // when mUniform
 };
 
-class ParvexTempTable : public ParvexTable {
+class ParvexTempTable final : public ParvexTable {
  public:
   ParvexTempTable() = default;
   ~ParvexTempTable() override;
@@ -124,7 +124,7 @@ class ParvexTempTable : public ParvexTable {
   RowID AddRow(ParvexValueList& values, bool takeOwnership, const ParvexRecSet* source);
   RowID AddRow(ParvexValueList& values, bool takeOwnership) override;
 
-  long QtyColumns() const override;
+  long QtyColumns() const override { return static_cast<long>(mColumns.size()); }
   const ParvexColumnInfo* Column(long index) const override;
   long QtyRows() const override;
   void GetRowIDs(SimpleVector<RowID>* ids) const override;

@@ -397,6 +397,9 @@ int parvex_clear_bindings(parvex_stmt* stmt) {
 }
 
 int parvex_column_count(parvex_stmt* stmt) {
+  // (Asked for before every column by many callers: a result table answers
+  // without a virtual call.)
+  if (stmt && stmt->result && stmt->resultRows) return static_cast<int>(stmt->resultRows->QtyColumns());
   const ParvexTable* shape = Shape(stmt);
   return shape ? static_cast<int>(shape->QtyColumns()) : 0;
 }
