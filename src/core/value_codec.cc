@@ -71,6 +71,17 @@ char* EncodeValueTo(char* out, const ParvexValue* v) {
   return out + length + 1;
 }
 
+size_t EncodedSize(const ParvexValueList& values) {
+  size_t bytes = 0;
+  for (const ParvexValueWithID* value : values) bytes += EncodedSize(value);
+  return bytes;
+}
+
+char* EncodeValuesTo(char* out, const ParvexValueList& values) {
+  for (const ParvexValueWithID* value : values) out = EncodeValueTo(out, value);
+  return out;
+}
+
 void EncodeValue(std::string* out, const ParvexValue* v) {
   const size_t at = out->size();
   out->resize(at + EncodedSize(v));

@@ -15,6 +15,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/table.h"
 #include "core/value.h"
 
 namespace parvex {
@@ -36,6 +37,9 @@ size_t EncodedSize(const ParvexValue* value);
 // Writes the encoding of `value` at `out`, which has room for EncodedSize
 // bytes; returns the end of what it wrote.
 char* EncodeValueTo(char* out, const ParvexValue* value);
+// The same for a row of values (absent ones encode as NULL), in one call.
+size_t EncodedSize(const ParvexValueList& values);
+char* EncodeValuesTo(char* out, const ParvexValueList& values);
 // Reads the value encoded at `*at` and moves `*at` past it (inline: rows
 // are read value after value, straight into where the caller keeps them).
 inline EncodedValue ReadEncodedValue(std::string_view bytes, size_t* at);

@@ -293,8 +293,7 @@ RowID ParvexTempTable::AddRow(ParvexValueList& values, bool takeOwnership, const
     return kInvalidRowID;
   }
   const auto qtyValues = static_cast<uint32_t>(values.size());
-  size_t bytes = 0;
-  for (const ParvexValueWithID* value : values) bytes += EncodedSize(value);  // absent: NULL
+  const size_t bytes = EncodedSize(values);
   if (mChunks.empty() || mChunkSizes.back() - mLastChunkUsed < bytes) {
     // Chunks grow from small (most results are small) to kChunkBytes.
     const size_t grown = std::min(kChunkBytes, kFirstChunkBytes << std::min<size_t>(mChunks.size(), 16));
@@ -306,7 +305,7 @@ RowID ParvexTempTable::AddRow(ParvexValueList& values, bool takeOwnership, const
   RowHandle row{static_cast<uint32_t>(mChunks.size() - 1), static_cast<uint32_t>(mLastChunkUsed), qtyValues,
                 kNoSource};
   char* out = mChunks.back().get() + mLastChunkUsed;
-  for (const ParvexValueWithID* value : values) out = EncodeValueTo(out, value);
+  EncodeValuesTo(out, values);
   mLastChunkUsed += bytes;
   if (takeOwnership) DeleteValues(values);
   if (source) {
