@@ -1,4 +1,5 @@
-// The value encoding: writing, reading in place, decoding.
+// The value encoding: writing, skipping, decoding (reading in place is
+// inline in the header).
 //
 // A value starts with a header byte: the type in the low five bits (31
 // means the type follows in a byte of its own) and flags in the top three:
@@ -13,25 +14,14 @@
 
 namespace parvex {
 
-namespace {
+using namespace codec_detail;
 
-constexpr uint8_t kNullFlag = 0x80;
-constexpr uint8_t kOtherEncodingFlag = 0x40;
-constexpr uint8_t kDefaultEncodingFlag = 0x20;
-constexpr uint8_t kTypeMask = 0x1F;
-constexpr uint8_t kTypeFollows = 0x1F;
+namespace {
 
 template <typename T>
 char* WriteRaw(char* out, const T& value) {
   std::memcpy(out, &value, sizeof value);
   return out + sizeof value;
-}
-
-template <typename T>
-T ReadRaw(const char* bytes) {
-  T value;
-  std::memcpy(&value, bytes, sizeof value);
-  return value;
 }
 
 char* WriteVarint(char* out, uint32_t n) {
@@ -49,19 +39,7 @@ size_t VarintSize(uint32_t n) {
   return size;
 }
 
-uint32_t ReadVarint(const char* bytes, size_t* at) {
-  uint32_t n = 0;
-  for (int shift = 0;; shift += 7) {
-    const auto b = static_cast<uint8_t>(bytes[(*at)++]);
-    n |= static_cast<uint32_t>(b & 0x7F) << shift;
-    if (b < 0x80) return n;
-  }
-}
-
 uint32_t ZigZag(int32_t i) { return (static_cast<uint32_t>(i) << 1) ^ static_cast<uint32_t>(i >> 31); }
-int32_t UnZigZag(uint32_t n) { return static_cast<int32_t>((n >> 1) ^ (0u - (n & 1))); }
-
-bool IsNumberType(ParvexDataType type) { return type == kTypeInteger || type == kTypeBoolean; }
 
 uint8_t EncodingFlag(uint32_t encoding) {
   if (encoding == kEncodingUTF8) return 0;
@@ -93,6 +71,17 @@ char* EncodeValueTo(char* out, const ParvexValue* v) {
   return out + length + 1;
 }
 
+size_t EncodedSize(const ParvexValueList& values) {
+  size_t bytes = 0;
+  for (const ParvexValueWithID* value : values) bytes += EncodedSize(value);
+  return bytes;
+}
+
+char* EncodeValuesTo(char* out, const ParvexValueList& values) {
+  for (const ParvexValueWithID* value : values) out = EncodeValueTo(out, value);
+  return out;
+}
+
 void EncodeValue(std::string* out, const ParvexValue* v) {
   const size_t at = out->size();
   out->resize(at + EncodedSize(v));
@@ -107,33 +96,6 @@ size_t EncodedSize(const ParvexValue* v) {
   const size_t length = v->RawText().length();
   const size_t encoding = EncodingFlag(v->RawText().Encoding()) & kOtherEncodingFlag ? sizeof(uint32_t) : 0;
   return header + encoding + VarintSize(static_cast<uint32_t>(length)) + length + 1;
-}
-
-EncodedValue ReadEncodedValue(std::string_view bytes, size_t* at) {
-  EncodedValue v;
-  const char* data = bytes.data();
-  const auto header = static_cast<uint8_t>(data[(*at)++]);
-  v.type = static_cast<ParvexDataType>(header & kTypeMask);
-  if (v.type == kTypeFollows) v.type = static_cast<ParvexDataType>(data[(*at)++]);
-  v.null = (header & kNullFlag) != 0;
-  if (v.null) return v;
-  if (IsNumberType(v.type)) {
-    v.integer = UnZigZag(ReadVarint(data, at));
-  } else if (v.type == kTypeDouble) {
-    v.number = ReadRaw<double>(data + *at);
-    *at += sizeof(double);
-  } else {
-    if (header & kOtherEncodingFlag) {
-      v.encoding = ReadRaw<uint32_t>(data + *at);
-      *at += sizeof(uint32_t);
-    } else {
-      v.encoding = header & kDefaultEncodingFlag ? kEncodingDefault : kEncodingUTF8;
-    }
-    const uint32_t length = ReadVarint(data, at);
-    v.text = std::string_view(data + *at, length);
-    *at += length + 1;
-  }
-  return v;
 }
 
 void SkipEncodedValue(std::string_view bytes, size_t* at) {

@@ -11,9 +11,11 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
 
+#include "core/table.h"
 #include "core/value.h"
 
 namespace parvex {
@@ -35,13 +37,76 @@ size_t EncodedSize(const ParvexValue* value);
 // Writes the encoding of `value` at `out`, which has room for EncodedSize
 // bytes; returns the end of what it wrote.
 char* EncodeValueTo(char* out, const ParvexValue* value);
-// Reads the value encoded at `*at` and moves `*at` past it.
-EncodedValue ReadEncodedValue(std::string_view bytes, size_t* at);
+// The same for a row of values (absent ones encode as NULL), in one call.
+size_t EncodedSize(const ParvexValueList& values);
+char* EncodeValuesTo(char* out, const ParvexValueList& values);
+// Reads the value encoded at `*at` and moves `*at` past it (inline: rows
+// are read value after value, straight into where the caller keeps them).
+inline EncodedValue ReadEncodedValue(std::string_view bytes, size_t* at);
 // Only moves `*at` past the value encoded there.
 void SkipEncodedValue(std::string_view bytes, size_t* at);
 ParvexValue DecodeValue(const EncodedValue& encoded);
 // DecodeValue into an existing value, reusing its text buffer when no other
 // value shares it (a row decoded over and over does not allocate each time).
 void DecodeValueInto(const EncodedValue& encoded, ParvexValue* out);
+
+// The layout's constants and number readers, shared with value_codec.cc.
+namespace codec_detail {
+
+constexpr uint8_t kNullFlag = 0x80;
+constexpr uint8_t kOtherEncodingFlag = 0x40;
+constexpr uint8_t kDefaultEncodingFlag = 0x20;
+constexpr uint8_t kTypeMask = 0x1F;
+constexpr uint8_t kTypeFollows = 0x1F;
+
+inline bool IsNumberType(ParvexDataType type) { return type == kTypeInteger || type == kTypeBoolean; }
+
+inline uint32_t ReadVarint(const char* bytes, size_t* at) {
+  uint32_t n = 0;
+  for (int shift = 0;; shift += 7) {
+    const auto b = static_cast<uint8_t>(bytes[(*at)++]);
+    n |= static_cast<uint32_t>(b & 0x7F) << shift;
+    if (b < 0x80) return n;
+  }
+}
+
+inline int32_t UnZigZag(uint32_t n) { return static_cast<int32_t>((n >> 1) ^ (0u - (n & 1))); }
+
+template <typename T>
+T ReadRaw(const char* bytes) {
+  T value;
+  std::memcpy(&value, bytes, sizeof value);
+  return value;
+}
+
+}  // namespace codec_detail
+
+inline EncodedValue ReadEncodedValue(std::string_view bytes, size_t* at) {
+  using namespace codec_detail;
+  EncodedValue v;
+  const char* data = bytes.data();
+  const auto header = static_cast<uint8_t>(data[(*at)++]);
+  v.type = static_cast<ParvexDataType>(header & kTypeMask);
+  if (v.type == kTypeFollows) v.type = static_cast<ParvexDataType>(data[(*at)++]);
+  v.null = (header & kNullFlag) != 0;
+  if (v.null) return v;
+  if (IsNumberType(v.type)) {
+    v.integer = UnZigZag(ReadVarint(data, at));
+  } else if (v.type == kTypeDouble) {
+    v.number = ReadRaw<double>(data + *at);
+    *at += sizeof(double);
+  } else {
+    if (header & kOtherEncodingFlag) {
+      v.encoding = ReadRaw<uint32_t>(data + *at);
+      *at += sizeof(uint32_t);
+    } else {
+      v.encoding = header & kDefaultEncodingFlag ? kEncodingDefault : kEncodingUTF8;
+    }
+    const uint32_t length = ReadVarint(data, at);
+    v.text = std::string_view(data + *at, length);
+    *at += length + 1;
+  }
+  return v;
+}
 
 }  // namespace parvex

@@ -90,75 +90,125 @@ TempRowSorter::TempRowSorter(const ParvexTempTable& table, const SimpleVector<lo
                              const SimpleVector<long>& keyDirections)
     : mTable(table) {
   const size_t keys = std::min(keyColumns.size(), keyDirections.size());
-  const size_t rows = table.mRows.size();
   mKeys.resize(keys);
-  // The key value of row r, read in place (false when the row is short).
-  auto readKey = [&](size_t k, size_t r, EncodedValue* e) {
-    const ParvexTempTable::RowHandle& row = table.mRows[r];
-    size_t at = 0;
-    if (!table.SeekValue(row, keyColumns[k], &at)) return false;
-    *e = ReadEncodedValue(table.RowBytes(row), &at);
-    return true;
-  };
-  // Which readings each key needs.
-  EncodedValue e;
-  std::vector<bool> allStored(keys, true);  // every text reading is the stored bytes
-  mUniform = keys > 0;
   for (size_t k = 0; k < keys; ++k) {
     columns.push_back(keyColumns[k]);
     directions.push_back(keyDirections[k]);
-    KeyReadings& readings = mKeys[k];
-    for (size_t r = 0; r < rows; ++r) {
-      const bool present = readKey(k, r, &e);
-      // (DecodeValue keeps a NULL's type: a NULL Integer compares as one.)
-      const bool integer = present && e.type == kTypeInteger;
-      readings.anyInteger = readings.anyInteger || integer;
-      readings.anyText = readings.anyText || !integer;
-      allStored[k] = allStored[k] && present && StoredText(e);
-    }
-    mUniform = mUniform && !(readings.anyInteger && readings.anyText);
   }
-  if (mUniform) mEntries.resize(rows);
-  for (size_t k = 0; k < keys; ++k) {
-    KeyReadings& readings = mKeys[k];
-    const bool leads = mUniform && k == 0;
-    if (readings.anyInteger && readings.anyText) readings.isInteger.resize(rows);
-    if (readings.anyInteger && !leads) readings.integers.resize(rows);
-    if (readings.anyText && !leads) readings.prefixes.resize(rows);
-    if (readings.anyText && !allStored[k]) readings.texts.resize(rows);
-    for (size_t r = 0; r < rows; ++r) {
-      const bool present = readKey(k, r, &e);
-      // Stored texts are decoded only where their integer reading is needed.
-      const bool decode = !present || !StoredText(e) || readings.anyInteger;
-      const ParvexValue value = !present ? kMissingValue : (decode ? DecodeValue(e) : ParvexValue());
-      if (!readings.isInteger.empty()) readings.isInteger[r] = present && e.type == kTypeInteger ? 1 : 0;
-      uint64_t lead = 0;
-      if (readings.anyInteger) {
-        const int32_t integer = value.GetInteger();
-        if (leads) {
-          // With the sign bit flipped integers order as unsigned numbers.
-          lead = static_cast<uint32_t>(integer) ^ 0x80000000u;
-        } else {
-          readings.integers[r] = integer;
-        }
-      }
-      if (readings.anyText) {
-        std::string_view text;
-        if (present && StoredText(e)) {
-          text = e.text;  // GetString is the stored text
-        } else {
-          readings.owned.push_back(value.GetString().str());
-          text = readings.owned.back();
-        }
-        if (!readings.texts.empty()) readings.texts[r] = text;
-        (leads ? lead : readings.prefixes[r]) = FoldedPrefix(text);
-      }
+  // The first key is read last: by then the others tell whether it goes
+  // into the leads.
+  mUniform = keys > 0;
+  for (size_t k = keys; k-- > 0;) {
+    if (!ReadKeyAtOnce(k)) ReadKeyTwice(k);
+  }
+}
+
+bool TempRowSorter::ReadKey(size_t key, size_t row, EncodedValue* e) const {
+  const ParvexTempTable::RowHandle& handle = mTable.mRows[row];
+  size_t at = 0;
+  if (!mTable.SeekValue(handle, columns[key], &at)) return false;
+  *e = ReadEncodedValue(mTable.RowBytes(handle), &at);
+  return true;
+}
+
+void TempRowSorter::SetLead(size_t row, uint64_t lead) {
+  if (directions[0] < 0) lead = ~lead;
+  if (directions[0] == 0) lead = 0;  // a key that orders nothing
+  mEntries[row] = Entry{lead, static_cast<uint32_t>(row)};
+}
+
+bool TempRowSorter::ReadKeyAtOnce(size_t key) {
+  // The common case: every row holds an Integer there, or every row a
+  // stored text; the first row says which, and a row that is otherwise
+  // sends the key to ReadKeyTwice.
+  const size_t rows = mTable.mRows.size();
+  KeyReadings& readings = mKeys[key];
+  const bool leads = mUniform && key == 0;
+  EncodedValue e;
+  const bool integer = rows > 0 && ReadKey(key, 0, &e) && e.type == kTypeInteger;
+  if (leads) {
+    mEntries.resize(rows);
+  } else if (integer) {
+    readings.integers.resize(rows);
+  } else {
+    readings.prefixes.resize(rows);
+  }
+  for (size_t r = 0; r < rows; ++r) {
+    const bool present = ReadKey(key, r, &e);
+    if (integer ? !present || e.type != kTypeInteger : !present || !StoredText(e)) {
+      readings = KeyReadings();
+      std::vector<Entry>().swap(mEntries);
+      return false;
+    }
+    if (integer) {
+      // With the sign bit flipped integers order as unsigned numbers.
       if (leads) {
-        if (directions[0] < 0) lead = ~lead;
-        if (directions[0] == 0) lead = 0;  // a key that orders nothing
-        mEntries[r] = Entry{lead, static_cast<uint32_t>(r)};
+        SetLead(r, static_cast<uint32_t>(e.integer) ^ 0x80000000u);
+      } else {
+        readings.integers[r] = e.integer;
+      }
+    } else {
+      const uint64_t prefix = FoldedPrefix(e.text);  // GetString is the stored text
+      if (leads) {
+        SetLead(r, prefix);
+      } else {
+        readings.prefixes[r] = prefix;
       }
     }
+  }
+  readings.anyInteger = integer;
+  readings.anyText = !integer;
+  return true;
+}
+
+void TempRowSorter::ReadKeyTwice(size_t key) {
+  const size_t rows = mTable.mRows.size();
+  KeyReadings& readings = mKeys[key];
+  // Which readings the key needs.
+  EncodedValue e;
+  bool allStored = true;  // every text reading is the stored bytes
+  for (size_t r = 0; r < rows; ++r) {
+    const bool present = ReadKey(key, r, &e);
+    // (DecodeValue keeps a NULL's type: a NULL Integer compares as one.)
+    const bool integer = present && e.type == kTypeInteger;
+    readings.anyInteger = readings.anyInteger || integer;
+    readings.anyText = readings.anyText || !integer;
+    allStored = allStored && present && StoredText(e);
+  }
+  mUniform = mUniform && !(readings.anyInteger && readings.anyText);
+  const bool leads = mUniform && key == 0;
+  if (leads) mEntries.resize(rows);
+  if (readings.anyInteger && readings.anyText) readings.isInteger.resize(rows);
+  if (readings.anyInteger && !leads) readings.integers.resize(rows);
+  if (readings.anyText && !leads) readings.prefixes.resize(rows);
+  if (readings.anyText && !allStored) readings.texts.resize(rows);
+  for (size_t r = 0; r < rows; ++r) {
+    const bool present = ReadKey(key, r, &e);
+    // Stored texts are decoded only where their integer reading is needed.
+    const bool decode = !present || !StoredText(e) || readings.anyInteger;
+    const ParvexValue value = !present ? kMissingValue : (decode ? DecodeValue(e) : ParvexValue());
+    if (!readings.isInteger.empty()) readings.isInteger[r] = present && e.type == kTypeInteger ? 1 : 0;
+    uint64_t lead = 0;
+    if (readings.anyInteger) {
+      const int32_t integer = value.GetInteger();
+      if (leads) {
+        lead = static_cast<uint32_t>(integer) ^ 0x80000000u;
+      } else {
+        readings.integers[r] = integer;
+      }
+    }
+    if (readings.anyText) {
+      std::string_view text;
+      if (present && StoredText(e)) {
+        text = e.text;
+      } else {
+        readings.owned.push_back(value.GetString().str());
+        text = readings.owned.back();
+      }
+      if (!readings.texts.empty()) readings.texts[r] = text;
+      (leads ? lead : readings.prefixes[r]) = FoldedPrefix(text);
+    }
+    if (leads) SetLead(r, lead);
   }
 }
 
@@ -243,8 +293,7 @@ RowID ParvexTempTable::AddRow(ParvexValueList& values, bool takeOwnership, const
     return kInvalidRowID;
   }
   const auto qtyValues = static_cast<uint32_t>(values.size());
-  size_t bytes = 0;
-  for (const ParvexValueWithID* value : values) bytes += EncodedSize(value);  // absent: NULL
+  const size_t bytes = EncodedSize(values);
   if (mChunks.empty() || mChunkSizes.back() - mLastChunkUsed < bytes) {
     // Chunks grow from small (most results are small) to kChunkBytes.
     const size_t grown = std::min(kChunkBytes, kFirstChunkBytes << std::min<size_t>(mChunks.size(), 16));
@@ -256,7 +305,7 @@ RowID ParvexTempTable::AddRow(ParvexValueList& values, bool takeOwnership, const
   RowHandle row{static_cast<uint32_t>(mChunks.size() - 1), static_cast<uint32_t>(mLastChunkUsed), qtyValues,
                 kNoSource};
   char* out = mChunks.back().get() + mLastChunkUsed;
-  for (const ParvexValueWithID* value : values) out = EncodeValueTo(out, value);
+  EncodeValuesTo(out, values);
   mLastChunkUsed += bytes;
   if (takeOwnership) DeleteValues(values);
   if (source) {
@@ -280,8 +329,6 @@ RowID ParvexTempTable::AddRow(ParvexValueList& values, bool takeOwnership, const
 RowID ParvexTempTable::AddRow(ParvexValueList& values, bool takeOwnership) {
   return AddRow(values, takeOwnership, nullptr);
 }
-
-long ParvexTempTable::QtyColumns() const { return static_cast<long>(mColumns.size()); }
 
 const ParvexColumnInfo* ParvexTempTable::Column(long index) const {
   if (index < 0 || static_cast<size_t>(index) >= mColumns.size()) return nullptr;
@@ -329,7 +376,7 @@ bool ParvexTempTable::ReadRow(RowID row, std::vector<EncodedValue>* out) const {
   if (row >= mRows.size() || !out) return false;
   // Rows are mostly read in order after a sort has scattered them over the
   // chunks: ask for a row a few places ahead so that it is in cache when read.
-  constexpr size_t kPrefetchAhead = 8;
+  constexpr size_t kPrefetchAhead = 24;
   if (row + kPrefetchAhead < mRows.size()) {
     const RowHandle& ahead = mRows[row + kPrefetchAhead];
     const char* start = mChunks[ahead.chunk].get() + ahead.offset;

@@ -71,6 +71,18 @@ class TempRowSorter {
     return readings.isInteger.empty() ? !readings.anyText : readings.isInteger[row] != 0;
   }
   std::string_view TextOf(size_t key, size_t row) const;
+  // The value of key column `key` in the row at `row`, read in place (false
+  // when the row is short).
+  bool ReadKey(size_t key, size_t row, EncodedValue* e) const;
+  // Fills mKeys[key] (or the leads, for the first key when every later key
+  // is uniform) in one pass when the key's rows are all Integers or all
+  // stored texts; false, with nothing kept, otherwise.
+  bool ReadKeyAtOnce(size_t key);
+  // The same for any rows: one pass to learn which readings are needed, one
+  // to take them. Updates mUniform.
+  void ReadKeyTwice(size_t key);
+  // mEntries[row] with the first key's reading `lead`, direction applied.
+  void SetLead(size_t row, uint64_t lead);
   // <0, 0 or >0 for the rows at positions `a` and `b` (positions at the time
   // the sorter was built) by the keys from `first` on; key 0 only when the
   // sorter is not uniform (see Entry).
@@ -94,7 +106,7 @@ class TempRowSorter {
   std::vector<Entry> mEntries;  // when mUniform
 };
 
-class ParvexTempTable : public ParvexTable {
+class ParvexTempTable final : public ParvexTable {
  public:
   ParvexTempTable() = default;
   ~ParvexTempTable() override;
@@ -112,7 +124,7 @@ class ParvexTempTable : public ParvexTable {
   RowID AddRow(ParvexValueList& values, bool takeOwnership, const ParvexRecSet* source);
   RowID AddRow(ParvexValueList& values, bool takeOwnership) override;
 
-  long QtyColumns() const override;
+  long QtyColumns() const override { return static_cast<long>(mColumns.size()); }
   const ParvexColumnInfo* Column(long index) const override;
   long QtyRows() const override;
   void GetRowIDs(SimpleVector<RowID>* ids) const override;

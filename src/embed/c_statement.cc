@@ -88,10 +88,13 @@ std::string TextOf(const ParvexValue& value) {
   return ConvertEncoding(text, kEncodingUTF8).str();
 }
 
-// An Integer's text (TextOf's), into a buffer kept from row to row.
-void HoldInteger(std::string* held, int32_t integer) {
-  char digits[16];
-  held->assign(digits, std::to_chars(digits, digits + sizeof digits, integer).ptr);
+// An Integer's text (TextOf's), written into the column's own digit buffer.
+const char* HoldInteger(parvex_stmt::ColumnText* text, int32_t integer) {
+  char* end = std::to_chars(text->digits, text->digits + sizeof text->digits - 1, integer).ptr;
+  *end = '\0';
+  text->text = text->digits;
+  text->bytes = static_cast<size_t>(end - text->digits);
+  return text->text;
 }
 
 // Ends the reading of a result.
@@ -394,6 +397,9 @@ int parvex_clear_bindings(parvex_stmt* stmt) {
 }
 
 int parvex_column_count(parvex_stmt* stmt) {
+  // (Asked for before every column by many callers: a result table answers
+  // without a virtual call.)
+  if (stmt && stmt->result && stmt->resultRows) return static_cast<int>(stmt->resultRows->QtyColumns());
   const ParvexTable* shape = Shape(stmt);
   return shape ? static_cast<int>(shape->QtyColumns()) : 0;
 }
@@ -458,7 +464,7 @@ const char* parvex_column_text(parvex_stmt* stmt, int column) {
   const EncodedValue* cell = stmt->resultRows ? &stmt->cells[static_cast<size_t>(column)] : nullptr;
   if (cell && !cell->null && cell->type == kTypeInteger) {
     // A result table's value read in place: no decoding.
-    HoldInteger(&text.held, cell->integer);
+    return HoldInteger(&text, cell->integer);
   } else if (cell && !cell->null && IsTextType(cell->type) &&
              (cell->type == kTypeBinary || cell->encoding == kEncodingUTF8)) {
     // The encoded bytes end with a zero byte and stay put while the result
@@ -470,7 +476,7 @@ const char* parvex_column_text(parvex_stmt* stmt, int column) {
     const ParvexValue& value = Cell(stmt, column);
     if (value.IsNull()) return nullptr;
     if (value.Type() == kTypeInteger) {
-      HoldInteger(&text.held, value.RawInteger());
+      return HoldInteger(&text, value.RawInteger());
     } else if (IsTextType(value.Type()) &&
                (value.Type() == kTypeBinary || value.RawText().Encoding() == kEncodingUTF8)) {
       // The value's own bytes are the text (NUL-terminated, and unchanged

@@ -67,11 +67,12 @@ struct parvex_stmt {
   std::vector<parvex::EncodedValue> cells;
   std::vector<bool> decoded;
   // Per column of the current row, once asked for: its text (null until
-  // then; it points into the value itself or into `held`) and byte count.
+  // then; it points into the value itself, `held` or `digits`) and byte count.
   struct ColumnText {
     const char* text = nullptr;
     size_t bytes = 0;
     std::string held;
+    char digits[12];  // an Integer's text, kept out of `held` (no copy)
   };
   std::vector<ColumnText> texts;
   std::string literal;                   // the last column literal asked for
