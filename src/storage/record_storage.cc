@@ -313,6 +313,15 @@ uint32_t ParvexStorage::CalcSchemaAndDataSize(const ParvexValueList& values) con
   return static_cast<uint32_t>(std::min<uint64_t>(size, std::numeric_limits<uint32_t>::max()));
 }
 
+void ParvexStorage::PutLiveRecordHeader(uint8_t* out, RowID rowID, uint32_t bodyLength) const {
+  const uint32_t header[3] = {kRecordTagLive, rowID, bodyLength};
+  for (int field = 0; field < 3; ++field) {
+    for (int i = 0; i < 4; ++i) {
+      out[4 * field + (mFile->IsBigEndian() ? 3 - i : i)] = static_cast<uint8_t>(header[field] >> (8 * i));
+    }
+  }
+}
+
 void ParvexStorage::EncodeRecord(const ParvexValueList& values) {
   for (const ParvexValueWithID* v : values) IsWritten(*v);  // stops on a type without an encoding
   mEncoded.assign(kRecordHeaderSize, 0);
@@ -324,12 +333,7 @@ bool ParvexStorage::WriteEncodedRecord(uint32_t position, RowID rowID, uint32_t 
   if (position < kFirstRecordOffset || position > mDataLength || needed > end || end > kMaxFileLength) {
     return false;
   }
-  const uint32_t header[3] = {kRecordTagLive, rowID, end - position - kRecordHeaderSize};
-  for (int field = 0; field < 3; ++field) {
-    for (int i = 0; i < 4; ++i) {
-      mEncoded[4 * field + (mFile->IsBigEndian() ? 3 - i : i)] = static_cast<uint8_t>(header[field] >> (8 * i));
-    }
-  }
+  PutLiveRecordHeader(mEncoded.data(), rowID, end - position - kRecordHeaderSize);
   if (!WriteDataAt(position, mEncoded.data(), static_cast<uint32_t>(mEncoded.size()))) {
     HandleError(kStorageErrorWriteFailed);
     ForgetCurrent();
@@ -449,12 +453,9 @@ bool ParvexStorage::AppendRecordBody(RowID rowID, const uint8_t* body, uint32_t 
   }
   // As for every append, the map file says "Drty" before the data file changes.
   MarkRowPosMapDirty();
-  const uint32_t header[3] = {kRecordTagLive, rowID, length};
-  for (uint32_t field : header) {
-    for (int i = 0; i < 4; ++i) {
-      mAppends.push_back(static_cast<uint8_t>(field >> (mFile->IsBigEndian() ? 24 - 8 * i : 8 * i)));
-    }
-  }
+  const size_t at = mAppends.size();
+  mAppends.resize(at + kRecordHeaderSize);
+  PutLiveRecordHeader(mAppends.data() + at, rowID, length);
   mAppends.insert(mAppends.end(), body, body + length);
   mAppendedRows.emplace_back(rowID, static_cast<uint32_t>(position));
   return true;

@@ -248,6 +248,9 @@ class ParvexStorage {
   // A u32 of the data file's byte order.
   uint32_t Number(const uint8_t* bytes) const;
   // Encodes a record's body after room for its header into mEncoded.
+  // Writes a live record's 12-byte header (tag, row ID, body length) in the
+  // file's byte order at `out`.
+  void PutLiveRecordHeader(uint8_t* out, RowID rowID, uint32_t bodyLength) const;
   void EncodeRecord(const ParvexValueList& values);
   // Writes the record in mEncoded (header filled in here) at `position`, its
   // body ending at `end`; `written` receives the end of the bytes written.

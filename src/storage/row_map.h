@@ -75,6 +75,7 @@ class RowMap {
   const V& NotFound() const { return mNotFound; }
 
   Node* FindNode(RowID id) {
+    if (mCount == 0) return nullptr;  // the usual state of a transaction's deletions: no hashing
     for (uint32_t n = mHeads[Bucket(id)]; n != kNoNode;) {
       Node& node = At(n);
       if (node.id == id) return &node;

@@ -206,7 +206,7 @@ bool ParvexTrans::FetchStoredRow(RowID row) const {
 bool ParvexTrans::FetchPendingRow(RowID row) const {
   if (mPendingRowID == row) return true;
   mPendingRowID = kInvalidRowID;
-  if (mChanges.empty() || !mChanges.Contains(row)) return false;
+  if (!mChanges.Contains(row)) return false;
   mChanges.Read(row, &mPendingFields);  // encoded here: it decodes
   mPendingRowID = row;
   return true;
@@ -224,7 +224,7 @@ bool ParvexTrans::ReadColumn(RowID row, long columnID, ParvexValue* out) const {
       out->SetNull();
       return true;
     }
-  } else if (!mDeletions.empty() && mDeletions.Contains(row)) {
+  } else if (mDeletions.Contains(row)) {
     return false;
   }
   if (!FetchStoredRow(row)) return false;
